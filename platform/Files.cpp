@@ -1,0 +1,515 @@
+#include "Files.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "AppleDouble.h"
+#include "Catalog.h"
+#include "FileSystem.h"
+#include "MacErrors.h"
+#include "PosixErrors.h"
+
+namespace tessel::platform::files {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kLongestName = 63;
+
+struct OpenFile {
+  int fd;
+  fs::path path;
+  bool writable;
+  bool written;
+  SInt64 mark;
+};
+
+std::map<SInt16, OpenFile>& open_files() {
+  static std::map<SInt16, OpenFile> table;
+  return table;
+}
+
+OpenFile* find_open_file(SInt16 refNum) {
+  auto it = open_files().find(refNum);
+  return it == open_files().end() ? nullptr : &it->second;
+}
+
+// The lowest free reference number, or 0 when all are taken.
+SInt16 free_reference_number() {
+  SInt16 candidate = 1;
+  for (const auto& [ref, file] : open_files()) {
+    if (ref != candidate) break;
+    if (candidate == INT16_MAX) return 0;
+    ++candidate;
+  }
+  return candidate;
+}
+
+std::string name_of(ConstStringPtr name) {
+  return name == nullptr ? std::string() : std::string(reinterpret_cast<const char*>(name + 1), name[0]);
+}
+
+void store_name(std::string_view name, StringPtr destination, std::size_t capacity) {
+  std::size_t length = std::min(name.size(), capacity);
+  destination[0] = static_cast<unsigned char>(length);
+  std::memcpy(destination + 1, name.data(), length);
+}
+
+bool in_group(gid_t gid) {
+  if (getegid() == gid) return true;
+  gid_t groups[NGROUPS_MAX];
+  int count = getgroups(NGROUPS_MAX, groups);
+  return std::find(groups, groups + std::max(count, 0), gid) != groups + std::max(count, 0);
+}
+
+// Whether the permission bits let the user change this file or folder. The
+// superuser is held to the bits too: a file that nobody may write is locked
+// on purpose, and Tessel respects that like any other user would.
+bool may_change(const struct stat& info) {
+  constexpr mode_t anyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
+  bool directory = S_ISDIR(info.st_mode);
+  if (geteuid() == 0) return (info.st_mode & anyWrite) != 0;
+  mode_t write = S_IWOTH, search = S_IXOTH;
+  if (info.st_uid == geteuid()) write = S_IWUSR, search = S_IXUSR;
+  else if (in_group(info.st_gid)) write = S_IWGRP, search = S_IXGRP;
+  return (info.st_mode & write) != 0 && (!directory || (info.st_mode & search) != 0);
+}
+
+Expected<struct stat> stat_path(const fs::path& path) {
+  struct stat info{};
+  if (file_system().stat(path.c_str(), &info) != 0) {
+    return Expected<struct stat>::failure(last_os_error());
+  }
+  return info;
+}
+
+// The mount point that holds path: the topmost folder on the same device.
+fs::path mount_point_of(const fs::path& directory, dev_t device) {
+  fs::path current = directory;
+  while (current.has_parent_path() && current.parent_path() != current) {
+    auto parent = stat_path(current.parent_path());
+    if (!parent || parent->st_dev != device) break;
+    current = current.parent_path();
+  }
+  return current;
+}
+
+// Mount points are remembered per device, since finding one takes a walk up
+// the tree; their numbers are always asked of the catalog.
+SInt16 volume_of(const fs::path& directory, dev_t device) {
+  static std::map<dev_t, fs::path> mount_points;
+  auto it = mount_points.find(device);
+  if (it == mount_points.end()) {
+    it = mount_points.emplace(device, mount_point_of(directory, device)).first;
+  }
+  return catalog::volume_ref(it->second);
+}
+
+Expected<fs::path> directory_of(SInt32 dirID) {
+  auto path = catalog::directory_path(dirID);
+  if (!path) return Expected<fs::path>::failure(fnfErr);
+  auto info = stat_path(*path);
+  if (!info || !S_ISDIR(info->st_mode)) return Expected<fs::path>::failure(fnfErr);
+  return *path;
+}
+
+// The canonical folder and leaf name of a path whose folder exists.
+Expected<std::pair<fs::path, std::string>> split_existing(const fs::path& path) {
+  using Result = Expected<std::pair<fs::path, std::string>>;
+  fs::path absolute = fs::absolute(path).lexically_normal();
+  if (!absolute.has_filename()) absolute = absolute.parent_path();  // "dir/" names dir
+  std::string leaf = absolute.filename().string();
+  fs::path folder = absolute.parent_path();
+  if (leaf.empty()) return Result::failure(bdNamErr);  // the root has no folder to be named in
+  std::error_code error;
+  fs::path canonical = fs::canonical(folder, error);
+  if (error) return Result::failure(dirNFErr);
+  return std::pair(canonical, leaf);
+}
+
+Expected<fs::path> base_directory(SInt16 vRefNum, SInt32 dirID) {
+  if (dirID != 0) return directory_of(dirID);
+  if (vRefNum != 0) {
+    auto volume = catalog::volume_path(vRefNum);
+    if (!volume) return Expected<fs::path>::failure(nsvErr);
+    return *volume;
+  }
+  return fs::current_path();
+}
+
+// Fills the catalog fields of a file or folder at path.
+void describe(const fs::path& path, const struct stat& info, CInfoPBRec* pb) {
+  SInt8 attributes = 0;
+  SInt32 parent = catalog::directory_id(path.parent_path());
+  if (S_ISDIR(info.st_mode)) {
+    pb->dirInfo.ioFlAttrib = kDirectoryAttribute;
+    pb->dirInfo.ioACUser = may_change(info) ? 0 : kNoMakeChangesAccess;
+    pb->dirInfo.ioDrDirID = catalog::directory_id(path);
+    pb->dirInfo.ioDrParID = parent;
+  } else {
+    if (!may_change(info)) attributes |= kFileLockedAttribute;
+    pb->hFileInfo.ioFlAttrib = attributes;
+    pb->hFileInfo.ioACUser = 0;
+    pb->hFileInfo.ioDirID = SInt32(info.st_ino & 0x7FFFFFFF);
+    auto finder = appledouble::read_finder_info(path);
+    if (finder) pb->hFileInfo.ioFlFndrInfo = *finder;
+    pb->hFileInfo.ioFlLgLen = SInt32(std::min<off_t>(info.st_size, INT32_MAX));
+    pb->hFileInfo.ioFlParID = parent;
+  }
+  pb->hFileInfo.ioVRefNum = volume_of(path.parent_path(), info.st_dev);
+}
+
+// The n-th entry (1-based) of a folder in name order; sidecars are not listed.
+Expected<std::string> indexed_entry(const fs::path& folder, SInt16 index) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(folder, error)) {
+    std::string name = entry.path().filename().string();
+    if (!name.starts_with("._") && name.size() <= kLongestName) names.push_back(std::move(name));
+  }
+  if (error) return Expected<std::string>::failure(os_error_from_errno(error.value()));
+  std::sort(names.begin(), names.end());
+  if (std::size_t(index) > names.size()) return Expected<std::string>::failure(fnfErr);
+  return names[std::size_t(index) - 1];
+}
+
+Expected<fs::path> catalog_target(CInfoPBRec* pb) {
+  SInt16 index = pb->hFileInfo.ioFDirIndex;
+  auto folder = directory_of(pb->hFileInfo.ioDirID);
+  if (!folder || index < 0) return folder;
+  std::string name = name_of(pb->hFileInfo.ioNamePtr);
+  if (index > 0) {
+    auto entry = indexed_entry(*folder, index);
+    if (!entry) return Expected<fs::path>::failure(entry.error());
+    name = *entry;
+  }
+  return name.empty() ? *folder : *folder / name;
+}
+
+Expected<fs::path> existing_file(const FSSpec* spec) {
+  auto path = path_from_spec(*spec);
+  if (!path) return path;
+  auto info = stat_path(*path);
+  if (!info) return Expected<fs::path>::failure(info.error());
+  if (S_ISDIR(info->st_mode)) return Expected<fs::path>::failure(notAFileErr);
+  return path;
+}
+
+// Opens path for reading and, when wanted and allowed, writing with the
+// writer's lock. fsCurPerm settles for reading when writing is not allowed.
+Expected<OpenFile> open_path(const fs::path& path, SInt8 permission) {
+  using Result = Expected<OpenFile>;
+  auto info = stat_path(path);
+  if (!info) return Result::failure(info.error());
+  if (S_ISDIR(info->st_mode)) return Result::failure(notAFileErr);
+  bool wantWrite = permission != fsRdPerm;
+  bool mustWrite = wantWrite && permission != fsCurPerm;
+  bool locked = !may_change(*info);
+  if (mustWrite && locked) return Result::failure(fLckdErr);
+  FileSystem& fsys = file_system();
+  bool writable = wantWrite && !locked;
+  int fd = fsys.open(path.c_str(), (writable ? O_RDWR : O_RDONLY) | O_CLOEXEC, 0);
+  if (fd < 0 && writable && !mustWrite && (errno == EROFS || errno == EACCES || errno == EPERM)) {
+    writable = false;
+    fd = fsys.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
+  }
+  if (fd < 0) return Result::failure(last_os_error());
+  if (writable && fsys.flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    if (mustWrite) {
+      fsys.close(fd);
+      return Result::failure(opWrErr);
+    }
+    writable = false;  // another writer has it; reading is still fine
+  }
+  return OpenFile{fd, path, writable, false, 0};
+}
+
+Expected<SInt64> end_of_file(const OpenFile& file) {
+  struct stat info{};
+  if (file_system().fstat(file.fd, &info) != 0) return Expected<SInt64>::failure(last_os_error());
+  return SInt64(info.st_size);
+}
+
+}  // namespace
+
+Expected<FSSpec> spec_from_path(const fs::path& path) {
+  auto parts = split_existing(path);
+  if (!parts) return Expected<FSSpec>::failure(parts.error());
+  const auto& [folder, leaf] = *parts;
+  if (leaf.size() > kLongestName) return Expected<FSSpec>::failure(bdNamErr);
+  auto info = stat_path(folder);
+  if (!info) return Expected<FSSpec>::failure(info.error());
+  FSSpec spec{};
+  spec.vRefNum = volume_of(folder, info->st_dev);
+  spec.parID = catalog::directory_id(folder);
+  store_name(leaf, spec.name, kLongestName);
+  return spec;
+}
+
+Expected<fs::path> path_from_spec(const FSSpec& spec) {
+  auto folder = directory_of(spec.parID);
+  if (!folder) return folder;
+  std::string name = name_of(spec.name);
+  if (name.empty() || name.size() > kLongestName || name.find('/') != std::string::npos) {
+    return Expected<fs::path>::failure(bdNamErr);
+  }
+  return *folder / name;
+}
+
+Expected<fs::path> path_of_open_file(SInt16 refNum) {
+  OpenFile* file = find_open_file(refNum);
+  if (file == nullptr) return Expected<fs::path>::failure(rfNumErr);
+  return file->path;
+}
+
+}  // namespace tessel::platform::files
+
+namespace files = tessel::platform::files;
+namespace catalog = tessel::platform::catalog;
+namespace appledouble = tessel::platform::appledouble;
+using tessel::platform::file_system;
+using tessel::platform::last_os_error;
+
+OSErr FSMakeFSSpec(SInt16 vRefNum, SInt32 dirID, ConstStringPtr fileName, FSSpec* spec) {
+  auto base = files::base_directory(vRefNum, dirID);
+  if (!base) return base.error() == fnfErr ? dirNFErr : base.error();
+  std::string name = files::name_of(fileName);
+  auto made = files::spec_from_path(name.empty() ? *base : *base / name);
+  if (!made) return made.error();
+  *spec = *made;
+  auto path = files::path_from_spec(*made);
+  return path && files::stat_path(*path) ? noErr : fnfErr;
+}
+
+OSErr FSpOpenDF(const FSSpec* spec, SInt8 permission, SInt16* refNum) {
+  auto path = files::path_from_spec(*spec);
+  if (!path) return path.error();
+  SInt16 ref = files::free_reference_number();
+  if (ref == 0) return tmfoErr;
+  auto opened = files::open_path(*path, permission);
+  if (!opened) return opened.error();
+  files::open_files().emplace(ref, std::move(*opened));
+  *refNum = ref;
+  return noErr;
+}
+
+OSErr FSClose(SInt16 refNum) {
+  files::OpenFile* file = files::find_open_file(refNum);
+  if (file == nullptr) return rfNumErr;
+  OSErr err = noErr;
+  // Synced once here rather than per write: what a caller wrote is on disk
+  // when close reports success.
+  if (file->written && file_system().fsync(file->fd) != 0) err = last_os_error();
+  if (file_system().close(file->fd) != 0 && err == noErr) err = last_os_error();
+  files::open_files().erase(refNum);
+  return err;
+}
+
+OSErr FSRead(SInt16 refNum, SInt32* count, void* buffer) {
+  files::OpenFile* file = files::find_open_file(refNum);
+  if (file == nullptr) return rfNumErr;
+  if (*count < 0) return paramErr;
+  auto* bytes = static_cast<char*>(buffer);
+  SInt32 done = 0;
+  OSErr err = noErr;
+  while (done < *count) {
+    ssize_t got = file_system().pread(file->fd, bytes + done, std::size_t(*count - done),
+                                      off_t(file->mark + done));
+    if (got < 0) err = last_os_error();
+    if (got <= 0) break;
+    done += SInt32(got);
+  }
+  if (err == noErr && done < *count) err = eofErr;
+  file->mark += done;
+  *count = done;
+  return err;
+}
+
+OSErr FSWrite(SInt16 refNum, SInt32* count, const void* buffer) {
+  files::OpenFile* file = files::find_open_file(refNum);
+  if (file == nullptr) return rfNumErr;
+  if (*count < 0) return paramErr;
+  if (!file->writable) return wrPermErr;
+  const auto* bytes = static_cast<const char*>(buffer);
+  SInt32 done = 0;
+  OSErr err = noErr;
+  while (done < *count && err == noErr) {
+    ssize_t put = file_system().pwrite(file->fd, bytes + done, std::size_t(*count - done),
+                                       off_t(file->mark + done));
+    if (put < 0) err = last_os_error();
+    else if (put == 0) err = dskFulErr;
+    else done += SInt32(put);
+  }
+  if (done > 0) file->written = true;
+  file->mark += done;
+  *count = done;
+  return err;
+}
+
+OSErr SetFPos(SInt16 refNum, SInt16 posMode, SInt32 posOff) {
+  files::OpenFile* file = files::find_open_file(refNum);
+  if (file == nullptr) return rfNumErr;
+  auto eof = files::end_of_file(*file);
+  if (!eof) return eof.error();
+  SInt64 target;
+  switch (posMode) {
+    case fsAtMark: return noErr;
+    case fsFromStart: target = posOff; break;
+    case fsFromLEOF: target = *eof + posOff; break;
+    case fsFromMark: target = file->mark + posOff; break;
+    default: return paramErr;
+  }
+  if (target < 0) return posErr;
+  if (target > *eof) {
+    file->mark = *eof;
+    return eofErr;
+  }
+  if (target > INT32_MAX) return posErr;
+  file->mark = target;
+  return noErr;
+}
+
+OSErr GetFPos(SInt16 refNum, SInt32* filePos) {
+  files::OpenFile* file = files::find_open_file(refNum);
+  if (file == nullptr) return rfNumErr;
+  *filePos = SInt32(file->mark);
+  return noErr;
+}
+
+OSErr GetEOF(SInt16 refNum, SInt32* logEOF) {
+  files::OpenFile* file = files::find_open_file(refNum);
+  if (file == nullptr) return rfNumErr;
+  auto eof = files::end_of_file(*file);
+  if (!eof) return eof.error();
+  *logEOF = SInt32(std::min<SInt64>(*eof, INT32_MAX));
+  return noErr;
+}
+
+OSErr SetEOF(SInt16 refNum, SInt32 logEOF) {
+  files::OpenFile* file = files::find_open_file(refNum);
+  if (file == nullptr) return rfNumErr;
+  if (!file->writable) return wrPermErr;
+  if (logEOF < 0) return posErr;
+  if (file_system().ftruncate(file->fd, logEOF) != 0) return last_os_error();
+  file->written = true;
+  file->mark = std::min<SInt64>(file->mark, logEOF);
+  return noErr;
+}
+
+OSErr FSpCreate(const FSSpec* spec, OSType creator, OSType fileType, SInt16 /*scriptTag*/) {
+  auto path = files::path_from_spec(*spec);
+  if (!path) return path.error();
+  int fd = file_system().open(path->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (fd < 0) return last_os_error();
+  file_system().close(fd);
+  FInfo info{fileType, creator, 0, Point{0, 0}, 0};
+  OSErr err = appledouble::write_finder_info(*path, info);
+  if (err != noErr) file_system().unlink(path->c_str());  // no file without its type
+  return err;
+}
+
+OSErr FSpDelete(const FSSpec* spec) {
+  auto path = files::path_from_spec(*spec);
+  if (!path) return path.error();
+  auto info = files::stat_path(*path);
+  if (!info) return info.error();
+  int removed = S_ISDIR(info->st_mode) ? file_system().rmdir(path->c_str()) : file_system().unlink(path->c_str());
+  if (removed != 0) return errno == ENOTEMPTY ? fBsyErr : last_os_error();
+  return appledouble::delete_sidecar(*path);
+}
+
+OSErr FSpGetFInfo(const FSSpec* spec, FInfo* fndrInfo) {
+  auto path = files::existing_file(spec);
+  if (!path) return path.error();
+  auto info = appledouble::read_finder_info(*path);
+  if (!info) return info.error();
+  *fndrInfo = *info;
+  return noErr;
+}
+
+OSErr FSpSetFInfo(const FSSpec* spec, const FInfo* fndrInfo) {
+  auto path = files::existing_file(spec);
+  if (!path) return path.error();
+  return appledouble::write_finder_info(*path, *fndrInfo);
+}
+
+OSErr PBHGetVInfoSync(HParamBlockRec* paramBlock) {
+  HVolumeParam& pb = paramBlock->volumeParam;
+  if (pb.ioVolIndex > 0) return pb.ioResult = paramErr;
+  std::optional<std::filesystem::path> mount;
+  if (pb.ioVRefNum == 0) {
+    auto here = files::spec_from_path(std::filesystem::current_path() / "x");
+    if (here) pb.ioVRefNum = here->vRefNum;
+  }
+  mount = catalog::volume_path(pb.ioVRefNum);
+  if (!mount) return pb.ioResult = nsvErr;
+  struct statvfs info{};
+  if (file_system().statvfs(mount->c_str(), &info) != 0) return pb.ioResult = last_os_error();
+  pb.ioVAtrb = (info.f_flag & ST_RDONLY) != 0 ? kVolumeSoftwareLockBit : UInt16(0);
+  pb.ioVAlBlkSiz = SInt32(std::min<unsigned long>(info.f_frsize, INT32_MAX));
+  pb.ioVNmAlBlks = UInt16(std::min<fsblkcnt_t>(info.f_blocks, UINT16_MAX));
+  pb.ioVFrBlk = UInt16(std::min<fsblkcnt_t>(info.f_bavail, UINT16_MAX));
+  if (pb.ioNamePtr != nullptr) {
+    std::string name = mount->filename().string();
+    files::store_name(name.empty() ? mount->string() : name, pb.ioNamePtr, 27);
+  }
+  return pb.ioResult = noErr;
+}
+
+OSErr PBGetCatInfoSync(CInfoPBRec* paramBlock) {
+  auto path = files::catalog_target(paramBlock);
+  if (!path) return paramBlock->hFileInfo.ioResult = path.error();
+  auto info = files::stat_path(*path);
+  if (!info) return paramBlock->hFileInfo.ioResult = info.error();
+  files::describe(*path, *info, paramBlock);
+  if (paramBlock->hFileInfo.ioFDirIndex != 0 && paramBlock->hFileInfo.ioNamePtr != nullptr) {
+    files::store_name(path->filename().string(), paramBlock->hFileInfo.ioNamePtr, 63);
+  }
+  return paramBlock->hFileInfo.ioResult = noErr;
+}
+
+namespace {
+
+std::filesystem::path preferences_folder() {
+  const char* config = std::getenv("XDG_CONFIG_HOME");
+  if (config != nullptr && *config == '/') return std::filesystem::path(config) / "tessel";
+  const char* home = std::getenv("HOME");
+  std::filesystem::path base = home != nullptr && *home != '\0' ? home : "/tmp";
+  return base / ".config" / "tessel";
+}
+
+std::filesystem::path temporary_folder() {
+  const char* tmp = std::getenv("TMPDIR");
+  return tmp != nullptr && *tmp == '/' ? std::filesystem::path(tmp) : "/tmp";
+}
+
+}  // namespace
+
+OSErr FindFolder(SInt16 /*vRefNum*/, OSType folderType, Boolean createFolder,
+                 SInt16* foundVRefNum, SInt32* foundDirID) {
+  std::filesystem::path folder;
+  if (folderType == kPreferencesFolderType) folder = preferences_folder();
+  else if (folderType == kTemporaryFolderType) folder = temporary_folder();
+  else return fnfErr;
+  std::error_code error;
+  if (!std::filesystem::is_directory(folder, error)) {
+    if (!createFolder) return fnfErr;
+    std::filesystem::create_directories(folder, error);
+    if (error) return tessel::platform::os_error_from_errno(error.value());
+  }
+  auto spec = files::spec_from_path(folder / "x");
+  if (!spec) return spec.error();
+  *foundVRefNum = spec->vRefNum;
+  *foundDirID = spec->parID;
+  return noErr;
+}

@@ -1,0 +1,117 @@
+// The File Manager over POSIX files.
+//
+// A file identity (FSSpec) names a file by volume reference, folder id and
+// name; the catalog gives those numbers meaning across processes. An FSSpec
+// whose folder no longer resolves answers fnfErr, as a file that was moved
+// away does. Reference numbers of open files are 16-bit. Opening a file with
+// write permission takes an advisory lock, so two writers never interleave;
+// a file written since it was opened is synced to disk when it is closed.
+//
+// Locks follow the permission bits, even for the superuser: a file that
+// nobody may write is a locked file, a folder in which the user may not make
+// changes is a folder without the right to change, a read-only mount is a
+// locked volume.
+#pragma once
+
+#include <filesystem>
+
+#include "Expected.h"
+#include "MacTypes.h"
+
+constexpr SInt8 fsCurPerm = 0, fsRdPerm = 1, fsWrPerm = 2, fsRdWrPerm = 3, fsRdWrShPerm = 4;
+constexpr SInt16 fsAtMark = 0, fsFromStart = 1, fsFromLEOF = 2, fsFromMark = 3;
+
+constexpr SInt16 kOnSystemDisk = -32768;
+constexpr OSType kPreferencesFolderType = FourCC("pref");
+constexpr OSType kTemporaryFolderType = FourCC("temp");
+constexpr Boolean kCreateFolder = 1;
+constexpr Boolean kDontCreateFolder = 0;
+
+constexpr UInt16 kVolumeSoftwareLockBit = 0x8000;
+constexpr UInt16 kVolumeHardwareLockBit = 0x0080;
+constexpr SInt8 kFileLockedAttribute = 0x01;
+constexpr SInt8 kDirectoryAttribute = 0x10;
+constexpr SInt8 kNoMakeChangesAccess = 0x04;
+
+// Volume information: the fields this platform fills.
+struct HVolumeParam {
+  OSErr ioResult;
+  StringPtr ioNamePtr;  // receives the volume's name when not null
+  SInt16 ioVRefNum;
+  SInt16 ioVolIndex;  // 0 or less: ioVRefNum decides (0 the current folder's volume)
+  UInt16 ioVAtrb;
+  SInt32 ioVAlBlkSiz;
+  UInt16 ioVNmAlBlks;
+  UInt16 ioVFrBlk;
+};
+
+struct HParamBlockRec {
+  HVolumeParam volumeParam;
+};
+
+// Catalog information of a file. Shares its leading fields with DirInfo.
+struct HFileInfo {
+  OSErr ioResult;
+  StringPtr ioNamePtr;
+  SInt16 ioVRefNum;
+  SInt16 ioFDirIndex;  // 0 by name, < 0 the folder ioDirID itself, > 0 the n-th entry
+  SInt8 ioFlAttrib;
+  SInt8 ioACUser;
+  SInt32 ioDirID;  // in: the parent folder; out: a number for the file
+  FInfo ioFlFndrInfo;
+  SInt32 ioFlLgLen;
+  SInt32 ioFlParID;
+};
+
+struct DirInfo {
+  OSErr ioResult;
+  StringPtr ioNamePtr;
+  SInt16 ioVRefNum;
+  SInt16 ioFDirIndex;
+  SInt8 ioFlAttrib;
+  SInt8 ioACUser;
+  SInt32 ioDrDirID;
+  SInt32 ioDrParID;
+};
+
+union CInfoPBRec {
+  HFileInfo hFileInfo;
+  DirInfo dirInfo;
+};
+
+// Folder vRefNum/dirID (0/0: the current folder) and a name, which may be a
+// relative or absolute POSIX path. fnfErr when the file does not exist yet,
+// with *spec filled all the same, so that it can be created.
+OSErr FSMakeFSSpec(SInt16 vRefNum, SInt32 dirID, ConstStringPtr fileName, FSSpec* spec);
+OSErr FSpOpenDF(const FSSpec* spec, SInt8 permission, SInt16* refNum);
+OSErr FSClose(SInt16 refNum);
+// Reads *count bytes at the mark; a short read gives eofErr and the count read.
+OSErr FSRead(SInt16 refNum, SInt32* count, void* buffer);
+OSErr FSWrite(SInt16 refNum, SInt32* count, const void* buffer);
+// A position before the start gives posErr and leaves the mark; one past the
+// end gives eofErr and leaves the mark at the end.
+OSErr SetFPos(SInt16 refNum, SInt16 posMode, SInt32 posOff);
+OSErr GetFPos(SInt16 refNum, SInt32* filePos);
+OSErr GetEOF(SInt16 refNum, SInt32* logEOF);
+OSErr SetEOF(SInt16 refNum, SInt32 logEOF);
+OSErr FSpCreate(const FSSpec* spec, OSType creator, OSType fileType, SInt16 scriptTag);
+OSErr FSpDelete(const FSSpec* spec);
+OSErr FSpGetFInfo(const FSSpec* spec, FInfo* fndrInfo);
+OSErr FSpSetFInfo(const FSSpec* spec, const FInfo* fndrInfo);
+OSErr PBHGetVInfoSync(HParamBlockRec* paramBlock);
+OSErr PBGetCatInfoSync(CInfoPBRec* paramBlock);
+// The preferences folder is $XDG_CONFIG_HOME/tessel (default ~/.config/tessel).
+OSErr FindFolder(SInt16 vRefNum, OSType folderType, Boolean createFolder, SInt16* foundVRefNum,
+                 SInt32* foundDirID);
+
+namespace tessel::platform::files {
+
+// The identity of path. Succeeds when its folder exists, whether or not the
+// file itself does; bdNamErr for a name over 63 bytes.
+Expected<FSSpec> spec_from_path(const std::filesystem::path& path);
+// The path an identity names; fnfErr when its folder no longer resolves.
+Expected<std::filesystem::path> path_from_spec(const FSSpec& spec);
+// The path of an open file; rfNumErr for an unknown reference number.
+Expected<std::filesystem::path> path_of_open_file(SInt16 refNum);
+
+}  // namespace tessel::platform::files

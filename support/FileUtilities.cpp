@@ -1,0 +1,111 @@
+#include "support/FileUtilities.h"
+
+#include "Files.h"
+#include "MacErrors.h"
+#include "MacMemory.h"
+
+OSErr OpenFile(const FSSpec* file, SInt16* refNum) { return FSpOpenDF(file, fsCurPerm, refNum); }
+
+OSErr CloseFile(SInt16 refNum) { return FSClose(refNum); }
+
+OSErr CreateFile(const FSSpec* file, OSType creator, OSType fileType, SInt16 scriptCode) {
+  return FSpCreate(file, creator, fileType, scriptCode);
+}
+
+OSErr DeleteFile(const FSSpec* file) { return FSpDelete(file); }
+
+OSErr GetFileType(const FSSpec* file, OSType* fileType) {
+  FInfo info{};
+  if (OSErr err = FSpGetFInfo(file, &info); err != noErr) return err;
+  *fileType = info.fdType;
+  return noErr;
+}
+
+static OSErr volumeLockState(SInt16 vRefNum) {
+  HParamBlockRec pb{};
+  pb.volumeParam.ioVRefNum = vRefNum;
+  pb.volumeParam.ioVolIndex = 0;
+  if (OSErr err = PBHGetVInfoSync(&pb); err != noErr) return err;
+  return (pb.volumeParam.ioVAtrb & (kVolumeSoftwareLockBit | kVolumeHardwareLockBit)) != 0
+             ? vLckdErr
+             : noErr;
+}
+
+static OSErr folderLockState(const FSSpec* file) {
+  CInfoPBRec pb{};
+  pb.dirInfo.ioVRefNum = file->vRefNum;
+  pb.dirInfo.ioFDirIndex = -1;
+  pb.dirInfo.ioDrDirID = file->parID;
+  if (OSErr err = PBGetCatInfoSync(&pb); err != noErr) return err;
+  return (pb.dirInfo.ioACUser & kNoMakeChangesAccess) != 0 ? vLckdErr : noErr;
+}
+
+static OSErr fileLockState(const FSSpec* file) {
+  Str63 name;
+  BlockMove(file->name, name, file->name[0] + 1);
+  CInfoPBRec pb{};
+  pb.hFileInfo.ioNamePtr = name;
+  pb.hFileInfo.ioVRefNum = file->vRefNum;
+  pb.hFileInfo.ioFDirIndex = 0;
+  pb.hFileInfo.ioDirID = file->parID;
+  if (OSErr err = PBGetCatInfoSync(&pb); err != noErr) return err;
+  return (pb.hFileInfo.ioFlAttrib & kFileLockedAttribute) != 0 ? fLckdErr : noErr;
+}
+
+OSErr GetFileWriteable(const FSSpec* file) {
+  if (OSErr err = volumeLockState(file->vRefNum); err != noErr) return err;
+  if (OSErr err = folderLockState(file); err != noErr) return err;
+  return fileLockState(file);
+}
+
+OSErr ReadBytes(SInt16 refNum, SInt32 count, void* buffer) {
+  if (count <= 0) return noErr;
+  return FSRead(refNum, &count, buffer);
+}
+
+OSErr WriteBytes(SInt16 refNum, SInt32 count, const void* buffer) {
+  if (count <= 0) return noErr;
+  return FSWrite(refNum, &count, buffer);
+}
+
+OSErr SkipBytes(SInt16 refNum, SInt32 delta) { return SetFPos(refNum, fsFromMark, delta); }
+
+OSErr GetPosition(SInt16 refNum, SInt32* position) { return GetFPos(refNum, position); }
+
+OSErr SeekTo(SInt16 refNum, SInt32 position) { return SetFPos(refNum, fsFromStart, position); }
+
+OSErr SeekToEOF(SInt16 refNum) { return SetFPos(refNum, fsFromLEOF, 0); }
+
+OSErr ReadPString(SInt16 refNum, StringPtr text) {
+  if (OSErr err = ReadBytes(refNum, 1, text); err != noErr) return err;
+  return ReadBytes(refNum, text[0], text + 1);
+}
+
+OSErr ReadByte(SInt16 refNum, SInt16 /*byteOrder*/, UInt8* value) {
+  return ReadBytes(refNum, 1, value);
+}
+
+// Assembles count bytes, first byte most significant unless byteOrder says
+// the file is little-endian.
+static OSErr readInteger(SInt16 refNum, SInt16 byteOrder, SInt32 count, UInt32* value) {
+  UInt8 bytes[4];
+  if (OSErr err = ReadBytes(refNum, count, bytes); err != noErr) return err;
+  UInt32 result = 0;
+  for (SInt32 i = 0; i < count; ++i) {
+    UInt8 next = byteOrder == kBigEndian ? bytes[i] : bytes[count - 1 - i];
+    result = (result << 8) | next;
+  }
+  *value = result;
+  return noErr;
+}
+
+OSErr ReadWord(SInt16 refNum, SInt16 byteOrder, UInt16* value) {
+  UInt32 word = 0;
+  if (OSErr err = readInteger(refNum, byteOrder, 2, &word); err != noErr) return err;
+  *value = UInt16(word);
+  return noErr;
+}
+
+OSErr ReadLong(SInt16 refNum, SInt16 byteOrder, UInt32* value) {
+  return readInteger(refNum, byteOrder, 4, value);
+}

@@ -1,0 +1,38 @@
+// File access for the plug-in: open, read, write and position files named by
+// their identity, with integers read in either byte order.
+//
+// Every operation returns the platform's error unchanged and keeps no state.
+// Out-values are written only on success.
+#pragma once
+
+#include "MacTypes.h"
+
+// Byte orders of ReadWord and ReadLong: 0 is big-endian, anything else little.
+constexpr SInt16 kBigEndian = 0;
+constexpr SInt16 kLittleEndian = 1;
+
+// Opens the data fork with the widest access the file allows.
+OSErr OpenFile(const FSSpec* file, SInt16* refNum);
+OSErr CloseFile(SInt16 refNum);
+OSErr CreateFile(const FSSpec* file, OSType creator, OSType fileType, SInt16 scriptCode);
+OSErr DeleteFile(const FSSpec* file);
+OSErr GetFileType(const FSSpec* file, OSType* fileType);
+// 0 when the file could be written; -46 for a locked volume or a folder
+// without the right to make changes, -45 for a locked file, checked in that
+// order; otherwise the platform's error (fnfErr for a missing file).
+OSErr GetFileWriteable(const FSSpec* file);
+
+// count <= 0 does nothing and succeeds. A read that reaches the end of the
+// file gives eofErr; how much was read is not reported.
+OSErr ReadBytes(SInt16 refNum, SInt32 count, void* buffer);
+OSErr WriteBytes(SInt16 refNum, SInt32 count, const void* buffer);
+OSErr SkipBytes(SInt16 refNum, SInt32 delta);
+OSErr GetPosition(SInt16 refNum, SInt32* position);
+OSErr SeekTo(SInt16 refNum, SInt32 position);
+OSErr SeekToEOF(SInt16 refNum);
+
+// A length byte and that many characters.
+OSErr ReadPString(SInt16 refNum, StringPtr text);
+OSErr ReadByte(SInt16 refNum, SInt16 byteOrder, UInt8* value);
+OSErr ReadWord(SInt16 refNum, SInt16 byteOrder, UInt16* value);
+OSErr ReadLong(SInt16 refNum, SInt16 byteOrder, UInt32* value);

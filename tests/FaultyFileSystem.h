@@ -1,0 +1,54 @@
+// A file system double that counts calls and fails the ones a test picks.
+#pragma once
+
+#include <cerrno>
+
+#include "FileSystem.h"
+
+namespace tessel::testing {
+
+class FaultyFileSystem : public platform::FileSystem {
+ public:
+  // 1-based number of the read or write that fails; 0 never.
+  int fail_read_at = 0;
+  int fail_write_at = 0;
+  int read_error = EIO;
+  int write_error = ENOSPC;
+  // The failing read returns half of what was asked instead of an error.
+  bool short_read = false;
+  bool read_only_volume = false;
+
+  int reads = 0;
+  int writes = 0;
+  int syncs = 0;
+
+  ssize_t pread(int fd, void* buffer, std::size_t count, off_t offset) override {
+    if (++reads == fail_read_at) {
+      if (short_read) return FileSystem::pread(fd, buffer, count / 2, offset);
+      errno = read_error;
+      return -1;
+    }
+    return FileSystem::pread(fd, buffer, count, offset);
+  }
+
+  ssize_t pwrite(int fd, const void* buffer, std::size_t count, off_t offset) override {
+    if (++writes == fail_write_at) {
+      errno = write_error;
+      return -1;
+    }
+    return FileSystem::pwrite(fd, buffer, count, offset);
+  }
+
+  int fsync(int fd) override {
+    ++syncs;
+    return FileSystem::fsync(fd);
+  }
+
+  int statvfs(const char* path, struct statvfs* info) override {
+    int result = FileSystem::statvfs(path, info);
+    if (result == 0 && read_only_volume) info->f_flag |= ST_RDONLY;
+    return result;
+  }
+};
+
+}  // namespace tessel::testing

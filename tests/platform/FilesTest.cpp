@@ -1,0 +1,245 @@
+#include "Files.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "Catalog.h"
+#include "FaultyFileSystem.h"
+#include "MacErrors.h"
+#include "TempFolder.h"
+
+namespace files = tessel::platform::files;
+using tessel::testing::FaultyFileSystem;
+
+namespace {
+
+class Files : public tessel::testing::TempFolder {
+ protected:
+  SInt16 open(const std::string& name, SInt8 permission) {
+    FSSpec spec = spec_of(name);
+    SInt16 ref = 0;
+    EXPECT_EQ(FSpOpenDF(&spec, permission, &ref), noErr) << name;
+    return ref;
+  }
+};
+
+std::string name_of(const FSSpec& spec) {
+  return std::string(reinterpret_cast<const char*>(spec.name + 1), spec.name[0]);
+}
+
+}  // namespace
+
+TEST_F(Files, SpecOfAPathResolvesBackToIt) {
+  write_file("images/scan.tif", {1, 2, 3});
+  FSSpec spec = spec_of("images/scan.tif");
+  EXPECT_EQ(name_of(spec), "scan.tif");
+  EXPECT_LT(spec.vRefNum, 0);
+  EXPECT_GE(spec.parID, 16);
+  auto back = files::path_from_spec(spec);
+  ASSERT_TRUE(back.has_value());
+  EXPECT_EQ(*back, path("images/scan.tif"));
+  EXPECT_EQ(spec_of("images/other.tif").parID, spec.parID) << "one folder, one id";
+}
+
+TEST_F(Files, SpecResolvesInALaterProcess) {
+  write_file("kept/a.tif", {1});
+  int pipe_ends[2];
+  ASSERT_EQ(pipe(pipe_ends), 0);
+  pid_t child = fork();
+  if (child == 0) {
+    auto spec = files::spec_from_path(path("kept/a.tif"));
+    ssize_t written = write(pipe_ends[1], &*spec, sizeof(FSSpec));
+    _exit(spec && written == sizeof(FSSpec) ? 0 : 1);
+  }
+  FSSpec spec{};
+  ASSERT_EQ(read(pipe_ends[0], &spec, sizeof spec), ssize_t(sizeof spec));
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_EQ(status, 0);
+  tessel::platform::catalog::forget();  // as a fresh process would start
+  auto back = files::path_from_spec(spec);
+  ASSERT_TRUE(back.has_value());
+  EXPECT_EQ(*back, path("kept/a.tif"));
+}
+
+TEST_F(Files, AMovedFolderIsNotFound) {
+  write_file("before/a.tif", {1});
+  FSSpec spec = spec_of("before/a.tif");
+  std::filesystem::rename(path("before"), path("after"));
+  SInt16 ref = 77;
+  EXPECT_EQ(FSpOpenDF(&spec, fsCurPerm, &ref), fnfErr);
+  EXPECT_EQ(ref, 77);
+  FInfo info{};
+  EXPECT_EQ(FSpGetFInfo(&spec, &info), fnfErr);
+}
+
+TEST_F(Files, MakeFSSpecNamesMissingFilesAndRefusesLongNames) {
+  write_file("dir/present", {});
+  FSSpec folder = spec_of("dir/present");
+  FSSpec spec{};
+  unsigned char missing[] = "\x07missing";
+  EXPECT_EQ(FSMakeFSSpec(folder.vRefNum, folder.parID, missing, &spec), fnfErr);
+  EXPECT_EQ(name_of(spec), "missing");
+  EXPECT_EQ(spec.parID, folder.parID);
+
+  std::string longName(64, 'n');
+  EXPECT_EQ(files::spec_from_path(path(longName)).error(), bdNamErr);
+  EXPECT_EQ(files::spec_from_path(path("nowhere/file")).error(), dirNFErr);
+}
+
+TEST_F(Files, ReadsStopAtTheEndAndPositionsFollowTheirModes) {
+  write_file("data", {10, 11, 12, 13, 14, 15, 16, 17});
+  SInt16 ref = open("data", fsRdPerm);
+  UInt8 buffer[16] = {};
+  SInt32 count = 3;
+  ASSERT_EQ(FSRead(ref, &count, buffer), noErr);
+  EXPECT_EQ(buffer[2], 12);
+  EXPECT_EQ(SetFPos(ref, fsFromMark, 2), noErr);
+  SInt32 position = 0;
+  GetFPos(ref, &position);
+  EXPECT_EQ(position, 5);
+  count = 10;
+  EXPECT_EQ(FSRead(ref, &count, buffer), eofErr);
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(buffer[0], 15);
+
+  EXPECT_EQ(SetFPos(ref, fsFromLEOF, -2), noErr);
+  GetFPos(ref, &position);
+  EXPECT_EQ(position, 6);
+  EXPECT_EQ(SetFPos(ref, fsFromStart, -1), posErr);
+  GetFPos(ref, &position);
+  EXPECT_EQ(position, 6) << "a refused position leaves the mark";
+  EXPECT_EQ(SetFPos(ref, fsFromStart, 100), eofErr);
+  GetFPos(ref, &position);
+  EXPECT_EQ(position, 8);
+  EXPECT_EQ(FSClose(ref), noErr);
+  EXPECT_EQ(FSClose(ref), rfNumErr);
+}
+
+TEST_F(Files, OneWriterAtATime) {
+  write_file("shared", {0, 0, 0, 0});
+  SInt16 first = open("shared", fsRdWrPerm);
+  FSSpec spec = spec_of("shared");
+  SInt16 second = 0;
+  EXPECT_EQ(FSpOpenDF(&spec, fsRdWrPerm, &second), opWrErr);
+  SInt16 reader = open("shared", fsCurPerm);
+  UInt8 byte = 9;
+  SInt32 count = 1;
+  EXPECT_EQ(FSWrite(reader, &count, &byte), wrPermErr) << "the second open settles for reading";
+  count = 1;
+  EXPECT_EQ(FSWrite(first, &count, &byte), noErr);
+  FSClose(reader);
+  FSClose(first);
+  SInt16 again = open("shared", fsRdWrPerm);
+  EXPECT_NE(again, 0) << "closing releases the lock";
+  FSClose(again);
+  EXPECT_EQ(read_file(path("shared"))[0], 9);
+}
+
+TEST_F(Files, ALockedFileOpensForReadingOnly) {
+  write_file("locked", {1, 2});
+  chmod(path("locked").c_str(), 0444);
+  FSSpec spec = spec_of("locked");
+  SInt16 ref = 0;
+  EXPECT_EQ(FSpOpenDF(&spec, fsWrPerm, &ref), fLckdErr);
+  ASSERT_EQ(FSpOpenDF(&spec, fsCurPerm, &ref), noErr);
+  UInt8 byte = 0;
+  SInt32 count = 1;
+  EXPECT_EQ(FSWrite(ref, &count, &byte), wrPermErr);
+  FSClose(ref);
+}
+
+TEST_F(Files, ErrorsOfTheFileSystemBecomeToolboxCodes) {
+  write_file("target", std::vector<UInt8>(100, 7));
+  FaultyFileSystem faulty;
+  tessel::platform::ScopedFileSystem scope(faulty);
+  SInt16 ref = open("target", fsRdWrPerm);
+  UInt8 buffer[100] = {};
+  faulty.fail_read_at = 1;
+  SInt32 count = 10;
+  EXPECT_EQ(FSRead(ref, &count, buffer), ioErr);
+  faulty.fail_write_at = faulty.writes + 1;
+  count = 10;
+  EXPECT_EQ(FSWrite(ref, &count, buffer), dskFulErr);
+  EXPECT_EQ(count, 0);
+  faulty.write_error = EIO;
+  faulty.fail_write_at = faulty.writes + 1;
+  count = 10;
+  EXPECT_EQ(FSWrite(ref, &count, buffer), ioErr);
+  FSClose(ref);
+  EXPECT_EQ(read_file(path("target")), std::vector<UInt8>(100, 7));
+}
+
+TEST_F(Files, CloseSyncsOnlyFilesThatWereWritten) {
+  write_file("synced", {1, 2, 3});
+  FaultyFileSystem faulty;
+  tessel::platform::ScopedFileSystem scope(faulty);
+  SInt16 reader = open("synced", fsRdPerm);
+  FSClose(reader);
+  EXPECT_EQ(faulty.syncs, 0);
+  SInt16 writer = open("synced", fsRdWrPerm);
+  UInt8 bytes[2] = {5, 6};
+  for (int i = 0; i < 3; ++i) {
+    SInt32 count = 1;
+    FSWrite(writer, &count, &bytes[i % 2]);
+  }
+  EXPECT_EQ(faulty.syncs, 0) << "writes are not synced one by one";
+  FSClose(writer);
+  EXPECT_EQ(faulty.syncs, 1);
+}
+
+TEST_F(Files, CreateDeleteAndFinderInfo) {
+  write_file("folder/keep", {});
+  FSSpec spec = spec_of("folder/new.prefs");
+  ASSERT_EQ(FSpCreate(&spec, FourCC("TSSL"), FourCC("pref"), 0), noErr);
+  EXPECT_EQ(FSpCreate(&spec, FourCC("TSSL"), FourCC("pref"), 0), dupFNErr);
+  FInfo info{};
+  ASSERT_EQ(FSpGetFInfo(&spec, &info), noErr);
+  EXPECT_EQ(info.fdType, FourCC("pref"));
+  EXPECT_EQ(info.fdCreator, FourCC("TSSL"));
+  EXPECT_TRUE(std::filesystem::exists(path("folder/._new.prefs")));
+
+  FSSpec plain = spec_of("folder/keep");
+  ASSERT_EQ(FSpGetFInfo(&plain, &info), noErr);
+  EXPECT_EQ(info.fdType, FourCC("????"));
+
+  ASSERT_EQ(FSpDelete(&spec), noErr);
+  EXPECT_FALSE(std::filesystem::exists(path("folder/new.prefs")));
+  EXPECT_FALSE(std::filesystem::exists(path("folder/._new.prefs")));
+  EXPECT_EQ(FSpDelete(&spec), fnfErr);
+}
+
+TEST_F(Files, CatalogInfoListsAFolderInNameOrderWithoutSidecars) {
+  write_file("list/b", {1, 2, 3});
+  write_file("list/a", {});
+  write_file("list/._b", {});
+  FSSpec any = spec_of("list/a");
+  Str63 name{};
+  CInfoPBRec pb{};
+  pb.hFileInfo.ioNamePtr = name;
+  pb.hFileInfo.ioDirID = any.parID;
+  pb.hFileInfo.ioFDirIndex = 2;
+  ASSERT_EQ(PBGetCatInfoSync(&pb), noErr);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(name + 1), name[0]), "b");
+  EXPECT_EQ(pb.hFileInfo.ioFlLgLen, 3);
+  EXPECT_EQ(pb.hFileInfo.ioFlParID, any.parID);
+  pb = CInfoPBRec{};
+  pb.hFileInfo.ioNamePtr = name;
+  pb.hFileInfo.ioDirID = any.parID;
+  pb.hFileInfo.ioFDirIndex = 3;
+  EXPECT_EQ(PBGetCatInfoSync(&pb), fnfErr);
+}
+
+TEST_F(Files, PreferencesFolderIsMadeOnDemand) {
+  SInt16 vref = 0;
+  SInt32 dirID = 0;
+  EXPECT_EQ(FindFolder(kOnSystemDisk, kPreferencesFolderType, kDontCreateFolder, &vref, &dirID), fnfErr);
+  ASSERT_EQ(FindFolder(kOnSystemDisk, kPreferencesFolderType, kCreateFolder, &vref, &dirID), noErr);
+  FSSpec inside{vref, dirID, "\x05prefs"};
+  auto resolved = files::path_from_spec(inside);
+  ASSERT_TRUE(resolved.has_value());
+  EXPECT_EQ(*resolved, path("config/tessel/prefs"));
+}
