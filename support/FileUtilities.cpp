@@ -3,6 +3,7 @@
 #include "Files.h"
 #include "MacErrors.h"
 #include "MacMemory.h"
+#include "Resources.h"
 
 OSErr OpenFile(const FSSpec* file, SInt16* refNum) { return FSpOpenDF(file, fsCurPerm, refNum); }
 
@@ -13,6 +14,23 @@ OSErr CreateFile(const FSSpec* file, OSType creator, OSType fileType, SInt16 scr
 }
 
 OSErr DeleteFile(const FSSpec* file) { return FSpDelete(file); }
+
+OSErr OpenResourceFile(const FSSpec* file, SInt16* refNum) {
+  SInt16 ref = FSpOpenResFile(file, fsCurPerm);
+  if (ref == -1) return ResError();
+  *refNum = ref;
+  return noErr;
+}
+
+OSErr CloseResourceFile(SInt16 refNum) {
+  CloseResFile(refNum);
+  return ResError();
+}
+
+OSErr CreateResourceFile(const FSSpec* file, OSType creator, OSType fileType, SInt16 scriptCode) {
+  FSpCreateResFile(file, creator, fileType, scriptCode);
+  return ResError();
+}
 
 OSErr GetFileType(const FSSpec* file, OSType* fileType) {
   FInfo info{};

@@ -16,6 +16,11 @@ OSErr OpenFile(const FSSpec* file, SInt16* refNum);
 OSErr CloseFile(SInt16 refNum);
 OSErr CreateFile(const FSSpec* file, OSType creator, OSType fileType, SInt16 scriptCode);
 OSErr DeleteFile(const FSSpec* file);
+// The file's resource fork becomes the current resource file. On failure
+// returns ResError() (eofErr when the file has no fork) and leaves *refNum.
+OSErr OpenResourceFile(const FSSpec* file, SInt16* refNum);
+OSErr CloseResourceFile(SInt16 refNum);
+OSErr CreateResourceFile(const FSSpec* file, OSType creator, OSType fileType, SInt16 scriptCode);
 OSErr GetFileType(const FSSpec* file, OSType* fileType);
 // 0 when the file could be written; -46 for a locked volume or a folder
 // without the right to make changes, -45 for a locked file, checked in that
