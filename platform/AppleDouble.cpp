@@ -37,7 +37,8 @@ Expected<std::optional<std::vector<UInt8>>> read_attribute(const std::filesystem
   FileSystem& fs = file_system();
   ssize_t length = fs.getxattr(file.c_str(), name, nullptr, 0);
   if (length < 0) {
-    if (errno == ENODATA || errno == ENOTSUP || errno == ENOENT) return std::optional<std::vector<UInt8>>();
+    if (errno == ENODATA || errno == ENOTSUP || errno == ENOENT)
+      return std::optional<std::vector<UInt8>>();
     return Result::failure(last_os_error());
   }
   if (std::size_t(length) > kLargestSidecar) return std::optional<std::vector<UInt8>>();
@@ -61,14 +62,18 @@ OSErr update_sidecar(const std::filesystem::path& file, Change change) {
 }  // namespace
 
 const std::vector<UInt8>* Sidecar::find(UInt32 id) const {
-  auto it = std::find_if(entries.begin(), entries.end(), [id](const Entry& e) { return e.id == id; });
+  auto it =
+      std::find_if(entries.begin(), entries.end(), [id](const Entry& e) { return e.id == id; });
   return it == entries.end() ? nullptr : &it->data;
 }
 
 void Sidecar::set(UInt32 id, std::vector<UInt8> data) {
-  auto it = std::find_if(entries.begin(), entries.end(), [id](const Entry& e) { return e.id == id; });
-  if (it == entries.end()) entries.push_back(Entry{id, std::move(data)});
-  else it->data = std::move(data);
+  auto it =
+      std::find_if(entries.begin(), entries.end(), [id](const Entry& e) { return e.id == id; });
+  if (it == entries.end())
+    entries.push_back(Entry{id, std::move(data)});
+  else
+    it->data = std::move(data);
 }
 
 void Sidecar::erase(UInt32 id) {

@@ -37,9 +37,12 @@ State& state() {
 std::string escape(std::string_view text) {
   std::string out;
   for (char c : text) {
-    if (c == '%') out += "%25";
-    else if (c == '\n') out += "%0A";
-    else out += c;
+    if (c == '%')
+      out += "%25";
+    else if (c == '\n')
+      out += "%0A";
+    else
+      out += c;
   }
   return out;
 }
@@ -47,9 +50,12 @@ std::string escape(std::string_view text) {
 std::string unescape(std::string_view text) {
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && text.substr(i, 3) == "%25") out += '%', i += 2;
-    else if (text[i] == '%' && text.substr(i, 3) == "%0A") out += '\n', i += 2;
-    else out += text[i];
+    if (text[i] == '%' && text.substr(i, 3) == "%25")
+      out += '%', i += 2;
+    else if (text[i] == '%' && text.substr(i, 3) == "%0A")
+      out += '\n', i += 2;
+    else
+      out += text[i];
   }
   return out;
 }
@@ -143,7 +149,8 @@ SInt32 assign(char kind, const std::string& path) {
     id = kind == 'D' ? next_directory_id(table) : next_volume_ref(table);
     remember(table, id, path);
     if (fd >= 0) {
-      std::string line = std::string(1, kind) + ' ' + std::to_string(id) + ' ' + escape(path) + '\n';
+      std::string line =
+          std::string(1, kind) + ' ' + std::to_string(id) + ' ' + escape(path) + '\n';
       [[maybe_unused]] ssize_t written = ::write(fd, line.data(), line.size());
     }
   }

@@ -55,7 +55,9 @@ int FileSystem::flock(int fd, int operation) {
   return retry_interrupted([&] { return ::flock(fd, operation); });
 }
 
-int FileSystem::fsync(int fd) { return retry_interrupted([&] { return ::fsync(fd); }); }
+int FileSystem::fsync(int fd) {
+  return retry_interrupted([&] { return ::fsync(fd); });
+}
 
 int FileSystem::ftruncate(int fd, off_t length) {
   return retry_interrupted([&] { return ::ftruncate(fd, length); });
@@ -113,7 +115,7 @@ Expected<std::vector<UInt8>> read_file_contents(const std::filesystem::path& pat
   FileSystem& fs = file_system();
   int fd = fs.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
   if (fd < 0) return Result::failure(last_os_error());
-  struct stat info{};
+  struct stat info {};
   OSErr err = fs.fstat(fd, &info) == 0 ? noErr : last_os_error();
   if (err == noErr && !S_ISREG(info.st_mode)) err = notAFileErr;
   if (err == noErr && std::uint64_t(info.st_size) > limit) err = paramErr;

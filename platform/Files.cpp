@@ -56,7 +56,8 @@ SInt16 free_reference_number() {
 }
 
 std::string name_of(ConstStringPtr name) {
-  return name == nullptr ? std::string() : std::string(reinterpret_cast<const char*>(name + 1), name[0]);
+  return name == nullptr ? std::string()
+                         : std::string(reinterpret_cast<const char*>(name + 1), name[0]);
 }
 
 void store_name(std::string_view name, StringPtr destination, std::size_t capacity) {
@@ -80,13 +81,15 @@ bool may_change(const struct stat& info) {
   bool directory = S_ISDIR(info.st_mode);
   if (geteuid() == 0) return (info.st_mode & anyWrite) != 0;
   mode_t write = S_IWOTH, search = S_IXOTH;
-  if (info.st_uid == geteuid()) write = S_IWUSR, search = S_IXUSR;
-  else if (in_group(info.st_gid)) write = S_IWGRP, search = S_IXGRP;
+  if (info.st_uid == geteuid())
+    write = S_IWUSR, search = S_IXUSR;
+  else if (in_group(info.st_gid))
+    write = S_IWGRP, search = S_IXGRP;
   return (info.st_mode & write) != 0 && (!directory || (info.st_mode & search) != 0);
 }
 
 Expected<struct stat> stat_path(const fs::path& path) {
-  struct stat info{};
+  struct stat info {};
   if (file_system().stat(path.c_str(), &info) != 0) {
     return Expected<struct stat>::failure(last_os_error());
   }
@@ -235,7 +238,7 @@ Expected<OpenFile> open_path(const fs::path& path, SInt8 permission) {
 }
 
 Expected<SInt64> end_of_file(const OpenFile& file) {
-  struct stat info{};
+  struct stat info {};
   if (file_system().fstat(file.fd, &info) != 0) return Expected<SInt64>::failure(last_os_error());
   return SInt64(info.st_size);
 }
@@ -346,9 +349,12 @@ OSErr FSWrite(SInt16 refNum, SInt32* count, const void* buffer) {
   while (done < *count && err == noErr) {
     ssize_t put = file_system().pwrite(file->fd, bytes + done, std::size_t(*count - done),
                                        off_t(file->mark + done));
-    if (put < 0) err = last_os_error();
-    else if (put == 0) err = dskFulErr;
-    else done += SInt32(put);
+    if (put < 0)
+      err = last_os_error();
+    else if (put == 0)
+      err = dskFulErr;
+    else
+      done += SInt32(put);
   }
   if (done > 0) file->written = true;
   file->mark += done;
@@ -423,7 +429,8 @@ OSErr FSpDelete(const FSSpec* spec) {
   if (!path) return path.error();
   auto info = files::stat_path(*path);
   if (!info) return info.error();
-  int removed = S_ISDIR(info->st_mode) ? file_system().rmdir(path->c_str()) : file_system().unlink(path->c_str());
+  int removed = S_ISDIR(info->st_mode) ? file_system().rmdir(path->c_str())
+                                       : file_system().unlink(path->c_str());
   if (removed != 0) return errno == ENOTEMPTY ? fBsyErr : last_os_error();
   return appledouble::delete_sidecar(*path);
 }
@@ -453,7 +460,7 @@ OSErr PBHGetVInfoSync(HParamBlockRec* paramBlock) {
   }
   mount = catalog::volume_path(pb.ioVRefNum);
   if (!mount) return pb.ioResult = nsvErr;
-  struct statvfs info{};
+  struct statvfs info {};
   if (file_system().statvfs(mount->c_str(), &info) != 0) return pb.ioResult = last_os_error();
   pb.ioVAtrb = (info.f_flag & ST_RDONLY) != 0 ? kVolumeSoftwareLockBit : UInt16(0);
   pb.ioVAlBlkSiz = SInt32(std::min<unsigned long>(info.f_frsize, INT32_MAX));
@@ -495,12 +502,15 @@ std::filesystem::path temporary_folder() {
 
 }  // namespace
 
-OSErr FindFolder(SInt16 /*vRefNum*/, OSType folderType, Boolean createFolder,
-                 SInt16* foundVRefNum, SInt32* foundDirID) {
+OSErr FindFolder(SInt16 /*vRefNum*/, OSType folderType, Boolean createFolder, SInt16* foundVRefNum,
+                 SInt32* foundDirID) {
   std::filesystem::path folder;
-  if (folderType == kPreferencesFolderType) folder = preferences_folder();
-  else if (folderType == kTemporaryFolderType) folder = temporary_folder();
-  else return fnfErr;
+  if (folderType == kPreferencesFolderType)
+    folder = preferences_folder();
+  else if (folderType == kTemporaryFolderType)
+    folder = temporary_folder();
+  else
+    return fnfErr;
   std::error_code error;
   if (!std::filesystem::is_directory(folder, error)) {
     if (!createFolder) return fnfErr;

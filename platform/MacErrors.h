@@ -36,4 +36,3 @@ constexpr OSErr nilHandleErr = -109;
 constexpr OSErr memWZErr = -111;
 constexpr OSErr memSCErr = -116;
 constexpr OSErr memLockedErr = -117;
-

@@ -51,7 +51,7 @@ std::int64_t budget_from_environment(const char* variable, std::int64_t fallback
 // Temporary memory may take half the machine, but never more than 8 GiB: it
 // holds scratch rows, not whole images.
 std::int64_t default_temporary_budget() {
-  struct sysinfo info{};
+  struct sysinfo info {};
   if (sysinfo(&info) != 0) return 2 * kGiB;
   std::int64_t half = std::int64_t(info.totalram) * info.mem_unit / 2;
   return std::clamp(half, kGiB / 4, 8 * kGiB);
@@ -60,7 +60,8 @@ std::int64_t default_temporary_budget() {
 struct State {
   Zone application{"application heap", budget_from_environment("TESSEL_HEAP_BYTES", kGiB), 0};
   Zone temporary{"temporary memory",
-                 budget_from_environment("TESSEL_TEMP_MEMORY_BYTES", default_temporary_budget()), 0};
+                 budget_from_environment("TESSEL_TEMP_MEMORY_BYTES", default_temporary_budget()),
+                 0};
   Zone* current = &application;
   OSErr last_error = noErr;
   std::unordered_set<Handle> live_handles;
@@ -152,7 +153,9 @@ Size clamp_to_size(std::int64_t bytes) {
 
 THz temporary_zone() { return &state().temporary; }
 
-void set_zone_budget(THz zone, std::int64_t bytes) { zone->budget = std::max<std::int64_t>(bytes, 0); }
+void set_zone_budget(THz zone, std::int64_t bytes) {
+  zone->budget = std::max<std::int64_t>(bytes, 0);
+}
 
 std::int64_t zone_budget(THz zone) { return zone->budget; }
 
@@ -244,7 +247,8 @@ void HLock(Handle h) {
 }
 
 void HUnlock(Handle h) {
-  if (mem::BlockHeader* header = mem::checked_handle(h)) header->flags &= std::uint8_t(~mem::kLocked);
+  if (mem::BlockHeader* header = mem::checked_handle(h))
+    header->flags &= std::uint8_t(~mem::kLocked);
 }
 
 void HPurge(Handle h) {
@@ -252,7 +256,8 @@ void HPurge(Handle h) {
 }
 
 void HNoPurge(Handle h) {
-  if (mem::BlockHeader* header = mem::checked_handle(h)) header->flags &= std::uint8_t(~mem::kPurgeable);
+  if (mem::BlockHeader* header = mem::checked_handle(h))
+    header->flags &= std::uint8_t(~mem::kPurgeable);
 }
 
 Handle RecoverHandle(Ptr p) {

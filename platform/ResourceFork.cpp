@@ -8,7 +8,8 @@ namespace tessel::platform::resources {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 16;
-constexpr std::size_t kDataStart = 256;  // the header, then room reserved for the system and the application
+constexpr std::size_t kDataStart =
+    256;  // the header, then room reserved for the system and the application
 constexpr std::size_t kMapHeaderBytes = 28;
 constexpr std::size_t kTypeBytes = 8;
 constexpr std::size_t kReferenceBytes = 12;
@@ -22,8 +23,8 @@ struct Region {
   }
 };
 
-std::optional<Resource> parse_reference(Region data, Region names, Region map,
-                                        std::size_t at, ResType type) {
+std::optional<Resource> parse_reference(Region data, Region names, Region map, std::size_t at,
+                                        ResType type) {
   if (!map.holds(at, kReferenceBytes)) return std::nullopt;
   auto reference = map.bytes.subspan(at, kReferenceBytes);
   Resource resource{type, SInt16(read_big16(reference)), reference[4], {}, {}};

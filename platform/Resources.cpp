@@ -143,7 +143,7 @@ Handle find_in(OpenFork* fork, ResType type, SInt16 id) {
 Expected<fs::path> existing_path(const FSSpec* spec) {
   auto path = files::path_from_spec(*spec);
   if (!path) return path;
-  struct stat info{};
+  struct stat info {};
   if (::stat(path->c_str(), &info) != 0) return Expected<fs::path>::failure(fnfErr);
   return path;
 }
@@ -162,7 +162,8 @@ SInt16 open_fork(const FSSpec* spec, SInt8 permission) {
   if (bytes->empty()) return set_error(eofErr), SInt16(-1);
   auto parsed = parse_fork(*bytes);
   if (!parsed) return set_error(mapReadErr), SInt16(-1);
-  OpenFork fork{free_fork_reference(), *path, permission != fsRdPerm, false, parsed->attributes, {}};
+  OpenFork fork{free_fork_reference(), *path, permission != fsRdPerm, false,
+                parsed->attributes,    {}};
   for (Resource& resource : parsed->resources) fork.slots.push_back(Slot{std::move(resource)});
   state().chain.push_back(std::move(fork));
   state().current = state().chain.back().refNum;
@@ -209,7 +210,8 @@ void CloseResFile(SInt16 refNum) {
   }
   auto& chain = res::state().chain;
   std::erase_if(chain, [refNum](const res::OpenFork& f) { return f.refNum == refNum; });
-  if (res::state().current == refNum) res::state().current = chain.empty() ? 0 : chain.back().refNum;
+  if (res::state().current == refNum)
+    res::state().current = chain.empty() ? 0 : chain.back().refNum;
   res::set_error(err);
 }
 
@@ -321,8 +323,9 @@ void AddResource(Handle data, ResType type, SInt16 id, ConstStringPtr name) {
   if (fork == nullptr || data == nullptr || res::locate(data).slot != nullptr) {
     return res::set_error(addResFailed);
   }
-  std::string text = name == nullptr ? std::string()
-                                     : std::string(reinterpret_cast<const char*>(name + 1), name[0]);
+  std::string text = name == nullptr
+                         ? std::string()
+                         : std::string(reinterpret_cast<const char*>(name + 1), name[0]);
   fork->slots.push_back(res::Slot{res::Resource{type, id, 0, text, {}}, data, true});
   fork->changed = true;
   res::set_error(noErr);
@@ -369,7 +372,8 @@ void GetIndString(StringPtr text, SInt16 strListID, SInt16 index) {
   text[0] = 0;
   Handle list = GetResource(FourCC("STR#"), strListID);
   if (list == nullptr || index < 1) return;
-  std::span<const UInt8> bytes(reinterpret_cast<const UInt8*>(*list), std::size_t(GetHandleSize(list)));
+  std::span<const UInt8> bytes(reinterpret_cast<const UInt8*>(*list),
+                               std::size_t(GetHandleSize(list)));
   if (bytes.size() < 2 || index > tessel::platform::read_big16(bytes)) return;
   std::size_t at = 2;
   for (SInt16 i = 1; i < index && at < bytes.size(); ++i) at += 1u + bytes[at];

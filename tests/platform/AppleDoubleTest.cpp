@@ -1,8 +1,7 @@
-#include "AppleDouble.h"
-
 #include <gtest/gtest.h>
 #include <sys/xattr.h>
 
+#include "AppleDouble.h"
 #include "ByteOrder.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
@@ -41,8 +40,8 @@ TEST_F(AppleDouble, FinderInfoIsWrittenByteForByte) {
   FInfo info{FourCC("LUMN"), FourCC("8BIM"), 0x0100, Point{3, -4}, 7};
   ASSERT_EQ(ad::write_finder_info(file, info), noErr);
   std::vector<UInt8> sidecar = read_file(path("._image.raw"));
-  std::vector<UInt8> expected_entry = {'L', 'U', 'M', 'N', '8', 'B', 'I', 'M', 0x01, 0x00,
-                                       0x00, 0x03, 0xFF, 0xFC, 0x00, 0x07};
+  std::vector<UInt8> expected_entry = {'L',  'U',  'M',  'N',  '8',  'B',  'I',  'M',
+                                       0x01, 0x00, 0x00, 0x03, 0xFF, 0xFC, 0x00, 0x07};
   expected_entry.resize(32, 0);
   EXPECT_EQ(sidecar, hand_made({{9, expected_entry}}, 0));
   auto back = ad::read_finder_info(file);

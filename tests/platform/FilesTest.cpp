@@ -1,5 +1,3 @@
-#include "Files.h"
-
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,6 +6,7 @@
 
 #include "Catalog.h"
 #include "FaultyFileSystem.h"
+#include "Files.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
 
@@ -236,7 +235,8 @@ TEST_F(Files, CatalogInfoListsAFolderInNameOrderWithoutSidecars) {
 TEST_F(Files, PreferencesFolderIsMadeOnDemand) {
   SInt16 vref = 0;
   SInt32 dirID = 0;
-  EXPECT_EQ(FindFolder(kOnSystemDisk, kPreferencesFolderType, kDontCreateFolder, &vref, &dirID), fnfErr);
+  EXPECT_EQ(FindFolder(kOnSystemDisk, kPreferencesFolderType, kDontCreateFolder, &vref, &dirID),
+            fnfErr);
   ASSERT_EQ(FindFolder(kOnSystemDisk, kPreferencesFolderType, kCreateFolder, &vref, &dirID), noErr);
   FSSpec inside{vref, dirID, "\x05prefs"};
   auto resolved = files::path_from_spec(inside);

@@ -1,9 +1,8 @@
-#include "FixMath.h"
-
 #include <gtest/gtest.h>
 
 #include <climits>
 
+#include "FixMath.h"
 #include "TextUtils.h"
 
 TEST(FixMath, FixRatioTruncatesAndSaturatesOnZero) {

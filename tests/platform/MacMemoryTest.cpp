@@ -1,10 +1,9 @@
-#include "MacMemory.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "MacErrors.h"
+#include "MacMemory.h"
 
 namespace mem = tessel::platform::memory;
 

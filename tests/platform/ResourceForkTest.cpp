@@ -1,8 +1,7 @@
-#include "ResourceFork.h"
-
 #include <gtest/gtest.h>
 
 #include "ByteOrder.h"
+#include "ResourceFork.h"
 
 using tessel::platform::resources::parse_fork;
 using tessel::platform::resources::Resource;
@@ -54,9 +53,9 @@ TEST(ResourceFork, RoundTripGroupsByTypeAndKeepsEverything) {
   std::vector<std::pair<ResType, SInt16>> order;
   for (const Resource& r : back->resources) order.emplace_back(r.type, r.id);
   EXPECT_EQ(order, (std::vector<std::pair<ResType, SInt16>>{{FourCC("LUMN"), 1000},
-                                                           {FourCC("LUMN"), 1005},
-                                                           {FourCC("STR#"), 16004},
-                                                           {FourCC("PICT"), -4096}}));
+                                                            {FourCC("LUMN"), 1005},
+                                                            {FourCC("STR#"), 16004},
+                                                            {FourCC("PICT"), -4096}}));
   EXPECT_EQ(back->resources[1].name, "resolution");
   EXPECT_EQ(back->resources[1].data, std::vector<UInt8>(16, 7));
   EXPECT_EQ(back->resources[2].attributes, 0x20);

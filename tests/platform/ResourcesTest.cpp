@@ -1,5 +1,3 @@
-#include "Resources.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -7,6 +5,7 @@
 #include "AppleDouble.h"
 #include "MacErrors.h"
 #include "MacMemory.h"
+#include "Resources.h"
 #include "TempFolder.h"
 
 namespace {
@@ -75,7 +74,8 @@ TEST_F(Resources, DetachedDataOutlivesTheFork) {
 }
 
 TEST_F(Resources, SearchesRunFromTheCurrentFileDown) {
-  FSSpec bottom = file_with("bottom", {{FourCC("STR#"), 1, "bottom"}, {FourCC("TEXT"), 5, "only below"}});
+  FSSpec bottom =
+      file_with("bottom", {{FourCC("STR#"), 1, "bottom"}, {FourCC("TEXT"), 5, "only below"}});
   FSSpec top = file_with("top", {{FourCC("STR#"), 1, "top"}});
   SInt16 lower = FSpOpenResFile(&bottom, fsRdPerm);
   SInt16 upper = FSpOpenResFile(&top, fsRdPerm);
@@ -83,7 +83,8 @@ TEST_F(Resources, SearchesRunFromTheCurrentFileDown) {
   EXPECT_EQ(text_of(GetResource(FourCC("TEXT"), 5)), "only below");
   EXPECT_EQ(Get1Resource(FourCC("TEXT"), 5), nullptr);
   UseResFile(lower);
-  EXPECT_EQ(text_of(GetResource(FourCC("STR#"), 1)), "bottom") << "files above the current one are not searched";
+  EXPECT_EQ(text_of(GetResource(FourCC("STR#"), 1)), "bottom")
+      << "files above the current one are not searched";
   UseResFile(upper);
   CloseResFile(upper);
   EXPECT_EQ(CurResFile(), lower);

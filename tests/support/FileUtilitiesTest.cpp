@@ -1,10 +1,9 @@
-#include "support/FileUtilities.h"
-
 #include <gtest/gtest.h>
 
 #include "FaultyFileSystem.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
+#include "support/FileUtilities.h"
 
 namespace {
 
@@ -22,8 +21,8 @@ class FileUtilities : public tessel::testing::TempFolder {
 }  // namespace
 
 TEST_F(FileUtilities, WordsAndLongsInBothByteOrders) {
-  SInt16 ref = open_bytes({0x12, 0x34, 0x12, 0x34, 0x01, 0x02, 0x03, 0x04, 0x01, 0x02, 0x03, 0x04,
-                           0xFF});
+  SInt16 ref =
+      open_bytes({0x12, 0x34, 0x12, 0x34, 0x01, 0x02, 0x03, 0x04, 0x01, 0x02, 0x03, 0x04, 0xFF});
   UInt16 word = 0;
   UInt32 value = 0;
   ASSERT_EQ(ReadWord(ref, kBigEndian, &word), noErr);

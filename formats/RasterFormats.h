@@ -1,0 +1,65 @@
+// The one door to image files: recognises the three formats, opens a file
+// into a SourceImage, and moves rectangles of pixels between the file and a
+// Tile through the format's own routines.
+#pragma once
+
+#include "MacTypes.h"
+#include "tiles/CopyTile.h"
+
+using FormatCode = UInt32;
+
+constexpr FormatCode kNativeFormat = FourCC("LUMN");
+constexpr FormatCode kTIFFFormat = FourCC("TIFF");
+constexpr FormatCode kScitexFormat = FourCC("..CT");
+constexpr FormatCode kUnknownFormat = FourCC("????");
+
+// The host's image modes.
+constexpr SInt16 kBitmapMode = 0;
+constexpr SInt16 kGrayscaleMode = 1;
+constexpr SInt16 kIndexedMode = 2;
+constexpr SInt16 kRGBMode = 3;
+constexpr SInt16 kCMYKMode = 4;
+constexpr SInt16 kDuotoneMode = 8;
+constexpr SInt16 kLabMode = 9;
+constexpr SInt16 kUnsupportedMode = 99;
+
+struct FormatHandle {
+  FormatCode code;  // 0 before recognition
+  void* state;      // the format's private state, owned; null when none
+};
+
+struct SourceImage {
+  FSSpec fileSpec;
+  FormatHandle format;
+  SInt16 mode;
+  SInt16 depth;
+  SInt16 planar;
+  SInt32 width;
+  SInt32 height;
+  SInt16 channels;
+  UInt8* colorTable;  // 768 bytes lent by the format's state; null when none
+  float hResolution;  // pixels per inch
+  float vResolution;
+  SInt32 recordedWidth;  // from the document tag, on export only
+  SInt32 recordedHeight;
+  Rect selection;  // image pixels; bottom and right exclusive
+  SInt32 selectionHeight;
+  SInt32 selectionWidth;
+};
+
+OSErr SetupRasterFormats();
+
+// Writes the six file types the open dialog lists; 499 and nothing written
+// when capacity is below 6.
+OSErr RasterFormatsMacFileTypes(OSType* types, SInt16 capacity, SInt16* count);
+
+// The format of a file by its type and, for uninformative types, the suffix
+// of its name. Always succeeds.
+OSErr RasterFormatRecognize(const FSSpec* file, OSType fileType, FormatCode* code);
+
+// Opens image->fileSpec and fills the format handle and the description. A
+// failed open may leave a state behind: RasterFormatClose releases it.
+OSErr RasterFormatOpen(SourceImage* image);
+OSErr RasterFormatGetTile(FormatHandle* handle, const Tile& tile, const TileArea& area);
+OSErr RasterFormatPutTile(FormatHandle* handle, const Tile& tile, const TileArea& area);
+OSErr RasterFormatClose(FormatHandle* handle);
