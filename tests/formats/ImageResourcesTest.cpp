@@ -1,5 +1,3 @@
-#include "formats/ImageResources.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
@@ -9,7 +7,9 @@
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "ResourceFork.h"
+#include "Resources.h"
 #include "TempFolder.h"
+#include "formats/ImageResources.h"
 #include "plugin/ResultCodes.h"
 #include "support/FileUtilities.h"
 
@@ -19,7 +19,8 @@ using tessel::platform::append_big32;
 namespace {
 
 // One entry of an image-resource block, laid out with its pads.
-std::vector<UInt8> entry(ResType type, SInt16 id, const std::string& name, const std::string& data) {
+std::vector<UInt8> entry(ResType type, SInt16 id, const std::string& name,
+                         const std::string& data) {
   std::vector<UInt8> out;
   append_big32(out, type);
   append_big16(out, UInt16(id));
@@ -64,10 +65,9 @@ class ImageResources : public tessel::testing::TempFolder {
 }  // namespace
 
 TEST_F(ImageResources, EntriesWithAndWithoutPadsAreRead) {
-  auto block = joined({entry(FourCC("LUMN"), 1000, "", "0123456789"),
-                       entry(FourCC("LUMN"), 1005, "r", "abc"),
-                       entry(FourCC("8BIM"), 1006, "other type", "zz"),
-                       entry(FourCC("LUMN"), 1000, "", "later")});
+  auto block = joined(
+      {entry(FourCC("LUMN"), 1000, "", "0123456789"), entry(FourCC("LUMN"), 1005, "r", "abc"),
+       entry(FourCC("8BIM"), 1006, "other type", "zz"), entry(FourCC("LUMN"), 1000, "", "later")});
   EXPECT_EQ(entry(FourCC("LUMN"), 1, "", "").size(), 12u);
   EXPECT_EQ(entry(FourCC("LUMN"), 1, "a", "").size(), 12u);
   ImageResourceList list = nullptr;
@@ -76,16 +76,17 @@ TEST_F(ImageResources, EntriesWithAndWithoutPadsAreRead) {
   EXPECT_EQ(text_of(GetImageResource(list, 1005)), "abc");
   EXPECT_EQ(GetImageResource(list, 1006), nullptr) << "only the host's own type is looked up";
   ASSERT_NE(list, nullptr);
-  EXPECT_EQ(list->next->next->name[0], 10);
-  EXPECT_EQ(list->next->next->type, FourCC("8BIM"));
+  EXPECT_EQ(list->next->name[0], 10);
+  EXPECT_EQ(list->next->type, FourCC("8BIM"));
+  EXPECT_EQ(list->next->next->name[0], 1);
   EXPECT_EQ(list->name, nullptr);
   DisposeImageResources(&list);
   EXPECT_EQ(list, nullptr);
 }
 
 TEST_F(ImageResources, BlocksThatDoNotAddUpAreRefusedWhole) {
-  auto block = joined({entry(FourCC("LUMN"), 1000, "", "0123456789"),
-                       entry(FourCC("LUMN"), 1003, "", "abc")});
+  auto block = joined(
+      {entry(FourCC("LUMN"), 1000, "", "0123456789"), entry(FourCC("LUMN"), 1003, "", "abc")});
   ImageResourceList list = reinterpret_cast<ImageResourceList>(1);
   EXPECT_EQ(parse(block, 0, &list), noErr);
   EXPECT_EQ(list, nullptr);
@@ -102,7 +103,8 @@ TEST_F(ImageResources, BlocksThatDoNotAddUpAreRefusedWhole) {
 TEST_F(ImageResources, AHugeClaimedSizeAllocatesNothing) {
   std::vector<UInt8> block = entry(FourCC("LUMN"), 1000, "", "");
   tessel::platform::write_big32(std::span(block).subspan(8), 0x7FFFFFF0);
-  tessel::platform::memory::set_zone_budget(ApplicZone(), tessel::platform::memory::zone_used(ApplicZone()) + 1000000);
+  tessel::platform::memory::set_zone_budget(
+      ApplicZone(), tessel::platform::memory::zone_used(ApplicZone()) + 1000000);
   ImageResourceList list = nullptr;
   EXPECT_EQ(parse(block, 0x7FFFFFFF, &list), eofErr);
   EXPECT_EQ(parse(block, 0x7FFFFFFF, &list, 100), eofErr);
