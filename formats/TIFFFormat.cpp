@@ -1,0 +1,714 @@
+#include "formats/TIFFFormat.h"
+
+#include <climits>
+
+#include "MacErrors.h"
+#include "plugin/BigBuffer.h"
+#include "plugin/ResultCodes.h"
+#include "support/FileUtilities.h"
+#include "support/MemoryUtilities.h"
+#include "support/SortedList.h"
+
+namespace {
+
+// Field types, TIFF 6.0, section 2.
+enum : UInt16 {
+  kByteType = 1,
+  kShortType = 3,
+  kLongType = 4,
+  kRationalType = 5,
+  kSByteType = 6,
+  kSShortType = 8,
+  kSLongType = 9,
+  kSRationalType = 10,
+  kFloatType = 11,
+  kDoubleType = 12,
+};
+
+enum : UInt16 {
+  kImageWidthTag = 256,
+  kImageLengthTag = 257,
+  kBitsPerSampleTag = 258,
+  kCompressionTag = 259,
+  kPhotometricTag = 262,
+  kFillOrderTag = 266,
+  kStripOffsetsTag = 273,
+  kSamplesPerPixelTag = 277,
+  kRowsPerStripTag = 278,
+  kStripByteCountsTag = 279,
+  kXResolutionTag = 282,
+  kYResolutionTag = 283,
+  kPlanarConfigurationTag = 284,
+  kResolutionUnitTag = 296,
+  kPredictorTag = 317,
+  kColorMapTag = 320,
+  kTileWidthTag = 322,
+  kTileLengthTag = 323,
+  kTileOffsetsTag = 324,
+  kTileByteCountsTag = 325,
+  kDotRangeTag = 336,
+  kImageResourcesTag = 34377,
+};
+
+enum : UInt16 {
+  kWhiteIsZero = 0,
+  kBlackIsZero = 1,
+  kSeparated = 5,
+  kCIELab = 8,
+};
+
+constexpr SInt32 kMaxDimension = 30000;
+constexpr UInt32 kHeaderBigEndian = 0x4D4D;
+constexpr UInt32 kHeaderLittleEndian = 0x4949;
+constexpr UInt16 kTIFFVersion = 42;
+constexpr UInt32 kEntryBytes = 12;
+constexpr SInt32 kColorMapBytes = 768;
+
+}  // namespace
+
+SInt16 Min16(SInt16 a, SInt16 b) { return a < b ? a : b; }
+SInt32 Min32(SInt32 a, SInt32 b) { return a < b ? a : b; }
+SInt32 Max32(SInt32 a, SInt32 b) { return a > b ? a : b; }
+
+// The file calls take signed 32-bit positions. A TIFF offset or a computed
+// position beyond that cannot be reached, which for every file we can open
+// means it lies past the end: we answer as the platform would there.
+static OSErr seekToOffset(SInt16 file, UInt64 position) {
+  if (position > UInt64(INT32_MAX)) return eofErr;
+  return SeekTo(file, SInt32(position));
+}
+
+UInt16 TagTypeSize(UInt16 type) {
+  switch (type) {
+    case kShortType:
+    case kSShortType: return 2;
+    case kLongType:
+    case kSLongType:
+    case kFloatType: return 4;
+    case kRationalType:
+    case kSRationalType:
+    case kDoubleType: return 8;
+    default: return 1;
+  }
+}
+
+// One value of the current entry, widened to 32 bits with or without sign as
+// its type says. Types that are not integers are refused before reading.
+static OSErr readInteger(TIFFState* state, SInt32* value) {
+  SInt16 file = state->refNum;
+  SInt16 order = state->littleEndian;
+  UInt8 byte = 0;
+  UInt16 word = 0;
+  UInt32 quad = 0;
+  OSErr err = noErr;
+  switch (state->currentType) {
+    case kByteType:
+    case kSByteType: err = ReadByte(file, order, &byte); break;
+    case kShortType:
+    case kSShortType: err = ReadWord(file, order, &word); break;
+    case kLongType:
+    case kSLongType: err = ReadLong(file, order, &quad); break;
+    default: return kTIFFNotHandled;
+  }
+  if (err != noErr) return err;
+  switch (state->currentType) {
+    case kByteType: *value = byte; break;
+    case kSByteType: *value = SInt8(byte); break;
+    case kShortType: *value = word; break;
+    case kSShortType: *value = SInt16(word); break;
+    default: *value = SInt32(quad); break;  // a LONG of 2^31 or more counts as negative
+  }
+  return noErr;
+}
+
+SInt32 ParseLong(TIFFState* state, SInt32 minimum, SInt32 maximum) {
+  SInt32 value = 0;
+  OSErr err = readInteger(state, &value);
+  if (err == noErr && (value < minimum || value > maximum)) err = kTIFFNotHandled;
+  state->parseError = err;
+  return err == noErr ? value : 0;
+}
+
+SInt16 ParseWord(TIFFState* state, SInt32 minimum, SInt32 maximum) {
+  return SInt16(UInt16(UInt32(ParseLong(state, minimum, maximum))));
+}
+
+// RATIONAL parts are unsigned; read as signed, a part of 2^31 or more comes
+// back up by 2^32 in double precision before it is narrowed.
+static float unsignedPart(UInt32 raw) {
+  double value = double(SInt32(raw));
+  if (value < 0.0) value += 4294967296.0;
+  return float(value);
+}
+
+static float readRational(TIFFState* state, bool isSigned) {
+  UInt32 numerator = 0;
+  UInt32 denominator = 0;
+  OSErr err = ReadLong(state->refNum, state->littleEndian, &numerator);
+  if (err == noErr) err = ReadLong(state->refNum, state->littleEndian, &denominator);
+  state->parseError = err;
+  if (err != noErr || denominator == 0) return 0.0f;
+  float top = isSigned ? float(SInt32(numerator)) : unsignedPart(numerator);
+  float bottom = isSigned ? float(SInt32(denominator)) : unsignedPart(denominator);
+  return top / bottom;
+}
+
+float ParseFloat(TIFFState* state) {
+  if (state->currentType == kRationalType || state->currentType == kSRationalType) {
+    return readRational(state, state->currentType == kSRationalType);
+  }
+  // A resolution is a nicety: an odd type or value leaves it unknown (0.0)
+  // rather than costing the user the image.
+  float value = float(ParseLong(state, -2147483647, 2147483647));
+  state->parseError = noErr;
+  return value;
+}
+
+// ---- Tags. Each parser returns its error; ParseTag records it.
+
+template <class Field>
+static OSErr parseWordInto(TIFFState* state, SInt32 minimum, SInt32 maximum, Field* field) {
+  SInt16 value = ParseWord(state, minimum, maximum);
+  if (state->parseError == noErr) *field = Field(value);
+  return state->parseError;
+}
+
+template <class Field>
+static OSErr parseLongInto(TIFFState* state, SInt32 minimum, SInt32 maximum, Field* field) {
+  SInt32 value = ParseLong(state, minimum, maximum);
+  if (state->parseError == noErr) *field = Field(value);
+  return state->parseError;
+}
+
+static OSErr parseImageWidth(TIFFState* state) {
+  return parseWordInto(state, 1, kMaxDimension, &state->imageWidth);
+}
+
+// Until RowsPerStrip says otherwise the image is one strip (the
+// RowsPerStrip default of TIFF 6.0, section 8).
+static OSErr parseImageLength(TIFFState* state) {
+  OSErr err = parseWordInto(state, 1, kMaxDimension, &state->imageLength);
+  if (err == noErr) state->rowsPerStrip = state->imageLength;
+  return err;
+}
+
+static OSErr parseBitsPerSample(TIFFState* state) {
+  SInt16 first = ParseWord(state, 1, 32);
+  if (state->parseError != noErr) return state->parseError;
+  for (UInt32 i = 1; i < state->currentCount; ++i) {
+    SInt16 next = ParseWord(state, 1, 32);
+    if (state->parseError != noErr) return state->parseError;
+    if (next != first) return kTIFFNotHandled;
+  }
+  state->bitsPerSample = UInt16(first);
+  return noErr;
+}
+
+// 0 is not a TIFF 6.0 value, but old writers used it for "none".
+static OSErr parseCompression(TIFFState* state) {
+  OSErr err = parseLongInto(state, 0, 65535, &state->compression);
+  if (err == noErr && state->compression == 0) state->compression = 1;
+  return err;
+}
+
+static OSErr parsePhotometric(TIFFState* state) {
+  return parseWordInto(state, 0, 8, &state->photometricInterpretation);
+}
+
+static OSErr parseFillOrder(TIFFState* state) {
+  return parseWordInto(state, 1, 2, &state->fillOrder);
+}
+
+static OSErr parseSamplesPerPixel(TIFFState* state) {
+  return parseWordInto(state, 1, 16, &state->samplesPerPixel);
+}
+
+static OSErr parseRowsPerStrip(TIFFState* state) {
+  SInt32 rows = ParseLong(state, 0, INT32_MAX);
+  if (state->parseError != noErr) return state->parseError;
+  state->rowsPerStrip = rows == 0 ? state->imageLength : Min32(rows, state->imageLength);
+  return noErr;
+}
+
+static OSErr parseXResolution(TIFFState* state) {
+  float value = ParseFloat(state);
+  if (state->parseError == noErr) state->xResolution = value;
+  return state->parseError;
+}
+
+static OSErr parseYResolution(TIFFState* state) {
+  float value = ParseFloat(state);
+  if (state->parseError == noErr) state->yResolution = value;
+  return state->parseError;
+}
+
+// 0 is not a TIFF 6.0 value; old writers meant the chunky default.
+static OSErr parsePlanarConfiguration(TIFFState* state) {
+  OSErr err = parseWordInto(state, 0, 2, &state->planarConfiguration);
+  if (err == noErr && state->planarConfiguration == 0) state->planarConfiguration = 1;
+  return err;
+}
+
+static OSErr parseResolutionUnit(TIFFState* state) {
+  return parseWordInto(state, 1, 3, &state->resolutionUnit);
+}
+
+static OSErr parsePredictor(TIFFState* state) {
+  return parseLongInto(state, 1, 2, &state->predictor);
+}
+
+static OSErr parseTileWidth(TIFFState* state) {
+  ParseLong(state, 1, INT32_MAX);
+  return state->parseError;
+}
+
+static OSErr parseTileLength(TIFFState* state) {
+  return parseLongInto(state, 1, INT32_MAX, &state->rowsPerStrip);
+}
+
+// The arrays hold one 32-bit value per strip, so their size must be a
+// positive 32-bit allocation, and their values must lie inside the file: a
+// directory that claims millions of strips in a small file fails as reading
+// them would (at the end of the file) before any memory is taken for them.
+static OSErr checkArrayFits(TIFFState* state) {
+  if (state->currentCount > UInt32(INT32_MAX / 4)) return kTIFFNotHandled;
+  SInt32 here = 0;
+  if (OSErr err = GetPosition(state->refNum, &here); err != noErr) return err;
+  UInt64 end = UInt64(here) + UInt64(TagTypeSize(state->currentType)) * state->currentCount;
+  if (OSErr err = seekToOffset(state->refNum, end); err != noErr) return err;
+  return SeekTo(state->refNum, here);
+}
+
+// Allocates the array into *array (the state owns it from then on, also when
+// a value fails) and reads the entry's values into it.
+static OSErr readStripArray(TIFFState* state, UInt32** array) {
+  if (OSErr err = checkArrayFits(state); err != noErr) return err;
+  if (OSErr err = AllocateMemory(SInt32(state->currentCount * 4), array); err != noErr) return err;
+  for (UInt32 i = 0; i < state->currentCount; ++i) {
+    (*array)[i] = UInt32(ParseLong(state, 0, INT32_MAX));
+    if (state->parseError != noErr) return state->parseError;
+  }
+  return noErr;
+}
+
+static OSErr parseOffsets(TIFFState* state, UInt8 tiled) {
+  state->tiled = tiled;
+  if (state->currentCount == 0 || state->stripOffsets != nullptr) return kTIFFNotHandled;
+  state->stripCount = SInt32(state->currentCount);
+  return readStripArray(state, &state->stripOffsets);
+}
+
+static OSErr parseByteCounts(TIFFState* state, UInt8 tiled) {
+  if (state->tiled != tiled || state->currentCount != UInt32(state->stripCount) ||
+      state->stripByteCounts != nullptr) {
+    return kTIFFNotHandled;
+  }
+  return readStripArray(state, &state->stripByteCounts);
+}
+
+static OSErr parseStripOffsets(TIFFState* state) { return parseOffsets(state, 0); }
+static OSErr parseTileOffsets(TIFFState* state) { return parseOffsets(state, 1); }
+static OSErr parseStripByteCounts(TIFFState* state) { return parseByteCounts(state, 0); }
+static OSErr parseTileByteCounts(TIFFState* state) { return parseByteCounts(state, 1); }
+
+// One pass over the first 256 values of each channel. TIFF 6.0, section 5
+// lays out all red values, then all green, then all blue.
+static OSErr readColorMapPass(TIFFState* state, SInt32 start, SInt32 maximum, bool* all8Bit) {
+  UInt32 perChannel = state->currentCount / 3;
+  UInt32 used = perChannel < 256 ? perChannel : 256;
+  int shift = maximum > 255 ? 8 : 0;
+  UInt64 channelBytes = UInt64(perChannel) * TagTypeSize(state->currentType);
+  for (UInt32 channel = 0; channel < 3; ++channel) {
+    if (OSErr err = seekToOffset(state->refNum, UInt64(start) + channel * channelBytes);
+        err != noErr) {
+      return err;
+    }
+    for (UInt32 i = 0; i < used; ++i) {
+      SInt32 value = ParseLong(state, 0, maximum);
+      if (state->parseError != noErr) return state->parseError;
+      if (value > 255) *all8Bit = false;
+      state->colorMap[channel * 256 + i] = UInt8(value >> shift);
+    }
+  }
+  return noErr;
+}
+
+// Maps are meant to hold 16-bit values, but writers of 8-bit maps are common
+// enough that a map without a single value above 255 is taken as 8-bit.
+static OSErr parseColorMap(TIFFState* state) {
+  if (state->colorMap == nullptr) {
+    if (OSErr err = AllocateMemory(kColorMapBytes, &state->colorMap); err != noErr) return err;
+  }
+  SetMemory(state->colorMap, kColorMapBytes, 0);
+  SInt32 start = 0;
+  if (OSErr err = GetPosition(state->refNum, &start); err != noErr) return err;
+  bool all8Bit = true;
+  if (OSErr err = readColorMapPass(state, start, 65535, &all8Bit); err != noErr) return err;
+  if (!all8Bit) return noErr;
+  return readColorMapPass(state, start, 255, &all8Bit);
+}
+
+static OSErr parseDotRange(TIFFState* state) {
+  SInt16 first = ParseWord(state, 0, 255);
+  if (state->parseError != noErr) return state->parseError;
+  SInt16 second = ParseWord(state, 0, 255);
+  if (state->parseError != noErr) return state->parseError;
+  state->dotRangeAscending = second >= first ? 1 : 0;
+  return noErr;
+}
+
+// The block is the host's business, not the image's: a damaged one leaves
+// the list empty and the file opens all the same. A count of 2^31 or more
+// becomes a negative length, which the block reader refuses.
+static OSErr parseImageResourceBlock(TIFFState* state) {
+  // The reader empties the list without freeing it; a second block replaces the first.
+  DisposeImageResources(&state->imageResources);
+  ParseImageResources(state->refNum, SInt32(state->currentCount), &state->imageResources);
+  return noErr;
+}
+
+using TagParser = OSErr (*)(TIFFState*);
+
+// ExtraSamples needs nothing, so it is left with the tags we skip.
+static TagParser parserFor(UInt16 tag) {
+  switch (tag) {
+    case kImageWidthTag: return parseImageWidth;
+    case kImageLengthTag: return parseImageLength;
+    case kBitsPerSampleTag: return parseBitsPerSample;
+    case kCompressionTag: return parseCompression;
+    case kPhotometricTag: return parsePhotometric;
+    case kFillOrderTag: return parseFillOrder;
+    case kStripOffsetsTag: return parseStripOffsets;
+    case kSamplesPerPixelTag: return parseSamplesPerPixel;
+    case kRowsPerStripTag: return parseRowsPerStrip;
+    case kStripByteCountsTag: return parseStripByteCounts;
+    case kXResolutionTag: return parseXResolution;
+    case kYResolutionTag: return parseYResolution;
+    case kPlanarConfigurationTag: return parsePlanarConfiguration;
+    case kResolutionUnitTag: return parseResolutionUnit;
+    case kPredictorTag: return parsePredictor;
+    case kColorMapTag: return parseColorMap;
+    case kTileWidthTag: return parseTileWidth;
+    case kTileLengthTag: return parseTileLength;
+    case kTileOffsetsTag: return parseTileOffsets;
+    case kTileByteCountsTag: return parseTileByteCounts;
+    case kDotRangeTag: return parseDotRange;
+    case kImageResourcesTag: return parseImageResourceBlock;
+    default: return nullptr;
+  }
+}
+
+// ParseIFDEntry decides between inline values and an offset with a 32-bit
+// product, as TIFF readers always have. For a tag whose values we read, a
+// product that wrapped would point us at the wrong bytes, so such a count is
+// refused. The image-resource block is exempt: its count is a byte length
+// handed on whole, and whatever goes wrong there must not fail the open.
+static bool valueBytesFit(const TIFFState* state) {
+  UInt64 bytes = UInt64(TagTypeSize(state->currentType)) * state->currentCount;
+  return bytes <= UINT32_MAX || state->currentTag == kImageResourcesTag;
+}
+
+OSErr ParseTag(TIFFState* state) {
+  TagParser parser = parserFor(state->currentTag);
+  if (parser == nullptr) return noErr;
+  state->parseError = valueBytesFit(state) ? parser(state) : kTIFFNotHandled;
+  return state->parseError;
+}
+
+OSErr ParseIFDEntry(TIFFState* state) {
+  SInt16 file = state->refNum;
+  if (OSErr err = ReadWord(file, state->littleEndian, &state->currentTag); err != noErr) return err;
+  if (OSErr err = ReadWord(file, state->littleEndian, &state->currentType); err != noErr) {
+    return err;
+  }
+  if (OSErr err = ReadLong(file, state->littleEndian, &state->currentCount); err != noErr) {
+    return err;
+  }
+  if (UInt32(TagTypeSize(state->currentType) * state->currentCount) > 4) {
+    UInt32 valueOffset = 0;
+    if (OSErr err = ReadLong(file, state->littleEndian, &valueOffset); err != noErr) return err;
+    if (OSErr err = seekToOffset(file, valueOffset); err != noErr) return err;
+  }
+  return ParseTag(state);
+}
+
+// ---- Directory
+
+static UInt64 entryPosition(UInt32 directory, SInt32 index) {
+  return UInt64(directory) + 2 + kEntryBytes * UInt64(index);
+}
+
+static OSErr sortEntriesByTag(TIFFState* state, UInt32 directory, SInt16 count, SortedList* list) {
+  for (SInt32 i = 0; i < count; ++i) {
+    UInt16 tag = 0;
+    if (OSErr err = seekToOffset(state->refNum, entryPosition(directory, i)); err != noErr) {
+      return err;
+    }
+    if (OSErr err = ReadWord(state->refNum, state->littleEndian, &tag); err != noErr) return err;
+    InsertSortedListElement(list, tag, i);
+  }
+  return noErr;
+}
+
+// Tags are acted on in ascending order whatever their order in the file:
+// RowsPerStrip needs ImageLength, the byte counts check against the offsets,
+// and TileLength overrides what ImageLength set.
+static OSErr parseEntriesInTagOrder(TIFFState* state, UInt32 directory, SInt16 count,
+                                    const SortedList* list) {
+  for (SInt32 rank = 0; rank < count; ++rank) {
+    SInt32 index = GetSortedListValueByIndex(list, rank);
+    if (OSErr err = seekToOffset(state->refNum, entryPosition(directory, index)); err != noErr) {
+      return err;
+    }
+    if (OSErr err = ParseIFDEntry(state); err != noErr) return err;
+  }
+  return noErr;
+}
+
+static OSErr readNextOffset(TIFFState* state, UInt32 directory, SInt16 count, UInt32* next) {
+  if (OSErr err = seekToOffset(state->refNum, entryPosition(directory, count)); err != noErr) {
+    return err;
+  }
+  return ReadLong(state->refNum, state->littleEndian, next);
+}
+
+OSErr ParseIFD(TIFFState* state, UInt32 offset, UInt32* nextOffset) {
+  UInt16 rawCount = 0;
+  if (OSErr err = seekToOffset(state->refNum, offset); err != noErr) return err;
+  if (OSErr err = ReadWord(state->refNum, state->littleEndian, &rawCount); err != noErr) {
+    return err;
+  }
+  SInt16 count = SInt16(rawCount);
+  SortedList* list = nullptr;
+  if (OSErr err = AllocateSortedList(count, &list); err != noErr) return err;
+  OSErr err = sortEntriesByTag(state, offset, count, list);
+  if (err == noErr) err = parseEntriesInTagOrder(state, offset, count, list);
+  UInt32 next = 0;
+  if (err == noErr && nextOffset != nullptr) err = readNextOffset(state, offset, count, &next);
+  if (err == noErr && nextOffset != nullptr) *nextOffset = next;
+  DisposeSortedList(list);
+  return err;
+}
+
+// TIFF 6.0, section 2: byte order, 42, offset of the first directory.
+static OSErr readHeader(TIFFState* state) {
+  UInt16 order = 0;
+  UInt16 version = 0;
+  if (OSErr err = ReadWord(state->refNum, kBigEndian, &order); err != noErr) return err;
+  if (order != kHeaderBigEndian && order != kHeaderLittleEndian) return kTIFFNotHandled;
+  state->littleEndian = order == kHeaderLittleEndian ? 1 : 0;
+  if (OSErr err = ReadWord(state->refNum, state->littleEndian, &version); err != noErr) {
+    return err;
+  }
+  if (version != kTIFFVersion) return kTIFFNotHandled;
+  return ReadLong(state->refNum, state->littleEndian, &state->firstIFDOffset);
+}
+
+// Defaults of TIFF 6.0, section 8, except PhotometricInterpretation, whose
+// absence the format layer must see.
+static void setDefaults(TIFFState* state) {
+  state->imageWidth = -1;
+  state->imageLength = -1;
+  state->bitsPerSample = 1;
+  state->compression = 1;
+  state->photometricInterpretation = 65535;
+  state->samplesPerPixel = 1;
+  state->planarConfiguration = 1;
+  state->resolutionUnit = 2;
+  state->predictor = 1;
+  state->fillOrder = 1;
+  state->dotRangeAscending = 1;
+}
+
+static OSErr readDirectory(TIFFState* state) {
+  if (OSErr err = readHeader(state); err != noErr) return err;
+  setDefaults(state);
+  UInt32 next = 0;
+  if (OSErr err = ParseIFD(state, state->firstIFDOffset, &next); err != noErr) return err;
+  state->nextIFDOffset = next;
+  if (state->imageWidth == -1 || state->imageLength == -1 || state->stripOffsets == nullptr) {
+    return kTIFFNotHandled;
+  }
+  return noErr;
+}
+
+// Samples are handed to the host with 0 as black, except that bilevel
+// images follow the host's bitmap convention of 1 as black.
+static UInt8 needsInversion(const TIFFState* state) {
+  if (state->photometricInterpretation == kWhiteIsZero) return state->bitsPerSample > 1;
+  if (state->photometricInterpretation == kBlackIsZero) return state->bitsPerSample == 1;
+  return 0;
+}
+
+OSErr TIFFFormatOpen(TIFFState* state, const FSSpec* file) {
+  *state = TIFFState{};
+  state->fileSpec = *file;
+  if (OSErr err = OpenFile(file, &state->refNum); err != noErr) return err;
+  if (OSErr err = readDirectory(state); err != noErr) {
+    CloseFile(state->refNum);
+    state->refNum = 0;
+    return err;
+  }
+  state->invert = needsInversion(state);
+  return noErr;
+}
+
+OSErr TIFFFormatClose(TIFFState* state) {
+  if (state->refNum != 0) {
+    CloseFile(state->refNum);
+    state->refNum = 0;
+  }
+  DisposeMemory(state->colorMap);
+  state->colorMap = nullptr;
+  DisposeMemory(state->stripOffsets);
+  state->stripOffsets = nullptr;
+  DisposeMemory(state->stripByteCounts);
+  state->stripByteCounts = nullptr;
+  DisposeImageResources(&state->imageResources);
+  return noErr;
+}
+
+// ---- Pixels
+
+static SInt32 rowBytesOf(const TIFFState* state) {
+  return state->imageWidth * state->samplesPerPixel;
+}
+
+OSErr SeekToRow(TIFFState* state, SInt32 row, TileArea* span) {
+  SInt32 rows = state->rowsPerStrip;
+  // The directory does not promise that the strips cover every row; a row
+  // without a strip is a layout we cannot handle, never an index past the array.
+  if (rows <= 0 || row < 0 || state->stripOffsets == nullptr) return kTIFFNotHandled;
+  UInt32 strip = UInt32(row) / UInt32(rows);
+  if (strip >= UInt32(state->stripCount)) return kTIFFNotHandled;
+  SInt32 top = SInt32(strip) * rows;
+  UInt64 position =
+      UInt64(state->stripOffsets[strip]) + UInt64(row - top) * UInt64(rowBytesOf(state));
+  if (OSErr err = seekToOffset(state->refNum, position); err != noErr) return err;
+  span->top = top;
+  span->left = 0;
+  span->bottom = Min32(INT32_MAX - rows, top) + rows;  // a huge TileLength must not overflow
+  span->right = state->imageWidth;
+  return noErr;
+}
+
+// Only uncompressed, chunky, stripped 8-bit files are moved in place
+// (TIFF 6.0, sections 3 and 4 with PlanarConfiguration 1).
+static OSErr refuseLayout(const TIFFState* state) {
+  if (state->tiled != 0 || state->planarConfiguration == 2 || state->compression != 1 ||
+      state->bitsPerSample != 8) {
+    return kFormatFailure;
+  }
+  return noErr;
+}
+
+// Checked once before any pixel moves, so that a write never stops half-way
+// for a reason known in advance. Strips that leave rows uncovered make the
+// file one we cannot handle (as at open); a box outside the image is the
+// caller's mistake, a failure without a code of its own.
+static OSErr checkArea(const TIFFState* state, const TileArea& area) {
+  if (state->rowsPerStrip <= 0 ||
+      SInt64(state->stripCount) * state->rowsPerStrip < state->imageLength) {
+    return kTIFFNotHandled;
+  }
+  bool inside = area.top >= 0 && area.bottom <= state->imageLength && area.left >= 0 &&
+                area.left <= area.right && area.right <= state->imageWidth &&
+                area.firstPlane >= 0 && area.firstPlane <= area.endPlane &&
+                area.endPlane <= state->samplesPerPixel;
+  return inside ? noErr : kFormatFailure;
+}
+
+static TileArea withPlanes(const TileArea& box, SInt32 firstPlane, SInt32 endPlane) {
+  TileArea cut = box;
+  cut.firstPlane = Max32(box.firstPlane, firstPlane);
+  cut.endPlane = Min32(box.endPlane, endPlane);
+  return cut;
+}
+
+// Every change here is its own inverse, so the same steps serve both ways.
+static void convertFileData(const TIFFState* state, const Tile& buffer, const TileArea& box) {
+  if (state->invert != 0) InvertTile(buffer, box);
+  // a* and b* are signed in the file (TIFF 6.0, section 23), offset binary in memory.
+  if (state->photometricInterpretation == kCIELab && state->bitsPerSample == 8) {
+    TileArea chroma = withPlanes(box, 1, 3);
+    if (chroma.firstPlane < chroma.endPlane) ToggleSignTile(buffer, chroma);
+  }
+  // The file counts ink up from 0 (TIFF 6.0, section 16) unless a DotRange
+  // says otherwise; the host counts it down from 255. Planes past the four
+  // inks are extra samples and stay as they are.
+  if (state->photometricInterpretation == kSeparated && state->dotRangeAscending != 0) {
+    TileArea inks = withPlanes(box, 0, 4);
+    if (inks.firstPlane < inks.endPlane) InvertTile(buffer, inks);
+  }
+}
+
+static void fixFileDataAfterRead(const TIFFState* state, const Tile& buffer, const TileArea& box) {
+  convertFileData(state, buffer, box);
+}
+
+static void fixFileDataBeforeWrite(const TIFFState* state, const Tile& buffer,
+                                   const TileArea& box) {
+  convertFileData(state, buffer, box);
+}
+
+// The file is positioned at the band's first row.
+static OSErr getBand(TIFFState* state, const Tile& tile, const Tile& buffer, const TileArea& box) {
+  SInt32 bytes = (box.bottom - box.top) * buffer.rowBytes;
+  if (OSErr err = ReadBytes(state->refNum, bytes, buffer.data); err != noErr) return err;
+  fixFileDataAfterRead(state, buffer, box);
+  CopyTile(buffer, box, tile, box);
+  return noErr;
+}
+
+// Whole rows go back, so the bytes outside the box are written with the
+// values just read.
+static OSErr putBand(TIFFState* state, const Tile& tile, const Tile& buffer, const TileArea& box) {
+  SInt32 bytes = (box.bottom - box.top) * buffer.rowBytes;
+  SInt32 position = 0;
+  if (OSErr err = GetPosition(state->refNum, &position); err != noErr) return err;
+  if (OSErr err = ReadBytes(state->refNum, bytes, buffer.data); err != noErr) return err;
+  CopyTile(tile, box, buffer, box);
+  fixFileDataBeforeWrite(state, buffer, box);
+  if (OSErr err = SeekTo(state->refNum, position); err != noErr) return err;
+  return WriteBytes(state->refNum, bytes, buffer.data);
+}
+
+using BandMover = OSErr (*)(TIFFState*, const Tile&, const Tile&, const TileArea&);
+
+// Bands of whole file rows: as many as the big buffer holds, never across a
+// strip, so that each band is one seek and one contiguous read.
+static OSErr moveBands(TIFFState* state, const Tile& tile, const TileArea& area, BandMover move) {
+  if (OSErr err = refuseLayout(state); err != noErr) return err;
+  if (OSErr err = checkArea(state, area); err != noErr) return err;
+  if (area.bottom <= area.top) return noErr;
+  SInt32 rowBytes = rowBytesOf(state);
+  SInt32 granted = 0;
+  Ptr address = nullptr;
+  SInt32 wanted = Min32(area.bottom - area.top, state->rowsPerStrip);
+  if (OSErr err = AllocateBigBuffer(rowBytes, wanted, &granted, &address); err != noErr) {
+    return err;
+  }
+  Tile buffer{reinterpret_cast<UInt8*>(address),
+              TileArea{0, 0, 0, state->imageWidth, 0, state->samplesPerPixel}, rowBytes,
+              state->samplesPerPixel, 0};
+  TileArea box = area;
+  OSErr err = noErr;
+  for (SInt32 row = area.top; row < area.bottom; row = box.bottom) {
+    TileArea span{};
+    if ((err = SeekToRow(state, row, &span)) != noErr) break;
+    SInt32 end = Min32(Min32(row + granted, area.bottom), span.bottom);
+    buffer.area.top = box.top = row;
+    buffer.area.bottom = box.bottom = end;
+    if ((err = move(state, tile, buffer, box)) != noErr) break;
+  }
+  DisposeBigBuffer(address);
+  return err;
+}
+
+OSErr TIFFFormatGetTile(TIFFState* state, const Tile& tile, const TileArea& area) {
+  return moveBands(state, tile, area, getBand);
+}
+
+OSErr TIFFFormatPutTile(TIFFState* state, const Tile& tile, const TileArea& area) {
+  return moveBands(state, tile, area, putBand);
+}

@@ -1,0 +1,729 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <sstream>
+
+#include "FaultyFileSystem.h"
+#include "MacErrors.h"
+#include "MacMemory.h"
+#include "TIFFBuilder.h"
+#include "TempFolder.h"
+#include "formats/TIFFFormat.h"
+#include "plugin/ResultCodes.h"
+
+using namespace tessel::testing;
+namespace mem = tessel::platform::memory;
+
+namespace {
+
+enum : UInt16 {
+  kWidth = 256,
+  kLength = 257,
+  kBits = 258,
+  kCompression = 259,
+  kPhotometric = 262,
+  kFillOrder = 266,
+  kStripOffsets = 273,
+  kSamples = 277,
+  kRowsPerStrip = 278,
+  kStripByteCounts = 279,
+  kXResolution = 282,
+  kYResolution = 283,
+  kPlanar = 284,
+  kResolutionUnit = 296,
+  kPredictor = 317,
+  kColorMap = 320,
+  kTileWidth = 322,
+  kTileLength = 323,
+  kTileOffsets = 324,
+  kTileByteCounts = 325,
+  kDotRange = 336,
+  kImageResources = 34377,
+};
+
+using Values = std::vector<std::int64_t>;
+
+struct Field {
+  UInt16 tag;
+  UInt16 type;
+  Values values;
+};
+using Fields = std::vector<Field>;
+
+// The budgets of both zones, given back when the scope ends.
+class ZoneBudgets {
+ public:
+  ZoneBudgets()
+      : application_(mem::zone_budget(ApplicZone())),
+        temporary_(mem::zone_budget(mem::temporary_zone())) {}
+  ~ZoneBudgets() {
+    mem::set_zone_budget(ApplicZone(), application_);
+    mem::set_zone_budget(mem::temporary_zone(), temporary_);
+  }
+  // Free bytes in the application heap; temporary memory gets none.
+  void leave_free(std::int64_t bytes) {
+    mem::set_zone_budget(ApplicZone(), mem::zone_used(ApplicZone()) + bytes);
+    mem::set_zone_budget(mem::temporary_zone(), mem::zone_used(mem::temporary_zone()));
+  }
+
+ private:
+  std::int64_t application_;
+  std::int64_t temporary_;
+};
+
+// Four by two 8-bit gray pixels in one strip at offset 8 (the directory
+// follows at 16), without the tag omit, with the extra fields after.
+std::vector<UInt8> gray(UInt16 omit = 0, const Fields& extra = {}, bool little = false) {
+  TIFFBuilder b(little);
+  b.append(std::vector<UInt8>(8, 7));
+  Fields fields = {{kWidth, kTIFFShort, {4}},
+                   {kLength, kTIFFShort, {2}},
+                   {kBits, kTIFFShort, {8}},
+                   {kPhotometric, kTIFFShort, {1}},
+                   {kStripOffsets, kTIFFLong, {8}}};
+  std::erase_if(fields, [&](const Field& f) { return f.tag == omit; });
+  fields.insert(fields.end(), extra.begin(), extra.end());
+  for (const Field& f : fields) b.add(f.tag, f.type, f.values);
+  return b.bytes();
+}
+
+// An image-resource block with one "LUMN" entry, id 1005, empty name, and 4
+// data bytes; the size field says claimedSize.
+Values resource_block(UInt32 claimedSize) {
+  Values block = {'L', 'U', 'M', 'N', 0x03, 0xED, 0, 0};
+  for (int shift = 24; shift >= 0; shift -= 8) block.push_back(UInt8(claimedSize >> shift));
+  block.insert(block.end(), {1, 2, 3, 4});
+  return block;
+}
+
+// Every tag the reader acts on, inline and out of line, and one it skips.
+std::vector<UInt8> rich_file(bool little, bool descending) {
+  TIFFBuilder b(little);
+  std::int64_t data = b.append(std::vector<UInt8>(90, 9));
+  Values map(768);
+  for (std::size_t i = 0; i < map.size(); ++i) map[i] = std::int64_t(i * 85 % 65536);
+  Fields fields = {{kWidth, kTIFFShort, {6}},
+                   {kLength, kTIFFLong, {5}},
+                   {kBits, kTIFFShort, {8, 8, 8}},
+                   {kCompression, kTIFFShort, {1}},
+                   {kPhotometric, kTIFFShort, {2}},
+                   {kStripOffsets, kTIFFLong, {data, data + 36, data + 72}},
+                   {kSamples, kTIFFShort, {3}},
+                   {kRowsPerStrip, kTIFFShort, {2}},
+                   {kStripByteCounts, kTIFFShort, {36, 36, 18}},
+                   {kXResolution, kTIFFRational, {3000000, 10000}},
+                   {kYResolution, kTIFFSRational, {-720, -5}},
+                   {kResolutionUnit, kTIFFShort, {3}},
+                   {kColorMap, kTIFFShort, map},
+                   {kDotRange, kTIFFByte, {200, 10}},
+                   {700, kTIFFAscii, {'h', 'e', 'l', 'l', 'o', 0}},
+                   {kImageResources, kTIFFUndefined, resource_block(4)}};
+  if (descending) std::reverse(fields.begin(), fields.end());
+  for (const Field& f : fields) b.add(f.tag, f.type, f.values);
+  return b.bytes(1234);
+}
+
+std::string describe(const TIFFState& s) {
+  std::ostringstream out;
+  out << s.imageWidth << 'x' << s.imageLength << " bits " << s.bitsPerSample << " comp "
+      << s.compression << " photo " << s.photometricInterpretation << " spp " << s.samplesPerPixel
+      << " res " << s.xResolution << ',' << s.yResolution << " planar " << s.planarConfiguration
+      << " unit " << s.resolutionUnit << " pred " << s.predictor << " rows " << s.rowsPerStrip
+      << " fill " << s.fillOrder << " tiled " << int(s.tiled) << " dots "
+      << int(s.dotRangeAscending) << " invert " << int(s.invert) << " next " << s.nextIFDOffset
+      << " strips";
+  for (SInt32 i = 0; i < s.stripCount; ++i) {
+    out << ' ' << s.stripOffsets[i] << '/' << (s.stripByteCounts ? s.stripByteCounts[i] : 0);
+  }
+  out << " map";
+  for (int i = 0; s.colorMap != nullptr && i < 768; ++i) out << ' ' << int(s.colorMap[i]);
+  for (ImageResource* r = s.imageResources; r != nullptr; r = r->next) {
+    out << " resource " << r->type << ':' << r->id << ':' << GetHandleSize(r->data);
+  }
+  return out.str();
+}
+
+class TIFFFormat : public TempFolder {
+ protected:
+  void TearDown() override {
+    TIFFFormatClose(&state_);
+    TempFolder::TearDown();
+  }
+
+  OSErr open(const std::vector<UInt8>& bytes) {
+    TIFFFormatClose(&state_);
+    write_file("image.tif", bytes);
+    FSSpec spec = spec_of("image.tif");
+    return TIFFFormatOpen(&state_, &spec);
+  }
+
+  std::vector<UInt8> file_now() { return read_file(path("image.tif")); }
+
+  TIFFState state_{};
+};
+
+}  // namespace
+
+// ---- Directory
+
+TEST_F(TIFFFormat, BothByteOrdersGiveTheSameState) {
+  ASSERT_EQ(open(rich_file(false, false)), noErr);
+  std::string big = describe(state_);
+  EXPECT_EQ(state_.littleEndian, 0);
+  EXPECT_EQ(state_.stripOffsets[1], state_.stripOffsets[0] + 36);
+  EXPECT_EQ(state_.xResolution, 300.0f);
+  EXPECT_EQ(state_.yResolution, 144.0f);
+  EXPECT_EQ(state_.rowsPerStrip, 2);
+  EXPECT_EQ(state_.dotRangeAscending, 0);
+  EXPECT_EQ(state_.colorMap[256 + 4], (260 * 85) >> 8) << "a 16-bit map keeps high bytes";
+  EXPECT_NE(GetImageResource(state_.imageResources, 1005), nullptr);
+  EXPECT_EQ(state_.nextIFDOffset, 1234u);
+
+  ASSERT_EQ(open(rich_file(true, false)), noErr);
+  EXPECT_EQ(state_.littleEndian, 1);
+  EXPECT_EQ(describe(state_), big);
+}
+
+TEST_F(TIFFFormat, TagsInDescendingOrderGiveTheSameState) {
+  for (bool little : {false, true}) {
+    ASSERT_EQ(open(rich_file(little, false)), noErr);
+    std::string ascending = describe(state_);
+    ASSERT_EQ(open(rich_file(little, true)), noErr);
+    EXPECT_EQ(describe(state_), ascending);
+  }
+}
+
+TEST_F(TIFFFormat, HeadersOtherThanIIOrMMWith42Give300) {
+  std::vector<UInt8> mixed = gray(), big = gray(), little = gray(0, {}, true);
+  mixed[1] = 'I';
+  big[3] = 43;
+  little[2] = 43;
+  for (const auto& bytes : {mixed, big, little}) {
+    EXPECT_EQ(open(bytes), kTIFFNotHandled);
+    EXPECT_EQ(state_.refNum, 0);
+  }
+}
+
+TEST_F(TIFFFormat, DirectoriesItCannotHandleGive300) {
+  struct Case {
+    const char* what;
+    UInt16 omit;
+    Fields fields;
+  };
+  const Values tenOffsets(10, 8), nineCounts(9, 1);
+  const std::vector<Case> cases = {
+      {"ImageWidth 30001", kWidth, {{kWidth, kTIFFShort, {30001}}}},
+      {"ImageWidth 0", kWidth, {{kWidth, kTIFFLong, {0}}}},
+      {"ImageWidth as text", kWidth, {{kWidth, kTIFFAscii, {'4', 0}}}},
+      {"negative ImageLength", kLength, {{kLength, kTIFFSShort, {-2}}}},
+      {"RowsPerStrip 4294967295", 0, {{kRowsPerStrip, kTIFFLong, {4294967295}}}},
+      {"BitsPerSample 8,8,16", kBits, {{kBits, kTIFFShort, {8, 8, 16}}}},
+      {"PhotometricInterpretation 9", kPhotometric, {{kPhotometric, kTIFFShort, {9}}}},
+      {"Compression 65536", 0, {{kCompression, kTIFFLong, {65536}}}},
+      {"Predictor 3", 0, {{kPredictor, kTIFFShort, {3}}}},
+      {"DotRange 0..256", 0, {{kDotRange, kTIFFShort, {0, 256}}}},
+      {"ColorMap of rationals", 0, {{kColorMap, kTIFFRational, {1, 1, 1, 1, 1, 1}}}},
+      {"offset 2^31", kStripOffsets, {{kStripOffsets, kTIFFLong, {0x80000000}}}},
+      {"second StripOffsets", 0, {{kStripOffsets, kTIFFLong, {8}}}},
+      {"StripOffsets and TileOffsets", 0, {{kTileOffsets, kTIFFLong, {8}}}},
+      {"StripOffsets and TileByteCounts", 0, {{kTileByteCounts, kTIFFLong, {8}}}},
+      {"two StripByteCounts",
+       0,
+       {{kStripByteCounts, kTIFFLong, {8}}, {kStripByteCounts, kTIFFLong, {8}}}},
+      {"10 offsets, 9 byte counts",
+       kStripOffsets,
+       {{kStripOffsets, kTIFFLong, tenOffsets}, {kStripByteCounts, kTIFFLong, nineCounts}}},
+      {"byte counts without offsets", kStripOffsets, {{kStripByteCounts, kTIFFLong, {8}}}},
+      {"no ImageWidth", kWidth, {}},
+      {"no ImageLength", kLength, {}},
+      {"no offsets", kStripOffsets, {}},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(open(gray(c.omit, c.fields)), kTIFFNotHandled) << c.what;
+    EXPECT_EQ(state_.refNum, 0) << c.what;
+  }
+}
+
+// Counts whose byte size does not fit 32 bits would make the reader take
+// values from the wrong place, or allocate more than 32-bit sizes describe.
+TEST_F(TIFFFormat, EntryCountsOfZeroOrBeyond32BitSizesGive300) {
+  struct Case {
+    const char* what;
+    UInt16 tag, type;
+    UInt32 count, raw;
+  };
+  for (const Case& c :
+       {Case{"offsets wrapping to 4 bytes", kStripOffsets, kTIFFLong, 0x40000001, 8},
+        Case{"offsets too many to allocate", kStripOffsets, kTIFFShort, 0x7FFFFFFF, 8},
+        Case{"ImageWidth wrapping to 4 bytes", kWidth, kTIFFLong, 0x40000001, 4},
+        Case{"offsets count 0", kStripOffsets, kTIFFLong, 0, 8}}) {
+    TIFFBuilder b(false);
+    b.append(std::vector<UInt8>(8, 7));
+    for (UInt16 tag : {kWidth, kLength, kBits, kStripOffsets}) {
+      if (tag == c.tag)
+        b.add_raw(tag, c.type, c.count, c.raw);
+      else
+        b.add(tag, kTIFFLong, {tag == kWidth || tag == kLength ? 4 : 8});
+    }
+    EXPECT_EQ(open(b.bytes()), kTIFFNotHandled) << c.what;
+  }
+}
+
+TEST_F(TIFFFormat, SizesAndRowsPerStripFollowTheirTags) {
+  struct Case {
+    Field field;  // stored ahead of ImageLength: tag order decides, not file order
+    SInt32 width, rows;
+  };
+  for (const Case& c :
+       {Case{{kWidth, kTIFFShort, {30000}}, 30000, 2000}, Case{{kWidth, kTIFFLong, {25}}, 25, 2000},
+        Case{{kRowsPerStrip, kTIFFLong, {0}}, 4, 2000},
+        Case{{kRowsPerStrip, kTIFFLong, {100000}}, 4, 2000},
+        Case{{kRowsPerStrip, kTIFFByte, {16}}, 4, 16}, Case{{700, kTIFFShort, {1}}, 4, 2000},
+        Case{{kTileLength, kTIFFShort, {64}}, 4, 64}}) {
+    ASSERT_EQ(open(gray(kLength, {c.field, {kLength, kTIFFShort, {2000}}})), noErr) << c.field.tag;
+    EXPECT_EQ(state_.imageWidth, c.width) << c.field.tag;
+    EXPECT_EQ(state_.imageLength, 2000) << c.field.tag;
+    EXPECT_EQ(state_.rowsPerStrip, c.rows) << c.field.tag << ' ' << c.field.values[0];
+  }
+}
+
+TEST_F(TIFFFormat, ZeroCompressionAndPlanarConfigurationMeanTheDefaults) {
+  ASSERT_EQ(open(gray(kBits, {{kBits, kTIFFShort, {8, 8, 8}},
+                              {kCompression, kTIFFShort, {0}},
+                              {kPlanar, kTIFFShort, {0}},
+                              {kFillOrder, kTIFFShort, {2}},
+                              {kPredictor, kTIFFShort, {2}}})),
+            noErr);
+  EXPECT_EQ(state_.bitsPerSample, 8);
+  EXPECT_EQ(state_.compression, 1);
+  EXPECT_EQ(state_.planarConfiguration, 1);
+  EXPECT_EQ(state_.fillOrder, 2);
+  EXPECT_EQ(state_.predictor, 2);
+}
+
+TEST_F(TIFFFormat, ResolutionsOfAnyTypeNeverFailTheOpen) {
+  struct Case {
+    Field field;
+    float expected;
+  };
+  for (const Case& c : {Case{{kXResolution, kTIFFRational, {3000000, 10000}}, 300.0f},
+                        Case{{kXResolution, kTIFFRational, {72, 0}}, 0.0f},
+                        Case{{kXResolution, kTIFFRational, {4294967295, 1}}, 4294967296.0f},
+                        Case{{kXResolution, kTIFFAscii, {'7', '2', 0, 0}}, 0.0f},
+                        Case{{kXResolution, kTIFFFloat, {0x42900000}}, 0.0f},
+                        Case{{kXResolution, kTIFFLong, {150}}, 150.0f},
+                        Case{{kXResolution, kTIFFLong, {0x80000000}}, 0.0f}}) {
+    ASSERT_EQ(open(gray(0, {c.field})), noErr) << c.field.type;
+    EXPECT_EQ(state_.xResolution, c.expected) << c.field.type << ' ' << c.field.values[0];
+  }
+}
+
+TEST_F(TIFFFormat, ColorMapKeepsEightBitValuesOrTheHighBytesOfSixteen) {
+  auto map_of = [&](const Values& values) {
+    EXPECT_EQ(open(gray(0, {{kColorMap, kTIFFShort, values}})), noErr);
+    return std::vector<UInt8>(state_.colorMap, state_.colorMap + 768);
+  };
+  Values eight(768);
+  std::vector<UInt8> expected(768);
+  for (int i = 0; i < 768; ++i) expected[i] = UInt8(eight[i] = (i * 7) % 256);
+  EXPECT_EQ(map_of(eight), expected);
+
+  Values sixteen = eight;
+  sixteen[300] = 65535;
+  expected.assign(768, 0);
+  expected[300] = 255;
+  EXPECT_EQ(map_of(sixteen), expected);
+
+  Values four(48);
+  expected.assign(768, 0);
+  for (int i = 0; i < 48; ++i) four[i] = i + 1;
+  for (int i = 0; i < 48; ++i) expected[(i / 16) * 256 + i % 16] = UInt8(i + 1);
+  EXPECT_EQ(map_of(four), expected);
+}
+
+TEST_F(TIFFFormat, TiledFilesOpenWithTheirFlag) {
+  ASSERT_EQ(open(gray(kStripOffsets, {{kTileWidth, kTIFFShort, {16}},
+                                      {kTileLength, kTIFFShort, {16}},
+                                      {kTileOffsets, kTIFFLong, {8, 8}},
+                                      {kTileByteCounts, kTIFFLong, {256, 256}}})),
+            noErr);
+  EXPECT_EQ(state_.tiled, 1);
+  EXPECT_EQ(state_.stripCount, 2);
+  EXPECT_EQ(state_.stripByteCounts[1], 256u);
+}
+
+TEST_F(TIFFFormat, InvertFollowsPhotometricInterpretationAndDepth) {
+  struct Case {
+    std::int64_t photometric, bits;
+    UInt8 invert;
+  };
+  for (Case c : {Case{0, 8, 1}, Case{1, 8, 0}, Case{1, 1, 1}, Case{0, 1, 0}, Case{2, 8, 0}}) {
+    ASSERT_EQ(open(gray(kPhotometric, {{kBits, kTIFFShort, {c.bits}},
+                                       {kPhotometric, kTIFFShort, {c.photometric}}})),
+              noErr);
+    EXPECT_EQ(state_.invert, c.invert) << c.photometric << " at " << c.bits << " bits";
+  }
+  ASSERT_EQ(open(gray(kPhotometric)), noErr);
+  EXPECT_EQ(state_.photometricInterpretation, 65535);
+}
+
+TEST_F(TIFFFormat, DamagedImageResourceBlockOpensWithAnEmptyList) {
+  ASSERT_EQ(open(gray(0, {{kImageResources, kTIFFUndefined, resource_block(40)}})), noErr);
+  EXPECT_EQ(state_.imageResources, nullptr);
+}
+
+TEST_F(TIFFFormat, EmptyOrNegativeDirectoryGivesTheSortedListsRefusal) {
+  EXPECT_EQ(open(TIFFBuilder(false).bytes()), 1);
+  std::vector<UInt8> negative = gray();
+  negative[16] = negative[17] = 0xFF;
+  EXPECT_EQ(open(negative), 1);
+  EXPECT_EQ(state_.refNum, 0);
+}
+
+TEST_F(TIFFFormat, FileErrorsAtOpenArePassedOn) {
+  FSSpec absent = spec_of("absent.tif");
+  EXPECT_EQ(TIFFFormatOpen(&state_, &absent), fnfErr);
+
+  std::vector<UInt8> whole = rich_file(true, false);
+  for (std::size_t cut = 0; cut < whole.size(); ++cut) {
+    ASSERT_EQ(open(std::vector<UInt8>(whole.begin(), whole.begin() + long(cut))), eofErr) << cut;
+    ASSERT_EQ(state_.refNum, 0) << cut;
+  }
+}
+
+TEST_F(TIFFFormat, StripCountsTheFileCannotHoldFailBeforeAnythingIsAllocated) {
+  TIFFBuilder b(false);
+  b.add(kWidth, kTIFFShort, {4}).add(kLength, kTIFFShort, {2});
+  b.add_raw(kStripOffsets, kTIFFLong, 10000000, 8);
+  ZoneBudgets budgets;
+  budgets.leave_free(1 << 20);  // 40 MB of offsets would fail with memFullErr instead
+  EXPECT_EQ(open(b.bytes()), eofErr);
+  EXPECT_EQ(state_.stripOffsets, nullptr);
+}
+
+TEST_F(TIFFFormat, CloseFreesWhatAFailedOpenLeftAndMayRunTwice) {
+  // DotRange fails after the offsets and the map are read, in tag order.
+  EXPECT_EQ(open(gray(0, {{kColorMap, kTIFFShort, {1, 1, 1}}, {kDotRange, kTIFFShort, {0, 300}}})),
+            kTIFFNotHandled);
+  EXPECT_EQ(state_.refNum, 0);
+  ASSERT_NE(state_.stripOffsets, nullptr);
+  ASSERT_NE(state_.colorMap, nullptr);
+  EXPECT_EQ(TIFFFormatClose(&state_), noErr);
+  EXPECT_EQ(state_.stripOffsets, nullptr);
+  EXPECT_EQ(state_.colorMap, nullptr);
+  EXPECT_EQ(TIFFFormatClose(&state_), noErr);
+}
+
+// ---- Pixels
+
+namespace {
+
+struct Pixels {
+  const char* name;
+  SInt32 width;
+  SInt32 height;
+  SInt32 planes;
+  SInt32 rowsPerStrip;  // the height itself: no RowsPerStrip tag
+  std::int64_t photometric;
+  Values dotRange = {};
+  bool little = false;
+  std::int64_t bits = 8;
+  bool tiled = false;
+};
+
+// Random samples with the strips stored last to first and stray bytes
+// between them, so that a reader assuming contiguous strips goes wrong.
+struct PixelFile {
+  std::vector<UInt8> bytes;
+  std::vector<UInt32> strips;
+  Pixels px;
+
+  std::size_t position(SInt32 row, SInt32 column, SInt32 plane) const {
+    SInt32 rowBytes = px.width * px.planes;
+    return strips[std::size_t(row / px.rowsPerStrip)] +
+           std::size_t((row % px.rowsPerStrip) * rowBytes + column * px.planes + plane);
+  }
+};
+
+PixelFile pixel_file(const Pixels& px, std::mt19937& random, const Fields& extra = {}) {
+  TIFFBuilder b(px.little);
+  SInt32 stripCount = (px.height + px.rowsPerStrip - 1) / px.rowsPerStrip;
+  std::vector<UInt32> strips(std::size_t(stripCount), 0);
+  Values offsets, counts;
+  for (SInt32 k = stripCount - 1; k >= 0; --k) {
+    SInt32 rows = std::min(px.rowsPerStrip, px.height - k * px.rowsPerStrip);
+    std::vector<UInt8> strip(std::size_t(rows * px.width * px.planes));
+    for (UInt8& sample : strip) sample = UInt8(random());
+    b.append({0xEE, 0xEE, 0xEE});
+    strips[std::size_t(k)] = b.append(strip);
+  }
+  for (SInt32 k = 0; k < stripCount; ++k) offsets.push_back(strips[std::size_t(k)]);
+  counts.assign(offsets.size(), px.rowsPerStrip * px.width * px.planes);
+  b.add(kWidth, kTIFFShort, {px.width});
+  b.add(kLength, kTIFFShort, {px.height});
+  b.add(kBits, kTIFFShort, Values(std::size_t(px.planes), px.bits));
+  b.add(kSamples, kTIFFShort, {px.planes});
+  b.add(kPhotometric, kTIFFShort, {px.photometric});
+  if (px.rowsPerStrip < px.height && !px.tiled) b.add(kRowsPerStrip, kTIFFLong, {px.rowsPerStrip});
+  if (px.tiled) b.add(kTileLength, kTIFFLong, {px.rowsPerStrip});
+  b.add(px.tiled ? kTileOffsets : kStripOffsets, kTIFFLong, offsets);
+  b.add(px.tiled ? kTileByteCounts : kStripByteCounts, kTIFFLong, counts);
+  if (!px.dotRange.empty()) b.add(kDotRange, kTIFFShort, px.dotRange);
+  for (const Field& f : extra) b.add(f.tag, f.type, f.values);
+  return {b.bytes(), strips, px};
+}
+
+// What the host sees of a file sample, and the other way round: each
+// conversion is its own inverse.
+UInt8 host_sample(const Pixels& px, SInt32 plane, UInt8 sample) {
+  bool inks = px.dotRange.empty() || px.dotRange[1] >= px.dotRange[0];
+  switch (px.photometric) {
+    case 0: return UInt8(255 - sample);
+    case 5: return inks && plane < 4 ? UInt8(255 - sample) : sample;
+    case 8: return plane == 1 || plane == 2 ? UInt8(sample ^ 0x80) : sample;
+    default: return sample;
+  }
+}
+
+TileArea random_box(const Pixels& px, std::mt19937& random) {
+  auto pick = [&](SInt32 limit) { return SInt32(random() % UInt32(limit)); };
+  TileArea box{};
+  box.top = pick(px.height);
+  box.bottom = box.top + 1 + pick(px.height - box.top);
+  box.left = pick(px.width);
+  box.right = box.left + 1 + pick(px.width - box.left);
+  box.firstPlane = pick(px.planes);
+  box.endPlane = box.firstPlane + 1 + pick(px.planes - box.firstPlane);
+  return box;
+}
+
+// Caller memory a little larger than the box, holding every plane, planar or
+// chunky with a spare byte per pixel; everything starts as 0x5A.
+struct TileMemory {
+  std::vector<UInt8> bytes;
+  Tile tile;
+
+  TileMemory(const Pixels& px, const TileArea& box, bool planar) {
+    TileArea area{std::max(0, box.top - 1),
+                  std::max(0, box.left - 2),
+                  box.bottom + 1,
+                  box.right + 1,
+                  0,
+                  px.planes};
+    SInt32 columns = area.right - area.left;
+    SInt32 colBytes = planar ? 1 : px.planes + 1;
+    SInt32 rowBytes = columns * colBytes + 3;
+    SInt32 planeBytes = planar ? (area.bottom - area.top) * rowBytes : 0;
+    bytes.assign(std::size_t(planar ? planeBytes * px.planes : (area.bottom - area.top) * rowBytes),
+                 0x5A);
+    tile = Tile{bytes.data(), area, rowBytes, colBytes, planeBytes};
+  }
+  TileMemory(const TileMemory&) = delete;
+
+  std::size_t index(SInt32 row, SInt32 column, SInt32 plane) const {
+    return std::size_t(TileSampleAddress(tile, row, column, plane) - tile.data);
+  }
+};
+
+template <class Visit>
+void for_each_sample(const TileArea& box, Visit visit) {
+  for (SInt32 r = box.top; r < box.bottom; ++r) {
+    for (SInt32 c = box.left; c < box.right; ++c) {
+      for (SInt32 p = box.firstPlane; p < box.endPlane; ++p) visit(r, c, p);
+    }
+  }
+}
+
+// The tile's bytes once the box has been read from file: only the box's
+// samples differ from before.
+std::vector<UInt8> expected_read(const PixelFile& file, const TileMemory& t, const TileArea& box) {
+  std::vector<UInt8> expected = t.bytes;
+  for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
+    expected[t.index(r, c, p)] = host_sample(file.px, p, file.bytes[file.position(r, c, p)]);
+  });
+  return expected;
+}
+
+std::string text(const TileArea& a) {
+  std::ostringstream out;
+  out << '[' << a.top << ',' << a.left << ',' << a.bottom << ',' << a.right << ") planes "
+      << a.firstPlane << ".." << a.endPlane;
+  return out.str();
+}
+
+const std::vector<Pixels> kModes = {
+    {"RGB", 23, 19, 3, 4, 2},
+    {"CMYK and an extra plane", 17, 13, 5, 3, 5},
+    {"CMYK with a descending DotRange", 17, 13, 5, 3, 5, {255, 0}},
+    {"Lab, little-endian", 11, 9, 3, 2, 8, {}, true},
+    {"WhiteIsZero gray", 31, 10, 1, 4, 0},
+    {"gray in one strip", 9, 7, 1, 7, 1},
+};
+
+}  // namespace
+
+TEST_F(TIFFFormat, RandomBoxesReadTheFileSamplesInEveryMode) {
+  for (const Pixels& px : kModes) {
+    std::mt19937 random(11);
+    PixelFile file = pixel_file(px, random);
+    ASSERT_EQ(open(file.bytes), noErr) << px.name;
+    for (int i = 0; i < 12; ++i) {
+      TileArea box = random_box(px, random);
+      TileMemory t(px, box, i % 2 == 0);
+      std::vector<UInt8> expected = expected_read(file, t, box);
+      ASSERT_EQ(TIFFFormatGetTile(&state_, t.tile, box), noErr) << px.name << ' ' << text(box);
+      EXPECT_EQ(t.bytes, expected) << px.name << ' ' << text(box);
+    }
+  }
+}
+
+TEST_F(TIFFFormat, WritingRandomBoxesChangesOnlyTheirSamples) {
+  for (const Pixels& px : kModes) {
+    std::mt19937 random(5);
+    PixelFile file = pixel_file(px, random);
+    ASSERT_EQ(open(file.bytes), noErr) << px.name;
+    std::vector<UInt8> expected = file.bytes;
+    for (int i = 0; i < 8; ++i) {
+      TileArea box = random_box(px, random);
+      TileMemory t(px, box, i % 2 == 1);
+      for (UInt8& sample : t.bytes) sample = UInt8(random());
+      for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
+        expected[file.position(r, c, p)] = host_sample(px, p, t.bytes[t.index(r, c, p)]);
+      });
+      ASSERT_EQ(TIFFFormatPutTile(&state_, t.tile, box), noErr) << px.name << ' ' << text(box);
+      ASSERT_EQ(file_now(), expected) << px.name << ' ' << text(box);
+    }
+  }
+}
+
+TEST_F(TIFFFormat, BandsNeverCrossAStripTheAreaOrTheBuffer) {
+  struct Case {
+    SInt32 rowsPerStrip;
+    SInt32 granted;  // 0: all the memory there is
+    SInt32 top, bottom;
+    int reads;
+  };
+  const Case cases[] = {{8, 0, 10, 20, 2}, {8, 3, 10, 20, 4}, {8, 0, 0, 24, 3},
+                        {8, 3, 21, 24, 1}, {24, 5, 0, 24, 5}, {24, 0, 3, 4, 1}};
+  for (const Case& c : cases) {
+    Pixels px{"RGB", 10, 24, 3, c.rowsPerStrip, 2};
+    std::mt19937 random(3);
+    PixelFile file = pixel_file(px, random);
+    ASSERT_EQ(open(file.bytes), noErr);
+    TileArea box{c.top, 2, c.bottom, 7, 0, 3};
+    TileMemory t(px, box, false);
+    std::vector<UInt8> expected = expected_read(file, t, box);
+    ZoneBudgets budgets;
+    if (c.granted != 0) budgets.leave_free(40000 + (c.granted + 1) * 30 - 1);
+    FaultyFileSystem counting;
+    tessel::platform::ScopedFileSystem scope(counting);
+    ASSERT_EQ(TIFFFormatGetTile(&state_, t.tile, box), noErr) << text(box);
+    EXPECT_EQ(counting.reads, c.reads) << text(box) << " granting " << c.granted;
+    EXPECT_EQ(t.bytes, expected) << text(box) << " granting " << c.granted;
+  }
+}
+
+TEST_F(TIFFFormat, LayoutsOtherThanChunky8BitStripsAreRefusedUntouched) {
+  struct Case {
+    Pixels px;
+    Fields extra;
+  };
+  const std::vector<Case> cases = {
+      {{"PlanarConfiguration 2", 8, 8, 3, 4, 2}, {{kPlanar, kTIFFShort, {2}}}},
+      {{"Compression 5", 8, 8, 3, 4, 2}, {{kCompression, kTIFFShort, {5}}}},
+      {{"16 bits", 8, 8, 3, 4, 2, {}, false, 16}, {}},
+      {{"tiles", 8, 8, 3, 4, 2, {}, false, 8, true}, {}},
+  };
+  for (const Case& c : cases) {
+    std::mt19937 random(1);
+    PixelFile file = pixel_file(c.px, random, c.extra);
+    ASSERT_EQ(open(file.bytes), noErr) << c.px.name;
+    TileArea box{1, 1, 6, 6, 0, 3};
+    TileMemory t(c.px, box, false);
+    std::vector<UInt8> before = t.bytes;
+    EXPECT_EQ(TIFFFormatGetTile(&state_, t.tile, box), kFormatFailure) << c.px.name;
+    EXPECT_EQ(TIFFFormatPutTile(&state_, t.tile, box), kFormatFailure) << c.px.name;
+    EXPECT_EQ(t.bytes, before) << c.px.name;
+    EXPECT_EQ(file_now(), file.bytes) << c.px.name;
+  }
+}
+
+TEST_F(TIFFFormat, StripsThatLeaveRowsUncoveredGive300BeforeAnythingMoves) {
+  // ImageLength 10 overrides the 2 that comes first.
+  ASSERT_EQ(open(gray(kStripOffsets, {{kLength, kTIFFShort, {10}},
+                                      {kRowsPerStrip, kTIFFShort, {4}},
+                                      {kStripOffsets, kTIFFLong, {8, 8}}})),
+            noErr)
+      << "the directory does not check coverage";
+  std::vector<UInt8> before = file_now();
+  Pixels px{"gray", 4, 10, 1, 4, 1};
+  TileArea box{0, 0, 1, 4, 0, 1};
+  TileMemory t(px, box, true);
+  EXPECT_EQ(TIFFFormatGetTile(&state_, t.tile, box), kTIFFNotHandled);
+  EXPECT_EQ(TIFFFormatPutTile(&state_, t.tile, box), kTIFFNotHandled);
+  EXPECT_EQ(file_now(), before);
+
+  TileArea span{-1, -1, -1, -1, -1, -1};
+  EXPECT_EQ(SeekToRow(&state_, 9, &span), kTIFFNotHandled);
+  EXPECT_EQ(span.top, -1) << "the span is written only on success";
+  ASSERT_EQ(SeekToRow(&state_, 6, &span), noErr);
+  EXPECT_EQ(span.top, 4);
+  EXPECT_EQ(span.bottom, 8);
+  EXPECT_EQ(span.right, 4);
+  state_.rowsPerStrip = 0;
+  EXPECT_EQ(SeekToRow(&state_, 0, &span), kTIFFNotHandled);
+}
+
+TEST_F(TIFFFormat, BoxesOutsideTheImageAreRefused) {
+  Pixels px{"RGB", 10, 24, 3, 8, 2};
+  std::mt19937 random(2);
+  ASSERT_EQ(open(pixel_file(px, random).bytes), noErr);
+  for (TileArea box : {TileArea{20, 0, 25, 10, 0, 3}, TileArea{0, 5, 4, 11, 0, 3},
+                       TileArea{0, 0, 4, 10, 1, 4}, TileArea{-1, 0, 4, 10, 0, 3}}) {
+    TileMemory t(px, box, false);
+    EXPECT_EQ(TIFFFormatGetTile(&state_, t.tile, box), kFormatFailure) << text(box);
+    EXPECT_EQ(TIFFFormatPutTile(&state_, t.tile, box), kFormatFailure) << text(box);
+  }
+}
+
+TEST_F(TIFFFormat, WriteFaultKeepsEarlierBandsAndLeavesLaterOnesAlone) {
+  Pixels px{"RGB", 10, 24, 3, 8, 2};
+  std::mt19937 random(9);
+  PixelFile file = pixel_file(px, random);
+  ASSERT_EQ(open(file.bytes), noErr);
+  TileArea box{2, 1, 22, 9, 0, 3};  // bands 2-8, 8-16, 16-22
+  TileMemory t(px, box, true);
+  for (UInt8& sample : t.bytes) sample = UInt8(random());
+  std::vector<UInt8> expected = file.bytes;
+  for_each_sample(TileArea{2, 1, 8, 9, 0, 3}, [&](SInt32 r, SInt32 c, SInt32 p) {
+    expected[file.position(r, c, p)] = t.bytes[t.index(r, c, p)];
+  });
+  FaultyFileSystem faulty;
+  faulty.fail_write_at = 2;
+  tessel::platform::ScopedFileSystem scope(faulty);
+  EXPECT_EQ(TIFFFormatPutTile(&state_, t.tile, box), dskFulErr);
+  EXPECT_EQ(file_now(), expected);
+}
+
+TEST_F(TIFFFormat, ReadFaultsAndShortStripsGiveTheFileError) {
+  Pixels px{"RGB", 10, 24, 3, 8, 2};
+  std::mt19937 random(4);
+  PixelFile file = pixel_file(px, random);
+  ASSERT_EQ(open(file.bytes), noErr);
+  TileArea box{0, 0, 24, 10, 0, 3};
+  TileMemory t(px, box, false);
+  {
+    FaultyFileSystem faulty;
+    faulty.fail_read_at = 2;
+    tessel::platform::ScopedFileSystem scope(faulty);
+    EXPECT_EQ(TIFFFormatGetTile(&state_, t.tile, box), ioErr);
+  }
+  // Strip 0 is stored last: cut the file inside it.
+  std::filesystem::resize_file(path("image.tif"), file.strips[0] + 50);
+  std::vector<UInt8> before = file_now();
+  EXPECT_EQ(TIFFFormatGetTile(&state_, t.tile, box), eofErr);
+  EXPECT_EQ(TIFFFormatPutTile(&state_, t.tile, TileArea{0, 0, 4, 10, 0, 3}), eofErr);
+  EXPECT_EQ(file_now(), before) << "the band in hand is not written";
+}
