@@ -2,9 +2,17 @@
 // rastertool read FILE TOP,LEFT,BOTTOM,RIGHT OUT
 // rastertool write FILE TOP,LEFT,BOTTOM,RIGHT IN
 //
-// Reads and writes rectangles through the format layer, all channels
-// interleaved, one byte per sample, row after row. Exit status 0 on success,
-// 1 with the result code on standard error otherwise.
+// describe prints one JSON object on one line: "result" (the open's result
+// code) and "format" (the four-character format code) always; once the file
+// has opened also "mode", "depth", "planar", "width", "height", "channels",
+// "hres" and "vres" (pixels per inch) as the format layer describes the image,
+// and for TIFF files "compression", "planarConfiguration", "predictor",
+// "fillOrder" and "tiled".
+//
+// read and write move a rectangle (bottom and right exclusive) through the
+// format layer, all channels interleaved, one byte per sample, row after row;
+// IN must hold exactly the rectangle's bytes. Exit status 0 on success, 1
+// with the result code on standard error otherwise.
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -61,6 +69,11 @@ class OpenImage {
   SourceImage image_{};
 };
 
+int fail(OSErr err, const std::string& what) {
+  std::cerr << "rastertool: " << what << " (result " << err << ")\n";
+  return 1;
+}
+
 void print_tiff_layout(std::ostream& out, const TIFFState& tiff) {
   out << ",\"compression\":" << tiff.compression
       << ",\"planarConfiguration\":" << tiff.planarConfiguration
@@ -84,7 +97,7 @@ int describe(const std::string& path) {
     }
   }
   std::cout << out.str() << "}\n";
-  return err == noErr ? 0 : 1;
+  return err == noErr ? 0 : fail(err, "cannot open " + path);
 }
 
 std::optional<TileArea> parse_rect(const std::string& text, SInt16 channels) {
@@ -107,9 +120,34 @@ Tile chunky_tile(std::vector<UInt8>& bytes, const TileArea& area) {
   return Tile{bytes.data(), area, (area.right - area.left) * channels, channels, 0};
 }
 
-int fail(OSErr err, const std::string& what) {
-  std::cerr << "rastertool: " << what << " (result " << err << ")\n";
-  return 1;
+int read_rectangle(SourceImage& image, const Tile& tile, const TileArea& area,
+                   const std::string& path, const std::string& out_path,
+                   const std::vector<UInt8>& samples) {
+  if (OSErr err = RasterFormatGetTile(&image.format, tile, area); err != noErr) {
+    return fail(err, "cannot read " + path);
+  }
+  std::ofstream out(out_path, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(samples.data()), std::streamsize(samples.size()));
+  return out ? 0 : fail(ioErr, "cannot write " + out_path);
+}
+
+// A size other than the rectangle's is a mistake of the caller's, so nothing
+// is written then.
+int write_rectangle(SourceImage& image, const Tile& tile, const TileArea& area,
+                    const std::string& path, const std::string& in_path,
+                    std::vector<UInt8>& samples) {
+  std::ifstream in(in_path, std::ios::binary);
+  const std::string needed = std::to_string(samples.size()) + " bytes";
+  if (!in.read(reinterpret_cast<char*>(samples.data()), std::streamsize(samples.size()))) {
+    return fail(eofErr, in_path + " holds fewer than " + needed);
+  }
+  if (in.peek() != std::ifstream::traits_type::eof()) {
+    return fail(kUsage, in_path + " holds more than " + needed);
+  }
+  if (OSErr err = RasterFormatPutTile(&image.format, tile, area); err != noErr) {
+    return fail(err, "cannot write into " + path);
+  }
+  return 0;
 }
 
 int move_rectangle(const std::string& command, const std::string& path, const std::string& rect,
@@ -123,22 +161,8 @@ int move_rectangle(const std::string& command, const std::string& path, const st
                       std::size_t(area->right - area->left) * std::size_t(image.channels);
   std::vector<UInt8> samples(bytes);
   Tile tile = chunky_tile(samples, *area);
-  if (command == "read") {
-    if (OSErr err = RasterFormatGetTile(&image.format, tile, *area); err != noErr) {
-      return fail(err, "cannot read " + path);
-    }
-    std::ofstream out(data_path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(samples.data()), std::streamsize(bytes));
-    return out ? 0 : fail(ioErr, "cannot write " + data_path);
-  }
-  std::ifstream in(data_path, std::ios::binary);
-  if (!in.read(reinterpret_cast<char*>(samples.data()), std::streamsize(bytes))) {
-    return fail(eofErr, data_path + " holds fewer than " + std::to_string(bytes) + " bytes");
-  }
-  if (OSErr err = RasterFormatPutTile(&image.format, tile, *area); err != noErr) {
-    return fail(err, "cannot write into " + path);
-  }
-  return 0;
+  if (command == "read") return read_rectangle(image, tile, *area, path, data_path, samples);
+  return write_rectangle(image, tile, *area, path, data_path, samples);
 }
 
 int usage() {

@@ -1,0 +1,43 @@
+#include "host/Commands.h"
+
+#include <array>
+
+#include "host/ExportCommand.h"
+#include "host/ExtractCommand.h"
+#include "host/Messages.h"
+
+namespace tessel::host {
+
+namespace {
+
+using CommandProc = int (*)(std::span<const std::string_view>, std::ostream&, std::ostream&);
+
+struct Command {
+  std::string_view name;
+  CommandProc run;
+};
+
+constexpr std::array kCommands{
+    Command{"export", &run_export_command},
+    Command{"extract", &run_extract_command},
+};
+
+}  // namespace
+
+int run_command_line(std::span<const std::string_view> args, std::ostream& out, std::ostream& err) {
+  if (args.empty()) {
+    err << message(Text::kUsage);
+    return kExitFailed;
+  }
+  if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+    out << message(Text::kUsage);
+    return kExitDone;
+  }
+  for (const Command& command : kCommands) {
+    if (command.name == args[0]) return command.run(args.subspan(1), out, err);
+  }
+  err << message(Text::kUnknownCommand, {args[0]}) << '\n';
+  return kExitFailed;
+}
+
+}  // namespace tessel::host

@@ -1,0 +1,154 @@
+#include "host/ExportCommand.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "MacErrors.h"
+#include "StandardFile.h"
+#include "host/Commands.h"
+#include "host/ExportRun.h"
+#include "host/Messages.h"
+#include "host/Module.h"
+
+namespace tessel::host {
+
+namespace {
+
+// The test hook of ExportOptions::interruptAfterBands.
+constexpr const char* kInterruptVariable = "TESSEL_TEST_INTERRUPT_AFTER_BANDS";
+
+struct ExportArguments {
+  std::filesystem::path document{};
+  std::optional<std::filesystem::path> select{};
+  ExportOptions options{};
+};
+
+std::optional<SInt32> parse_positive(std::string_view text) {
+  SInt32 value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || value <= 0) return std::nullopt;
+  return value;
+}
+
+// One option and its value at args[at]; false after telling err what is wrong.
+bool take_option(std::span<const std::string_view> args, std::size_t& at, ExportArguments& parsed,
+                 std::ostream& err) {
+  const std::string_view option = args[at];
+  if (option != "--memory-limit" && option != "--select") {
+    err << message(Text::kUnknownOption, {"export", option}) << '\n';
+    return false;
+  }
+  if (++at == args.size()) {
+    err << message(Text::kMissingValue, {option}) << '\n';
+    return false;
+  }
+  if (option == "--select") {
+    // Taken from the working folder, as the user typed it, not from the
+    // folder the dialog happens to show.
+    parsed.select = std::filesystem::absolute(std::filesystem::path(args[at]));
+    return true;
+  }
+  const std::optional<SInt32> limit = parse_positive(args[at]);
+  if (!limit) err << message(Text::kBadMemoryLimit, {args[at]}) << '\n';
+  if (limit) parsed.options.memoryLimit = *limit;
+  return limit.has_value();
+}
+
+std::optional<ExportArguments> parse_arguments(std::span<const std::string_view> args,
+                                               std::ostream& err) {
+  ExportArguments parsed;
+  for (std::size_t at = 0; at < args.size(); ++at) {
+    if (args[at].starts_with("-")) {
+      if (!take_option(args, at, parsed, err)) return std::nullopt;
+    } else if (parsed.document.empty()) {
+      parsed.document = std::filesystem::path(args[at]);
+    } else {
+      err << message(Text::kExtraArgument, {args[at]}) << '\n';
+      return std::nullopt;
+    }
+  }
+  if (parsed.document.empty()) {
+    err << message(Text::kMissingDocument, {"export"}) << '\n';
+    return std::nullopt;
+  }
+  if (const char* bands = std::getenv(kInterruptVariable)) {
+    parsed.options.interruptAfterBands = parse_positive(bands);
+  }
+  return parsed;
+}
+
+std::optional<Document> open_document(const std::filesystem::path& path, std::ostream& err) {
+  Expected<Document> document = read_document(path);
+  const std::string name = path.string();
+  if (!document) {
+    const Text text = document.error() == fnfErr    ? Text::kDocumentMissing
+                      : document.error() == paramErr ? Text::kDocumentUnsupported
+                                                     : Text::kDocumentUnreadable;
+    err << message(text, {name}) << '\n';
+    return std::nullopt;
+  }
+  if (!fits_export_records(*document)) {
+    err << message(Text::kDocumentTooLarge,
+                   {name, std::to_string(document->columns), std::to_string(document->rows)})
+        << '\n';
+    return std::nullopt;
+  }
+  return std::move(*document);
+}
+
+std::unique_ptr<Module> load_module(std::ostream& err) {
+  const std::filesystem::path path = Module::default_path();
+  Expected<std::unique_ptr<Module>> module = Module::load(path);
+  if (module) return std::move(*module);
+  if (module.error() == fnfErr) {
+    err << message(Text::kModuleMissing, {path.string()}) << '\n';
+  } else if (module.error() == paramErr) {
+    err << message(Text::kModuleUnusable, {path.string(), Module::load_problem()}) << '\n';
+  } else {
+    err << message(Text::kModuleNoResources, {path.string(), std::to_string(module.error())}) << '\n';
+  }
+  return nullptr;
+}
+
+int report(const ExportOutcome& outcome, const std::string& name, std::ostream& out,
+           std::ostream& err) {
+  if (outcome.storeError != noErr) {
+    err << message(Text::kStoreFailed, {name, std::to_string(outcome.storeError)}) << '\n';
+  }
+  if (outcome.result == kUserCancelled) {
+    if (outcome.interrupted) err << message(Text::kExportStopped, {name}) << '\n';
+    return kExitCancelled;
+  }
+  if (outcome.result != noErr) {
+    // The plug-in has told the user why in its alert; a request outside the
+    // document is the host's own refusal.
+    const bool own = outcome.result == paramErr;
+    err << (own ? message(Text::kBandOutOfBounds)
+                : message(Text::kExportFailed, {name, std::to_string(outcome.result)}))
+        << '\n';
+    return kExitFailed;
+  }
+  if (outcome.savedBack) out << message(Text::kSavedBack, {name}) << '\n';
+  return outcome.storeError == noErr ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+int run_export_command(std::span<const std::string_view> args, std::ostream& out,
+                       std::ostream& err) {
+  std::optional<ExportArguments> parsed = parse_arguments(args, err);
+  if (!parsed) return kExitFailed;
+  std::optional<Document> document = open_document(parsed->document, err);
+  if (!document) return kExitFailed;
+  std::unique_ptr<Module> module = load_module(err);
+  if (!module) return kExitFailed;
+  if (parsed->select) platform::standard_file::preselect(*parsed->select);
+  const ExportOutcome outcome =
+      run_export(module->export_entry(), parsed->document, *document, parsed->options);
+  return report(outcome, parsed->document.string(), out, err);
+}
+
+}  // namespace tessel::host

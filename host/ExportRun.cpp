@@ -1,0 +1,224 @@
+#include "host/ExportRun.h"
+
+#include <csignal>
+#include <cstdio>
+#include <vector>
+
+#include "MacErrors.h"
+#include "References.h"
+#include "host/DocumentResources.h"
+#include "host/Interrupt.h"
+#include "host/Progress.h"
+#include "host/StripBuffers.h"
+
+namespace tessel::host {
+
+namespace {
+
+ProgressBar* progressBar = nullptr;
+
+UInt8 test_abort() { return InterruptGuard::requested() ? 1 : 0; }
+
+void update_progress(SInt32 done, SInt32 total) {
+  if (progressBar != nullptr) progressBar->update(done, total);
+}
+
+// A reference the record holds for as long as this object lives.
+class Registered {
+ public:
+  explicit Registered(UInt32 reference) : reference_(reference) {}
+  ~Registered() { DisposeReference(reference_); }
+  Registered(const Registered&) = delete;
+  Registered& operator=(const Registered&) = delete;
+  UInt32 get() const { return reference_; }
+
+ private:
+  UInt32 reference_;
+};
+
+struct Band {
+  Rect rect;
+  SInt16 firstPlane;
+  SInt16 lastPlane;
+};
+
+bool is_empty(const Rect& rect) { return rect.top >= rect.bottom || rect.left >= rect.right; }
+
+bool lies_inside(const Band& band, const Document& document) {
+  return band.rect.top >= 0 && band.rect.left >= 0 && band.rect.bottom <= document.rows &&
+         band.rect.right <= document.columns && band.firstPlane >= 0 &&
+         band.firstPlane <= band.lastPlane && band.lastPlane < document.planes;
+}
+
+// Hands over the band: the document's own rows when every plane of whole rows
+// is wanted, else a copy with the wanted planes interleaved.
+class BandSource {
+ public:
+  explicit BandSource(Document& document) : document_(document) {}
+
+  void hand_over(const Band& band, ExportParams& params) {
+    UInt8* data = nullptr;
+    SInt32 rowStep = 0;
+    if (is_whole_rows(band)) {
+      data = document_.pixels.data() + std::size_t(band.rect.top) * document_.row_bytes();
+      rowStep = SInt32(document_.row_bytes());
+    } else {
+      rowStep = copy_band(band);
+      data = copy_.data();
+    }
+    reference_.emplace(NewReference(data));
+    Set(params, kExportDataPointer, reference_->get());
+    Set(params, kExportRowStep, rowStep);
+  }
+
+  void take_back(ExportParams& params) {
+    Set(params, kExportDataPointer, 0u);
+    reference_.reset();
+  }
+
+ private:
+  bool is_whole_rows(const Band& band) const {
+    return band.rect.left == 0 && band.rect.right == document_.columns && band.firstPlane == 0 &&
+           band.lastPlane == document_.planes - 1;
+  }
+
+  SInt32 copy_band(const Band& band) {
+    const std::size_t width = std::size_t(band.rect.right - band.rect.left);
+    const std::size_t planes = std::size_t(band.lastPlane - band.firstPlane + 1);
+    const std::size_t rows = std::size_t(band.rect.bottom - band.rect.top);
+    copy_.resize(width * planes * rows);
+    UInt8* target = copy_.data();
+    for (std::size_t row = 0; row < rows; ++row) {
+      const UInt8* source = document_.pixels.data() +
+                            (std::size_t(band.rect.top) + row) * document_.row_bytes() +
+                            std::size_t(band.rect.left) * std::size_t(document_.planes) +
+                            std::size_t(band.firstPlane);
+      for (std::size_t column = 0; column < width; ++column) {
+        for (std::size_t plane = 0; plane < planes; ++plane) *target++ = source[plane];
+        source += document_.planes;
+      }
+    }
+    return SInt32(width * planes);
+  }
+
+  Document& document_;
+  std::vector<UInt8> copy_;
+  std::optional<Registered> reference_;
+};
+
+Band requested_band(const ExportParams& params) {
+  return {Get(params, kExportRequestRect), Get(params, kExportFirstPlane),
+          Get(params, kExportLastPlane)};
+}
+
+void describe(ExportParams& params, const Document& document, SInt32 memoryLimit) {
+  Set(params, kExportMemoryLimit, memoryLimit);
+  Set(params, kExportImageMode, document.mode);
+  Set(params, kExportImageRows, SInt16(document.rows));
+  Set(params, kExportImageColumns, SInt16(document.columns));
+  Set(params, kExportImagePlanes, document.planes);
+  // Until the plug-in says otherwise the document differs from its file.
+  Set(params, kExportModifiedFlag, UInt8(1));
+}
+
+// The run itself, with every record and callback in place.
+class Session {
+ public:
+  Session(ExportEntryProc entry, Document& document, const ExportOptions& options)
+      : entry_(entry),
+        document_(document),
+        options_(options),
+        buffers_(options.memoryLimit),
+        resources_(document.resources),
+        bands_(document),
+        testAbort_(NewProcReference(&test_abort)),
+        updateProgress_(NewProcReference(&update_progress)),
+        bufferProcs_(NewReference(buffers_.procs())),
+        resourceProcs_(NewReference(resources_.procs())) {
+    describe(params_, document, options.memoryLimit);
+    Set(params_, kExportTestAbort, testAbort_.get());
+    Set(params_, kExportUpdateProgress, updateProgress_.get());
+    Set(params_, kExportBufferProcs, bufferProcs_.get());
+    Set(params_, kExportResourceProcs, resourceProcs_.get());
+    progressBar = &progress_;
+  }
+  ~Session() { progressBar = nullptr; }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  ExportOutcome run() {
+    ExportOutcome outcome;
+    outcome.result = call(kSelectorPrepare);
+    if (outcome.result == noErr) outcome.result = call(kSelectorStart);
+    if (outcome.result == noErr) {
+      outcome.result = continue_while_wanted(outcome.bands);
+      const SInt16 finished = call(kSelectorFinish);
+      if (outcome.result == noErr) outcome.result = finished;
+    }
+    outcome.interrupted = InterruptGuard::requested();
+    outcome.resourcesChanged = resources_.changed();
+    outcome.savedBack = outcome.result == noErr && Get(params_, kExportModifiedFlag) == 0;
+    return outcome;
+  }
+
+ private:
+  SInt16 call(SInt16 selector) {
+    SInt16 result = 0;
+    entry_(selector, &params_, &dataSlot_, &result);
+    return result;
+  }
+
+  SInt16 continue_while_wanted(int& bands) {
+    for (Band band = requested_band(params_); !is_empty(band.rect); band = requested_band(params_)) {
+      if (!lies_inside(band, document_)) return paramErr;
+      bands_.hand_over(band, params_);
+      const SInt16 result = call(kSelectorContinue);
+      bands_.take_back(params_);
+      if (++bands == options_.interruptAfterBands) std::raise(SIGINT);
+      if (result != noErr) return result;
+    }
+    return noErr;
+  }
+
+  ExportEntryProc entry_;
+  Document& document_;
+  const ExportOptions& options_;
+  ExportParams params_{};
+  PluginDataSlot dataSlot_ = 0;
+  InterruptGuard interrupt_;
+  ProgressBar progress_{stderr};
+  StripBuffers buffers_;
+  DocumentResourceProcs resources_;
+  BandSource bands_;
+  Registered testAbort_;
+  Registered updateProgress_;
+  Registered bufferProcs_;
+  Registered resourceProcs_;
+};
+
+}  // namespace
+
+bool fits_export_records(const Document& document) {
+  return document.rows > 0 && document.rows <= 0x7FFF && document.columns > 0 &&
+         document.columns <= 0x7FFF && document.planes > 0;
+}
+
+ExportOutcome run_export(ExportEntryProc entry, const std::filesystem::path& path,
+                         Document& document, const ExportOptions& options) {
+  if (!fits_export_records(document) || options.memoryLimit <= 0) {
+    return ExportOutcome{.result = paramErr};
+  }
+  ExportOutcome outcome;
+  {
+    Session session(entry, document, options);
+    outcome = session.run();
+  }
+  if (outcome.resourcesChanged) outcome.storeError = update_plugin_resources(path, document);
+  if (outcome.savedBack && outcome.storeError == noErr) {
+    outcome.storeError = record_saved_back(path, document);
+    outcome.savedBack = outcome.storeError == noErr;
+  }
+  return outcome;
+}
+
+}  // namespace tessel::host

@@ -1,0 +1,45 @@
+// One export run: the export entry point called from prepare to finish over
+// a document, with the host's records, callbacks and bands.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "MacErrors.h"
+#include "host/Document.h"
+#include "plugin/HostRecords.h"
+
+namespace tessel::host {
+
+constexpr SInt32 kDefaultMemoryLimit = 64 << 20;
+constexpr SInt16 kUserCancelled = 996;
+
+struct ExportOptions {
+  SInt32 memoryLimit = kDefaultMemoryLimit;  // bytes of pixels handed over at once
+  // A test hook: Ctrl-C is raised in the process right after this many
+  // continue calls. From $TESSEL_TEST_INTERRUPT_AFTER_BANDS in the program.
+  std::optional<int> interruptAfterBands{};
+};
+
+struct ExportOutcome {
+  SInt16 result = 0;          // what the entry point answered first: 0, a code, or 1
+  int bands = 0;              // continue calls made
+  bool interrupted = false;   // Ctrl-C asked the run to stop
+  bool savedBack = false;     // the plug-in cleared the modified flag, and it was recorded
+  bool resourcesChanged = false;  // the plug-in rewrote the document's resources
+  OSErr storeError = noErr;   // writing the document's records back failed
+};
+
+// The largest document the records can describe: rows, columns and planes
+// are 16-bit there.
+bool fits_export_records(const Document& document);
+
+// Runs entry over document, the file at path: prepare, start, continue
+// while a band is requested, finish after a successful start. Resources the
+// plug-in changed are written back into the document's block and sidecar;
+// a run that ends with the modified flag cleared is recorded as saved back.
+// A request outside the document ends the run with paramErr.
+ExportOutcome run_export(ExportEntryProc entry, const std::filesystem::path& path,
+                         Document& document, const ExportOptions& options);
+
+}  // namespace tessel::host

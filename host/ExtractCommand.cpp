@@ -1,0 +1,120 @@
+#include "host/ExtractCommand.h"
+
+#include <charconv>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "MacErrors.h"
+#include "host/Commands.h"
+#include "host/ExtractDocument.h"
+#include "host/Messages.h"
+
+namespace tessel::host {
+
+namespace {
+
+struct ExtractArguments {
+  std::filesystem::path image{};
+  std::filesystem::path document{};
+  std::optional<Rect> rect{};
+  bool force = false;
+};
+
+// "TOP,LEFT,BOTTOM,RIGHT" in image pixels, bottom and right exclusive.
+std::optional<Rect> parse_rect(std::string_view text) {
+  SInt16 sides[4] = {};
+  const char* at = text.data();
+  const char* end = text.data() + text.size();
+  for (int side = 0; side < 4; ++side) {
+    const auto [next, error] = std::from_chars(at, end, sides[side]);
+    if (error != std::errc() || (side < 3 && (next == end || *next != ','))) return std::nullopt;
+    at = side < 3 ? next + 1 : next;
+  }
+  if (at != end) return std::nullopt;
+  return Rect{sides[0], sides[1], sides[2], sides[3]};
+}
+
+// One option at args[at], with its value when it takes one.
+bool take_option(std::span<const std::string_view> args, std::size_t& at,
+                 ExtractArguments& parsed, std::ostream& err) {
+  const std::string_view option = args[at];
+  if (option == "--force") {
+    parsed.force = true;
+    return true;
+  }
+  if (option != "--rect" && option != "-o") {
+    err << message(Text::kUnknownOption, {"extract", option}) << '\n';
+    return false;
+  }
+  if (++at == args.size()) {
+    err << message(Text::kMissingValue, {option}) << '\n';
+    return false;
+  }
+  if (option == "-o") {
+    parsed.document = std::filesystem::path(args[at]);
+    return true;
+  }
+  parsed.rect = parse_rect(args[at]);
+  if (!parsed.rect) err << message(Text::kBadRect, {args[at]}) << '\n';
+  return parsed.rect.has_value();
+}
+
+std::optional<ExtractArguments> parse_arguments(std::span<const std::string_view> args,
+                                                std::ostream& err) {
+  ExtractArguments parsed;
+  for (std::size_t at = 0; at < args.size(); ++at) {
+    if (args[at].starts_with("-")) {
+      if (!take_option(args, at, parsed, err)) return std::nullopt;
+    } else if (parsed.image.empty()) {
+      parsed.image = std::filesystem::path(args[at]);
+    } else {
+      err << message(Text::kExtraArgument, {args[at]}) << '\n';
+      return std::nullopt;
+    }
+  }
+  if (parsed.image.empty() || !parsed.rect || parsed.document.empty()) {
+    err << message(Text::kExtractNeeds) << '\n';
+    return std::nullopt;
+  }
+  return parsed;
+}
+
+void tell_extract_failure(OSErr err, const ExtractArguments& parsed, std::ostream& stream) {
+  const std::string image = parsed.image.string();
+  if (err == paramErr) {
+    const Rect& r = *parsed.rect;
+    stream << message(Text::kRectOutsideImage,
+                      {image, std::to_string(r.top) + "," + std::to_string(r.left) + "," +
+                                  std::to_string(r.bottom) + "," + std::to_string(r.right)});
+  } else {
+    stream << message(Text::kImageUnreadable, {image, std::to_string(err)});
+  }
+  stream << '\n';
+}
+
+}  // namespace
+
+int run_extract_command(std::span<const std::string_view> args, std::ostream& out,
+                        std::ostream& err) {
+  std::optional<ExtractArguments> parsed = parse_arguments(args, err);
+  if (!parsed) return kExitFailed;
+  const std::string name = parsed->document.string();
+  if (!parsed->force && std::filesystem::exists(parsed->document)) {
+    err << message(Text::kDocumentExists, {name}) << '\n';
+    return kExitFailed;
+  }
+  Expected<Document> document = extract_document(parsed->image, *parsed->rect);
+  if (!document) {
+    tell_extract_failure(document.error(), *parsed, err);
+    return kExitFailed;
+  }
+  if (OSErr error = write_document(parsed->document, *document); error != noErr) {
+    err << message(Text::kDocumentNotWritten, {name, std::to_string(error)}) << '\n';
+    return kExitFailed;
+  }
+  out << message(Text::kExtracted, {name}) << '\n';
+  return kExitDone;
+}
+
+}  // namespace tessel::host

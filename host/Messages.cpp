@@ -1,0 +1,93 @@
+#include "host/Messages.h"
+
+#include <vector>
+
+namespace tessel::host {
+
+namespace {
+
+constexpr std::string_view kUsageText =
+    "usage: tessel COMMAND [options]\n"
+    "\n"
+    "Commands:\n"
+    "  export DOCUMENT [--memory-limit BYTES] [--select PATH]\n"
+    "      Writes the document's pixels back into the rectangle of the image\n"
+    "      file it was cut from, in place.\n"
+    "      --memory-limit BYTES  pixels handed to the plug-in at once (default 67108864)\n"
+    "      --select PATH         the file to answer with if the plug-in asks for the\n"
+    "                            image file again (the source moved or changed)\n"
+    "  extract IMAGE --rect TOP,LEFT,BOTTOM,RIGHT -o DOCUMENT [--force]\n"
+    "      Reads exactly that rectangle of the image (pixels, bottom and right\n"
+    "      exclusive) into a new document that export can write back.\n"
+    "      --force               replace DOCUMENT if it exists\n"
+    "  --help\n"
+    "      Shows this text.\n"
+    "\n"
+    "Exit status: 0 done, 3 cancelled, 1 anything else.\n"
+    "The plug-in module is $TESSEL_MODULE, or ../lib/tessel.plugin beside this program.\n";
+
+std::string_view text_of(Text text) {
+  switch (text) {
+    case Text::kUsage: return kUsageText;
+    case Text::kUnknownCommand: return "tessel: there is no command \"^0\" (see tessel --help)";
+    case Text::kUnknownOption: return "tessel: ^0 does not know the option \"^1\" (see tessel --help)";
+    case Text::kMissingValue: return "tessel: the option ^0 needs a value";
+    case Text::kMissingDocument: return "tessel: name the document to ^0 (see tessel --help)";
+    case Text::kExtraArgument: return "tessel: one document at a time; \"^0\" is one too many";
+    case Text::kBadMemoryLimit:
+      return "tessel: --memory-limit takes a number of bytes from 1 to 2147483647, not \"^0\"";
+    case Text::kDocumentMissing: return "tessel: there is no document ^0";
+    case Text::kDocumentUnreadable: return "tessel: ^0 cannot be read as a TIFF file";
+    case Text::kDocumentUnsupported:
+      return "tessel: ^0 is not a document Tessel can take: it needs 8-bit samples in "
+             "grayscale, RGB, CMYK or Lab";
+    case Text::kDocumentTooLarge:
+      return "tessel: ^0 is ^1 x ^2 pixels; a document can have at most 32767 rows and columns";
+    case Text::kModuleMissing: return "tessel: the plug-in module ^0 is not there (set TESSEL_MODULE)";
+    case Text::kModuleUnusable: return "tessel: ^0 cannot be loaded as the plug-in module: ^1";
+    case Text::kModuleNoResources:
+      return "tessel: the resources of the plug-in module ^0 cannot be opened (error ^1)";
+    case Text::kBandOutOfBounds: return "tessel: the plug-in asked for pixels outside the document";
+    case Text::kStoreFailed:
+      return "tessel: the plug-in's records could not be stored with ^0 (error ^1)";
+    case Text::kExportFailed: return "tessel: ^0 was not written back (code ^1)";
+    case Text::kExportStopped: return "tessel: stopped at your request; ^0 was written back only in part";
+    case Text::kSavedBack: return "tessel: ^0 was written back into its image file and is recorded as saved";
+    case Text::kBadRect:
+      return "tessel: --rect takes TOP,LEFT,BOTTOM,RIGHT in pixels, such as 0,0,512,512; not \"^0\"";
+    case Text::kExtractNeeds:
+      return "tessel: extract needs an image, --rect TOP,LEFT,BOTTOM,RIGHT and -o DOCUMENT "
+             "(see tessel --help)";
+    case Text::kDocumentExists:
+      return "tessel: ^0 exists already; choose another name or add --force to replace it";
+    case Text::kRectOutsideImage:
+      return "tessel: the rectangle ^1 is empty or reaches outside ^0";
+    case Text::kImageUnreadable:
+      return "tessel: ^0 cannot be read as an image Tessel knows (code ^1; see rastertool "
+             "describe for details)";
+    case Text::kDocumentNotWritten: return "tessel: ^0 could not be written (code ^1)";
+    case Text::kExtracted: return "tessel: wrote ^0";
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string message(Text text, std::initializer_list<std::string_view> arguments) {
+  const std::vector<std::string_view> values(arguments);
+  const std::string_view pattern = text_of(text);
+  std::string result;
+  for (std::size_t at = 0; at < pattern.size(); ++at) {
+    const bool placeholder = pattern[at] == '^' && at + 1 < pattern.size() &&
+                             pattern[at + 1] >= '0' && pattern[at + 1] <= '3';
+    if (!placeholder) {
+      result += pattern[at];
+      continue;
+    }
+    const std::size_t index = std::size_t(pattern[++at] - '0');
+    if (index < values.size()) result += values[index];
+  }
+  return result;
+}
+
+}  // namespace tessel::host

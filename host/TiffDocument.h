@@ -1,0 +1,29 @@
+// The TIFF side of documents, through libtiff.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "Expected.h"
+#include "host/Document.h"
+
+namespace tessel::host {
+
+struct TiffContents {
+  Document image;  // pixels, mode, size and resolution; no resources
+  std::optional<std::vector<UInt8>> block{};  // tag 34377 when present
+};
+
+// Errors as read_document states them.
+Expected<TiffContents> read_tiff(const std::filesystem::path& path);
+
+// Uncompressed, chunky, in strips; block empty leaves tag 34377 out.
+OSErr write_tiff(const std::filesystem::path& path, const Document& image,
+                 std::span<const UInt8> block);
+
+// Replaces tag 34377 of the first directory in place; the pixels stay.
+OSErr replace_tiff_block(const std::filesystem::path& path, std::span<const UInt8> block);
+
+}  // namespace tessel::host

@@ -1,0 +1,43 @@
+#include "Backend.h"
+
+#include <cstdlib>
+#include <string_view>
+
+#include "headless/HeadlessBackend.h"
+#include "sdl/SdlBackend.h"
+
+namespace tessel::platform::backend {
+namespace {
+
+std::unique_ptr<Backend>& slot() {
+  static std::unique_ptr<Backend> installed;
+  return installed;
+}
+
+bool has_display() {
+  for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY"}) {
+    const char* value = std::getenv(variable);
+    if (value != nullptr && *value != '\0') return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::unique_ptr<Backend> make_default() {
+  const char* asked = std::getenv(kBackendVariable);
+  std::string_view wanted = asked == nullptr ? "" : asked;
+  if (wanted != "headless" && (wanted == "sdl" || has_display())) {
+    if (auto desktop = sdl::make()) return desktop;
+  }
+  return headless::make();
+}
+
+Backend& current() {
+  if (!slot()) slot() = make_default();
+  return *slot();
+}
+
+void install(std::unique_ptr<Backend> backend) { slot() = std::move(backend); }
+
+}  // namespace tessel::platform::backend

@@ -1,0 +1,81 @@
+// Reading a port's pixels back: one at a time for tests, all at once as a
+// PNG for the headless backend and for screenshots.
+#include <png.h>
+
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "MacErrors.h"
+#include "QuickdrawInternal.h"
+
+namespace tessel::platform::quickdraw {
+
+UInt32 pixel(const GrafPort& port, int h, int v) {
+  if (port.portPixMap == nullptr) return 0;
+  auto surface = surface_of(*port.portPixMap);
+  if (!surface || !PtInRect(Point{SInt16(v), SInt16(h)}, &surface->bounds)) return 0;
+  Rgb palette[256];
+  fill_palette(*surface, palette);
+  return read_rgb(*surface, h, v, palette);
+}
+
+namespace {
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+std::vector<png_byte> rgb_row(const Surface& s, int v, const Rgb* palette) {
+  std::vector<png_byte> row;
+  for (int h = s.bounds.left; h < s.bounds.right; ++h) {
+    Rgb color = read_rgb(s, h, v, palette);
+    row.insert(row.end(), {png_byte(color >> 16), png_byte(color >> 8), png_byte(color)});
+  }
+  return row;
+}
+
+// libpng reports failures by jumping back here; nothing with a destructor
+// lives between the setjmp and the calls that may jump.
+bool write_rows(std::FILE* file, const Surface& s, std::vector<std::vector<png_byte>>& rows) {
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
+  if (info == nullptr) {
+    png_destroy_write_struct(&png, nullptr);
+    return false;
+  }
+  std::vector<png_bytep> pointers;
+  for (auto& row : rows) pointers.push_back(row.data());
+  if (setjmp(png_jmpbuf(png))) {
+    png_destroy_write_struct(&png, &info);
+    return false;
+  }
+  png_init_io(png, file);
+  png_set_IHDR(png, info, png_uint_32(s.bounds.right - s.bounds.left),
+               png_uint_32(s.bounds.bottom - s.bounds.top), 8, PNG_COLOR_TYPE_RGB,
+               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_write_info(png, info);
+  png_write_image(png, pointers.data());
+  png_write_end(png, nullptr);
+  png_destroy_write_struct(&png, &info);
+  return true;
+}
+
+}  // namespace
+
+OSErr save_png(const GrafPort& port, const std::filesystem::path& path) {
+  auto surface = port.portPixMap != nullptr ? surface_of(*port.portPixMap) : std::nullopt;
+  if (!surface || EmptyRect(&surface->bounds)) return paramErr;
+  Rgb palette[256];
+  fill_palette(*surface, palette);
+  std::vector<std::vector<png_byte>> rows;
+  for (int v = surface->bounds.top; v < surface->bounds.bottom; ++v) {
+    rows.push_back(rgb_row(*surface, v, palette));
+  }
+  std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "wb"));
+  if (!file) return ioErr;
+  if (!write_rows(file.get(), *surface, rows)) return ioErr;
+  return std::fclose(file.release()) == 0 ? noErr : ioErr;
+}
+
+}  // namespace tessel::platform::quickdraw

@@ -1,0 +1,185 @@
+// QuickDraw's text calls over the font cache: Mac Roman bytes in, glyphs
+// blended into the current port at the pen.
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+
+#include "Fonts.h"
+#include "MacRoman.h"
+#include "QuickdrawInternal.h"
+
+namespace qd = tessel::platform::quickdraw;
+namespace fonts = tessel::platform::fonts;
+
+namespace {
+
+constexpr int kDefaultSize = 12;
+
+struct NamedFont {
+  std::string_view name;
+  SInt16 number;
+};
+
+// The names the platform answers GetFNum for. The system and application
+// fonts and the proportional names draw in DejaVu Sans, the fixed-width
+// ones in DejaVu Sans Mono (see fonts::family_for).
+constexpr std::array<NamedFont, 11> kFontNames{{{"System", systemFont},
+                                                {"Chicago", systemFont},
+                                                {"Application", applFont},
+                                                {"New York", 2},
+                                                {"Geneva", 3},
+                                                {"Monaco", 4},
+                                                {"Times", 20},
+                                                {"Helvetica", 21},
+                                                {"Courier", 22},
+                                                {"DejaVu Sans", 3},
+                                                {"DejaVu Sans Mono", 4}}};
+
+GrafPort* port() { return qd::current_port(); }
+
+int text_size(const GrafPort& p) { return p.txSize > 0 ? p.txSize : kDefaultSize; }
+
+const fonts::Glyph* glyph_of(const GrafPort& p, UInt8 byte) {
+  return fonts::glyph(p.txFont, p.txFace, text_size(p),
+                      tessel::platform::mac_roman_to_unicode(byte));
+}
+
+int width_of(const GrafPort& p, const UInt8* bytes, int count) {
+  int width = 0;
+  for (int i = 0; i < count; ++i) {
+    const fonts::Glyph* g = glyph_of(p, bytes[i]);
+    if (g != nullptr) width += g->advance;
+  }
+  return width;
+}
+
+// How one pixel of a glyph lands: coverage blended over the destination in
+// 32-bit ports, a threshold of one half in 1-bit ports.
+void plot(const qd::Surface& s, int h, int v, UInt8 coverage, qd::Rgb fore, SInt16 mode) {
+  if (coverage == 0) return;
+  bool solid = coverage >= 128;
+  if ((mode & 3) == srcXor) {
+    if (solid) qd::invert_pixel(s, h, v);
+    return;
+  }
+  if (s.depth != 32) {
+    if (solid) qd::write_rgb(s, h, v, fore);
+    return;
+  }
+  qd::Rgb under = qd::read_rgb(s, h, v, nullptr);
+  qd::Rgb mixed = 0;
+  for (int shift = 0; shift <= 16; shift += 8) {
+    unsigned a = (fore >> shift) & 0xFF, b = (under >> shift) & 0xFF;
+    mixed |= ((a * coverage + b * (255u - coverage) + 127) / 255) << shift;
+  }
+  qd::write_rgb(s, h, v, mixed);
+}
+
+void draw_glyph(GrafPort& p, const fonts::Glyph& g, int penH, int baseline) {
+  auto surface = qd::surface_of(*p.portPixMap);
+  if (!surface || (surface->depth != 1 && surface->depth != 32)) return;
+  Rect area = qd::drawable_area(p);
+  qd::Rgb fore = (p.txMode & 3) == srcBic ? qd::rgb_of(p.rgbBkColor) : qd::rgb_of(p.rgbFgColor);
+  for (int row = 0; row < g.rows; ++row) {
+    int v = baseline - g.top + row;
+    if (v < area.top || v >= area.bottom) continue;
+    for (int column = 0; column < g.width; ++column) {
+      int h = penH + g.left + column;
+      if (h < area.left || h >= area.right) continue;
+      plot(*surface, h, v, g.coverage[std::size_t(row * g.width + column)], fore, p.txMode);
+    }
+  }
+}
+
+// In srcCopy the text's cell is painted with the back colour first, as a
+// line of text replaces what was under it.
+void erase_cell(GrafPort& p, int width) {
+  FontInfo info = fonts::metrics(p.txFont, p.txFace, text_size(p));
+  Rect cell{SInt16(p.pnLoc.v - info.ascent), p.pnLoc.h, SInt16(p.pnLoc.v + info.descent),
+            SInt16(p.pnLoc.h + width)};
+  qd::paint_pattern(p, cell, kWhitePattern, patCopy);
+}
+
+void underline_text(GrafPort& p, int width) {
+  Rect line{SInt16(p.pnLoc.v + 1), p.pnLoc.h, SInt16(p.pnLoc.v + 2), SInt16(p.pnLoc.h + width)};
+  qd::paint_pattern(p, line, kBlackPattern, patOr);
+}
+
+void draw_bytes(const UInt8* bytes, int count) {
+  GrafPort* p = port();
+  if (p == nullptr || p->portPixMap == nullptr || count <= 0) return;
+  int width = width_of(*p, bytes, count);
+  if ((p->txMode & 7) == srcCopy) erase_cell(*p, width);
+  if ((p->txFace & underline) != 0) underline_text(*p, width);
+  int h = p->pnLoc.h;
+  for (int i = 0; i < count; ++i) {
+    const fonts::Glyph* g = glyph_of(*p, bytes[i]);
+    if (g == nullptr) continue;
+    draw_glyph(*p, *g, h, p->pnLoc.v);
+    h += g->advance;
+  }
+  p->pnLoc.h = SInt16(h);
+}
+
+}  // namespace
+
+void TextFont(SInt16 font) {
+  if (port() != nullptr) port()->txFont = font;
+}
+
+void TextFace(StyleParameter face) {
+  if (port() != nullptr) port()->txFace = Style(face);
+}
+
+void TextMode(SInt16 mode) {
+  if (port() != nullptr) port()->txMode = mode;
+}
+
+void TextSize(SInt16 size) {
+  if (port() != nullptr) port()->txSize = size;
+}
+
+void GetFNum(ConstStringPtr name, SInt16* familyID) {
+  std::string_view wanted(reinterpret_cast<const char*>(name + 1), name[0]);
+  auto known = std::find_if(kFontNames.begin(), kFontNames.end(),
+                            [&](const NamedFont& f) { return f.name == wanted; });
+  *familyID = known != kFontNames.end() ? known->number : systemFont;
+}
+
+void GetFontName(SInt16 familyID, Str255 name) {
+  auto known = std::find_if(kFontNames.begin(), kFontNames.end(),
+                            [&](const NamedFont& f) { return f.number == familyID; });
+  std::string_view text = known != kFontNames.end() ? known->name : std::string_view();
+  name[0] = UInt8(text.size());
+  std::memcpy(name + 1, text.data(), text.size());
+}
+
+void GetFontInfo(FontInfo* info) {
+  if (port() != nullptr) *info = fonts::metrics(port()->txFont, port()->txFace, text_size(*port()));
+}
+
+SInt16 CharWidth(SInt16 ch) {
+  UInt8 byte = UInt8(ch);
+  return port() != nullptr ? SInt16(width_of(*port(), &byte, 1)) : 0;
+}
+
+SInt16 StringWidth(ConstStringPtr s) {
+  return port() != nullptr ? SInt16(width_of(*port(), s + 1, s[0])) : 0;
+}
+
+SInt16 TextWidth(const void* text, SInt16 firstByte, SInt16 byteCount) {
+  const auto* bytes = static_cast<const UInt8*>(text) + firstByte;
+  return port() != nullptr ? SInt16(width_of(*port(), bytes, byteCount)) : 0;
+}
+
+void DrawString(ConstStringPtr s) { draw_bytes(s + 1, s[0]); }
+
+void DrawChar(SInt16 ch) {
+  UInt8 byte = UInt8(ch);
+  draw_bytes(&byte, 1);
+}
+
+void DrawText(const void* text, SInt16 firstByte, SInt16 byteCount) {
+  draw_bytes(static_cast<const UInt8*>(text) + firstByte, byteCount);
+}

@@ -1,0 +1,161 @@
+#include "HeadlessBackend.h"
+
+#include <cmath>
+
+#include "Dialogs.h"
+#include "Events.h"
+#include "MacErrors.h"
+#include "Windows.h"
+
+namespace tessel::platform::headless {
+namespace {
+
+Point to_global(Point local) {
+  WindowPtr front = FrontWindow();
+  if (front == nullptr) return local;
+  return Point{SInt16(local.v + front->globalOffset.v), SInt16(local.h + front->globalOffset.h)};
+}
+
+// The centre of an item of the front dialog, in global coordinates.
+std::optional<Point> item_centre(int item) {
+  WindowPtr front = FrontWindow();
+  if (front == nullptr || front->windowKind != dialogKind) return std::nullopt;
+  SInt16 kind = 0;
+  Handle handle = nullptr;
+  Rect box{};
+  if (item < 1 || item > CountDITL(static_cast<DialogPtr>(front))) return std::nullopt;
+  GetDItem(static_cast<DialogPtr>(front), SInt16(item), &kind, &handle, &box);
+  return to_global(Point{SInt16((box.top + box.bottom) / 2), SInt16((box.left + box.right) / 2)});
+}
+
+void press_mouse(Point global) {
+  events::set_mouse(global);
+  events::set_button(true);
+  events::post(mouseDown, 0, global);
+}
+
+void lift_mouse(Point global) {
+  events::set_mouse(global);
+  events::set_button(false);
+  events::post(mouseUp, 0, global);
+}
+
+bool starts_new_action(Command command) {
+  return command == Command::click || command == Command::down || command == Command::key ||
+         command == Command::press || command == Command::autoKey;
+}
+
+}  // namespace
+
+HeadlessBackend::HeadlessBackend(Script script) : script_(std::move(script)) {}
+
+void HeadlessBackend::pump(backend::Need need) {
+  if (need == backend::Need::event) step_for_event();
+  if (need == backend::Need::stillDown) step_while_held();
+}
+
+void HeadlessBackend::idle() {
+  if (waiting_ > 0) --waiting_;
+  ++clock_;
+}
+
+// Runs steps until one gives the dialog something to see. Like a user, the
+// script acts only on what has been drawn: while a window waits for its
+// update, nothing happens. When the script has run out, Return is pressed,
+// so that a dialog left open confirms with its default button.
+void HeadlessBackend::step_for_event() {
+  if (waiting_ > 0 || windows::needing_update() != nullptr) return;
+  while (next_ < script_.steps.size()) {
+    if (execute(script_.steps[next_++])) return;
+  }
+  events::post_key(keyDown, 13, kReturnKeyCode);
+}
+
+// Inside a tracking loop time passes with every look at the button; a step
+// that starts something new first ends the press where the mouse is.
+void HeadlessBackend::step_while_held() {
+  if (waiting_ > 0) {
+    --waiting_;
+    ++clock_;
+    return;
+  }
+  while (next_ < script_.steps.size()) {
+    const Step& step = script_.steps[next_];
+    if (starts_new_action(step.command)) break;
+    ++next_;
+    if (execute(step)) return;
+  }
+  release_button();
+}
+
+void HeadlessBackend::release_button() { lift_mouse(events::mouse()); }
+
+bool HeadlessBackend::execute(const Step& step) {
+  switch (step.command) {
+    case Command::click:
+      if (auto centre = item_centre(step.item)) {
+        press_mouse(*centre);
+        lift_mouse(*centre);
+      }
+      return true;
+    case Command::down: press_mouse(to_global(step.where)); return true;
+    case Command::drag: events::set_mouse(to_global(step.where)); return true;
+    case Command::up: lift_mouse(to_global(step.where)); return true;
+    case Command::key:
+    case Command::press:
+    case Command::autoKey:
+      for (UInt16 key : step.keys) {
+        events::post_key(step.command == Command::autoKey ? autoKey : keyDown, UInt8(key),
+                         UInt8(key >> 8));
+      }
+      return true;
+    case Command::hold:
+      for (UInt16 key : step.keys) events::set_key(UInt8(key >> 8), true);
+      return false;
+    case Command::release:
+      if (step.keys.empty()) events::release_all_keys();
+      for (UInt16 key : step.keys) events::set_key(UInt8(key >> 8), false);
+      return false;
+    case Command::wait: waiting_ = step.ticks; return step.ticks > 0;
+    case Command::save: save(step.file); return false;
+  }
+  return false;
+}
+
+void HeadlessBackend::save(const std::filesystem::path& file) {
+  WindowPtr front = FrontWindow();
+  OSErr err = front == nullptr ? OSErr(paramErr) : quickdraw::save_png(*front, file);
+  if (err != noErr) saveError_ = err;
+}
+
+void HeadlessBackend::set_cursor(const backend::CursorImage* cursor) {
+  if (cursor == nullptr) {
+    cursor_.reset();
+  } else {
+    cursor_ = *cursor;
+  }
+}
+
+// Time passes as if the sound had played.
+void HeadlessBackend::play(const backend::SampledSound& sound) {
+  played_.push_back(sound);
+  if (sound.rate > 0) {
+    clock_ += UInt32(std::ceil(double(sound.samples.size()) * 60.0 / sound.rate));
+  }
+}
+
+std::unique_ptr<backend::Backend> make(Script script) {
+  return std::make_unique<HeadlessBackend>(std::move(script));
+}
+
+HeadlessBackend* active() { return dynamic_cast<HeadlessBackend*>(&backend::current()); }
+
+HeadlessBackend* use_script(std::string_view text) {
+  auto script = parse_script(text, nullptr);
+  if (!script) return nullptr;
+  events::reset();
+  backend::install(make(std::move(*script)));
+  return active();
+}
+
+}  // namespace tessel::platform::headless

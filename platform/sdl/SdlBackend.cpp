@@ -1,0 +1,263 @@
+#include "SdlBackend.h"
+
+#include <SDL.h>
+
+#include <map>
+
+#include "Events.h"
+#include "Windows.h"
+
+namespace tessel::platform::sdl {
+namespace {
+
+constexpr Uint32 kMillisecondsPerTick = 1000 / 60;
+
+struct Shown {
+  SDL_Window* window = nullptr;
+  SDL_Renderer* renderer = nullptr;
+  SDL_Texture* texture = nullptr;
+};
+
+struct SpecialKey {
+  SDL_Keycode key;
+  UInt8 code;
+  UInt8 character;
+};
+
+constexpr SpecialKey kSpecialKeys[] = {
+    {SDLK_RETURN, kReturnKeyCode, 13},    {SDLK_KP_ENTER, kEnterKeyCode, 3},
+    {SDLK_ESCAPE, kEscapeKeyCode, 27},    {SDLK_TAB, kTabKeyCode, 9},
+    {SDLK_BACKSPACE, kDeleteKeyCode, 8},  {SDLK_SPACE, kSpaceKeyCode, ' '},
+    {SDLK_LEFT, kLeftArrowKeyCode, 28},   {SDLK_RIGHT, kRightArrowKeyCode, 29},
+    {SDLK_UP, kUpArrowKeyCode, 30},       {SDLK_DOWN, kDownArrowKeyCode, 31},
+    {SDLK_LGUI, kCommandKeyCode, 0},      {SDLK_RGUI, kCommandKeyCode, 0},
+    {SDLK_LALT, kOptionKeyCode, 0},       {SDLK_RALT, kOptionKeyCode, 0},
+    {SDLK_LSHIFT, kShiftKeyCode, 0},      {SDLK_RSHIFT, kShiftKeyCode, 0},
+    {SDLK_LCTRL, kControlKeyCode, 0},     {SDLK_RCTRL, kControlKeyCode, 0},
+    {SDLK_CAPSLOCK, kCapsLockKeyCode, 0},
+};
+
+struct TypedKey {
+  int code = -1;
+  UInt8 character = 0;
+};
+
+TypedKey typed_key(const SDL_Keysym& sym) {
+  for (const SpecialKey& special : kSpecialKeys) {
+    if (special.key == sym.sym) return {special.code, special.character};
+  }
+  if (sym.sym < 32 || sym.sym > 126) return {};
+  auto character = char(sym.sym);
+  if ((sym.mod & KMOD_SHIFT) != 0 && character >= 'a' && character <= 'z') {
+    character = char(character - 'a' + 'A');
+  }
+  return {events::key_code_of(character), UInt8(character)};
+}
+
+class SdlBackend : public backend::Backend {
+ public:
+  ~SdlBackend() override {
+    for (auto& [record, shown] : shown_) destroy(shown);
+    if (cursor_ != nullptr) SDL_FreeCursor(cursor_);
+    SDL_QuitSubSystem(SDL_INIT_VIDEO | SDL_INIT_EVENTS);
+    // SDL_Quit also lets go of what the video driver's helpers hold.
+    if (SDL_WasInit(SDL_INIT_EVERYTHING) == 0) SDL_Quit();
+  }
+
+  const char* name() const override { return "sdl"; }
+
+  void pump(backend::Need need) override {
+    present_all();
+    SDL_Event event;
+    while (SDL_PollEvent(&event) != 0) translate(event);
+    if (need == backend::Need::stillDown) SDL_Delay(1);
+  }
+
+  // One tick passes, or less when input arrives.
+  void idle() override {
+    SDL_Event event;
+    if (SDL_WaitEventTimeout(&event, int(kMillisecondsPerTick)) != 0) translate(event);
+  }
+
+  UInt32 ticks() override { return 1 + UInt32(SDL_GetTicks() * 60ull / 1000); }
+
+  Rect screen() const override {
+    SDL_Rect r{0, 0, 1024, 768};
+    SDL_GetDisplayBounds(0, &r);
+    return Rect{SInt16(r.y), SInt16(r.x), SInt16(r.y + r.h), SInt16(r.x + r.w)};
+  }
+
+  void show(WindowRecord& record) override {
+    Rect bounds = windows::global_bounds(record);
+    std::string title(reinterpret_cast<const char*>(record.titleText + 1), record.titleText[0]);
+    Shown shown;
+    shown.window =
+        SDL_CreateWindow(title.c_str(), bounds.left, bounds.top, bounds.right - bounds.left,
+                         bounds.bottom - bounds.top, SDL_WINDOW_SHOWN);
+    if (shown.window == nullptr) return;
+    shown.renderer = SDL_CreateRenderer(shown.window, -1, SDL_RENDERER_SOFTWARE);
+    if (shown.renderer != nullptr) {
+      shown.texture =
+          SDL_CreateTexture(shown.renderer, SDL_PIXELFORMAT_ARGB32, SDL_TEXTUREACCESS_STREAMING,
+                            bounds.right - bounds.left, bounds.bottom - bounds.top);
+    }
+    shown_[&record] = shown;
+    present(record, shown);
+  }
+
+  void hide(WindowRecord& record) override {
+    auto found = shown_.find(&record);
+    if (found == shown_.end()) return;
+    destroy(found->second);
+    shown_.erase(found);
+  }
+
+  void moved(WindowRecord& record) override {
+    auto found = shown_.find(&record);
+    if (found == shown_.end()) return;
+    SDL_SetWindowPosition(found->second.window, record.globalOffset.h, record.globalOffset.v);
+  }
+
+  void set_cursor(const backend::CursorImage* image) override {
+    SDL_Cursor* made =
+        image == nullptr ? SDL_CreateSystemCursor(SDL_SYSTEM_CURSOR_ARROW) : make_cursor(*image);
+    if (made == nullptr) return;
+    SDL_SetCursor(made);
+    if (cursor_ != nullptr) SDL_FreeCursor(cursor_);
+    cursor_ = made;
+  }
+
+  void play(const backend::SampledSound& sound) override {
+    if (sound.samples.empty() || SDL_InitSubSystem(SDL_INIT_AUDIO) != 0) return;
+    SDL_AudioSpec wanted{};
+    wanted.freq = int(sound.rate + 0.5);
+    wanted.format = AUDIO_U8;
+    wanted.channels = 1;
+    wanted.samples = 1024;
+    SDL_AudioDeviceID device = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
+    if (device != 0) {
+      SDL_QueueAudio(device, sound.samples.data(), Uint32(sound.samples.size()));
+      SDL_PauseAudioDevice(device, 0);
+      while (SDL_GetQueuedAudioSize(device) > 0) SDL_Delay(10);
+      SDL_CloseAudioDevice(device);
+    }
+    SDL_QuitSubSystem(SDL_INIT_AUDIO);
+  }
+
+  WindowRecord* record_of(Uint32 windowID) const {
+    for (const auto& [record, shown] : shown_) {
+      if (SDL_GetWindowID(shown.window) == windowID) return record;
+    }
+    return nullptr;
+  }
+
+  std::optional<Uint32> id_of(const WindowRecord& record) const {
+    auto found = shown_.find(const_cast<WindowRecord*>(&record));
+    if (found == shown_.end()) return std::nullopt;
+    return SDL_GetWindowID(found->second.window);
+  }
+
+ private:
+  static void destroy(Shown& shown) {
+    if (shown.texture != nullptr) SDL_DestroyTexture(shown.texture);
+    if (shown.renderer != nullptr) SDL_DestroyRenderer(shown.renderer);
+    if (shown.window != nullptr) SDL_DestroyWindow(shown.window);
+    shown = Shown{};
+  }
+
+  static SDL_Cursor* make_cursor(const backend::CursorImage& image) {
+    Uint8 data[32], mask[32];
+    for (int row = 0; row < 16; ++row) {
+      data[2 * row] = Uint8(image.image[row] >> 8), data[2 * row + 1] = Uint8(image.image[row]);
+      mask[2 * row] = Uint8(image.mask[row] >> 8), mask[2 * row + 1] = Uint8(image.mask[row]);
+    }
+    return SDL_CreateCursor(data, mask, 16, 16, image.hotSpot.h, image.hotSpot.v);
+  }
+
+  // Pixels go to the screen at most once a tick.
+  void present_all() {
+    UInt32 now = ticks();
+    if (now == lastPresent_) return;
+    lastPresent_ = now;
+    for (auto& [record, shown] : shown_) present(*record, shown);
+  }
+
+  static void present(const WindowRecord& record, Shown& shown) {
+    if (shown.texture == nullptr || record.portPixMap == nullptr) return;
+    const PixMap& map = **record.portPixMap;
+    SDL_UpdateTexture(shown.texture, nullptr, map.baseAddr, map.rowBytes & 0x3FFF);
+    SDL_RenderCopy(shown.renderer, shown.texture, nullptr, nullptr);
+    SDL_RenderPresent(shown.renderer);
+  }
+
+  Point global(Uint32 windowID, int x, int y) const {
+    WindowRecord* record = record_of(windowID);
+    Point origin = record == nullptr ? Point{0, 0} : record->globalOffset;
+    return Point{SInt16(origin.v + y), SInt16(origin.h + x)};
+  }
+
+  void translate_mouse(const SDL_Event& e) {
+    if (e.type == SDL_MOUSEMOTION) {
+      events::set_mouse(global(e.motion.windowID, e.motion.x, e.motion.y));
+      return;
+    }
+    if (e.button.button != SDL_BUTTON_LEFT) return;
+    Point where = global(e.button.windowID, e.button.x, e.button.y);
+    bool down = e.type == SDL_MOUSEBUTTONDOWN;
+    events::set_mouse(where);
+    events::set_button(down);
+    events::post(down ? mouseDown : mouseUp, 0, where);
+  }
+
+  void translate_key(const SDL_Event& e) {
+    TypedKey key = typed_key(e.key.keysym);
+    bool down = e.type == SDL_KEYDOWN;
+    if (key.code >= 0) events::set_key(UInt8(key.code), down);
+    if (down && key.character != 0) {
+      events::post_key(e.key.repeat != 0 ? autoKey : keyDown, key.character, UInt8(key.code));
+    }
+  }
+
+  void translate(const SDL_Event& e) {
+    switch (e.type) {
+      case SDL_MOUSEMOTION:
+      case SDL_MOUSEBUTTONDOWN:
+      case SDL_MOUSEBUTTONUP: translate_mouse(e); break;
+      case SDL_KEYDOWN:
+      case SDL_KEYUP: translate_key(e); break;
+      case SDL_WINDOWEVENT: lastPresent_ = 0; break;
+      case SDL_QUIT: events::post_key(keyDown, 27, kEscapeKeyCode); break;
+      default: break;
+    }
+  }
+
+  std::map<WindowRecord*, Shown> shown_;
+  SDL_Cursor* cursor_ = nullptr;
+  UInt32 lastPresent_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<backend::Backend> make() {
+  if (SDL_InitSubSystem(SDL_INIT_VIDEO | SDL_INIT_EVENTS) != 0) return nullptr;
+  return std::make_unique<SdlBackend>();
+}
+
+bool push_click(const WindowRecord& window, Point local) {
+  auto* desktop = dynamic_cast<SdlBackend*>(&backend::current());
+  auto id = desktop == nullptr ? std::nullopt : desktop->id_of(window);
+  if (!id) return false;
+  for (Uint32 type : {Uint32(SDL_MOUSEBUTTONDOWN), Uint32(SDL_MOUSEBUTTONUP)}) {
+    SDL_Event event{};
+    event.type = type;
+    event.button.windowID = *id;
+    event.button.button = SDL_BUTTON_LEFT;
+    event.button.state = type == SDL_MOUSEBUTTONDOWN ? SDL_PRESSED : SDL_RELEASED;
+    event.button.x = local.h;
+    event.button.y = local.v;
+    if (SDL_PushEvent(&event) < 0) return false;
+  }
+  return true;
+}
+
+}  // namespace tessel::platform::sdl

@@ -1,0 +1,22 @@
+// The desktop backend on SDL2: each shown window is a desktop window of its
+// size at its place on the screen; mouse, keyboard, cursor and sound are
+// SDL's. Events carry global coordinates, the window's place plus the
+// point inside it.
+#pragma once
+
+#include <memory>
+
+#include "Backend.h"
+#include "MacTypes.h"
+
+namespace tessel::platform::sdl {
+
+// Null when SDL cannot open the display.
+std::unique_ptr<backend::Backend> make();
+
+// Puts a press and release of the left button at a point of a shown window
+// (local coordinates) into SDL's own event queue, as the desktop would.
+// False when the window is not shown through SDL.
+bool push_click(const WindowRecord& window, Point local);
+
+}  // namespace tessel::platform::sdl

@@ -1,0 +1,13 @@
+// Reporting acquire's results to the user.
+#pragma once
+
+#include "MacTypes.h"
+
+// Shows code's message (acquire's column) in the alert; 0 and 996 show
+// nothing. Never fails and never changes the code.
+void ReportResult(OSErr code);
+
+extern "C" {
+// " trapped error" as a length-prefixed string, for the platform layer.
+[[gnu::visibility("default")]] unsigned char* trap_message();
+}

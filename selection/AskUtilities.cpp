@@ -1,0 +1,155 @@
+#include "selection/AskUtilities.h"
+
+#include <algorithm>
+#include <span>
+#include <utility>
+
+#include "platform/ByteOrder.h"
+#include "platform/MacErrors.h"
+#include "platform/MacMemory.h"
+#include "platform/Resources.h"
+#include "support/PStringUtilities.h"
+
+SInt32 LinearMap(SInt32 from, SInt32 to, SInt32 value) {
+  float q = float(value) / float(from);
+  float p = q * float(to);
+  return SInt32(double(p) + 0.5);
+}
+
+void GetDItemRect(DialogPtr dialog, SInt16 item, Rect* r) {
+  SInt16 kind = 0;
+  Handle handle = nullptr;
+  GetDItem(dialog, item, &kind, &handle, r);
+}
+
+void SetDItemRect(DialogPtr dialog, SInt16 item, const Rect* r) {
+  SInt16 kind = 0;
+  Handle handle = nullptr;
+  Rect old{};
+  GetDItem(dialog, item, &kind, &handle, &old);
+  SetDItem(dialog, item, kind, handle, r);
+}
+
+static ControlHandle itemControl(DialogPtr dialog, SInt16 item) {
+  SInt16 kind = 0;
+  Handle handle = nullptr;
+  Rect box{};
+  GetDItem(dialog, item, &kind, &handle, &box);
+  return (kind & ctrlItem) != 0 ? reinterpret_cast<ControlHandle>(handle) : nullptr;
+}
+
+SInt16 GetDItemValue(DialogPtr dialog, SInt16 item) {
+  ControlHandle control = itemControl(dialog, item);
+  return control != nullptr ? GetCtlValue(control) : 0;
+}
+
+void SetDItemValue(DialogPtr dialog, SInt16 item, SInt16 value) {
+  ControlHandle control = itemControl(dialog, item);
+  if (control != nullptr) SetCtlValue(control, value);
+}
+
+void SetUserHook(DialogPtr dialog, SInt16 item, UserItemUPP procedure) {
+  SInt16 kind = 0;
+  Handle handle = nullptr;
+  Rect box{};
+  GetDItem(dialog, item, &kind, &handle, &box);
+  SetDItem(dialog, item, kind, UserItemHandle(procedure), &box);
+}
+
+void GetPreviewItemRect(DialogPtr dialog, Rect* r) {
+  Rect item{};
+  GetDItemRect(dialog, kPreviewItem, &item);
+  *r = Rect{item.top, item.left, SInt16(item.bottom - 1), SInt16(item.right - 1)};
+}
+
+void GetFontState(FontState* state) {
+  GrafPtr port = nullptr;
+  GetPort(&port);
+  if (port == nullptr) return;
+  *state = FontState{port->txSize, SInt16(port->txFace), port->txFont, port->txMode};
+}
+
+void SetFontState(const FontState* state) {
+  TextFont(state->font);
+  TextSize(state->size);
+  TextFace(state->face);
+  TextMode(state->mode);
+}
+
+// The style's font name, cut to what the resource really holds.
+static void copyStyleFontName(std::span<const UInt8> style, Str255 name) {
+  name[0] = 0;
+  if (style.size() <= 4) return;
+  std::size_t length = std::min<std::size_t>(style[4], style.size() - 5);
+  name[0] = UInt8(length);
+  BlockMove(style.data() + 5, name + 1, Size(length));
+}
+
+// A word of the style, 0 when the resource is too short to hold it.
+static SInt16 styleWord(std::span<const UInt8> style, std::size_t offset) {
+  return offset + 2 <= style.size() ? SInt16(tessel::platform::read_big16(style.subspan(offset))) : 0;
+}
+
+static FontState decodeStyle(std::span<const UInt8> style) {
+  FontState state{styleWord(style, 0), styleWord(style, 2), 0, srcOr};
+  Str255 name;
+  copyStyleFontName(style, name);
+  GetFNum(name, &state.font);
+  return state;
+}
+
+Handle GetFontStateFromID(SInt16 id, FontState* state) {
+  FontState loaded{0, 0, 0, srcOr};
+  Handle style = GetResource(kStyleResourceType, id);
+  if (style != nullptr) {
+    HLock(style);
+    loaded = decodeStyle({reinterpret_cast<const UInt8*>(*style), std::size_t(GetHandleSize(style))});
+    HUnlock(style);
+    HPurge(style);
+  }
+  *state = loaded;
+  return style;
+}
+
+void SetFontStateFromID(SInt16 id) {
+  FontState state;
+  GetFontStateFromID(id, &state);
+  SetFontState(&state);
+}
+
+void MetricBytesPString(SInt32 bytes, StringPtr out) {
+  SInt32 kilobytes = bytes / 1024 + (bytes % 1024 > 0 ? 1 : 0);
+  if (kilobytes <= 1023) {
+    GetIndString(out, kByteCountStrings, 2);
+    SubstituteNumPString(out, 1, kilobytes);
+    return;
+  }
+  SInt32 megabytes = kilobytes / 1024 + (kilobytes % 1024 > 511 ? 1 : 0);
+  GetIndString(out, kByteCountStrings, 1);
+  SubstituteNumPString(out, 1, megabytes);
+}
+
+void DrawIconFrame(IconCache* cache, SInt16 id, ConstStringPtr title, const Rect* r) {
+  Rect frame{SInt16(r->top + 12), r->left, r->bottom, r->right};
+  FrameRect(&frame);
+  SInt16 gapRight = SInt16(r->left + 26);
+  if (title != nullptr) gapRight = SInt16(gapRight + StringWidth(title) + 6);
+  Rect gap{SInt16(r->top + 11), SInt16(r->left + 6), SInt16(r->top + 13), gapRight};
+  EraseRect(&gap);
+  DrawIconFamily(cache, id, SInt16(r->left + 8), r->top, 16, 16);
+  if (title == nullptr) return;
+  MoveTo(SInt16(r->left + 28), SInt16(r->top + 16));
+  DrawString(title);
+}
+
+OSErr BraveNewGWorld(GWorldPtr* offscreen, SInt16 depth, const Rect* bounds, CTabHandle table,
+                     GDHandle device, GWorldFlags flags) {
+  OSErr err = NewGWorld(offscreen, depth, bounds, table, device, flags);
+  if (err == noErr || (flags & useTempMem) != 0) return err;
+  return NewGWorld(offscreen, depth, bounds, table, device, flags | useTempMem);
+}
+
+void UprightRect(Rect* r) {
+  if (r->top > r->bottom) std::swap(r->top, r->bottom);
+  if (r->left > r->right) std::swap(r->left, r->right);
+}

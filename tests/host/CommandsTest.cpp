@@ -1,0 +1,57 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <vector>
+
+#include "MacErrors.h"
+#include "TempFolder.h"
+#include "host/Commands.h"
+#include "host/Document.h"
+
+namespace tessel::host {
+namespace {
+
+class CommandLine : public testing::TempFolder {
+ protected:
+  int run(std::vector<std::string_view> args) {
+    out.str("");
+    err.str("");
+    return run_command_line(args, out, err);
+  }
+  std::ostringstream out, err;
+};
+
+TEST_F(CommandLine, BadUsageFailsWithOneLine) {
+  const std::string missing = path("missing.tif").string();
+  const std::vector<std::vector<std::string_view>> cases{
+      {"frob"}, {"export"}, {"export", "a.tif", "b.tif"}, {"export", "a.tif", "--select"},
+      {"export", "a.tif", "--memory-limit", "0"}, {"export", "a.tif", "--memory-limit", "12x"},
+      {"export", "a.tif", "--verbose"}, {"export", missing}};
+  for (const auto& args : cases) {
+    SCOPED_TRACE(args.back());
+    EXPECT_EQ(run(args), kExitFailed);
+    EXPECT_TRUE(out.str().empty());
+    const std::string problem = err.str();
+    EXPECT_EQ(std::count(problem.begin(), problem.end(), '\n'), 1) << problem;
+  }
+  EXPECT_NE(err.str().find(missing), std::string::npos);
+}
+
+TEST_F(CommandLine, HelpGoesToStandardOutput) {
+  EXPECT_EQ(run({"--help"}), kExitDone);
+  EXPECT_NE(out.str().find("export DOCUMENT"), std::string::npos);
+  EXPECT_EQ(run({}), kExitFailed);
+  EXPECT_NE(err.str().find("export DOCUMENT"), std::string::npos);
+}
+
+TEST_F(CommandLine, DocumentTooLargeForTheRecordsIsRefused) {
+  Document wide{.mode = kGrayMode, .columns = 40000, .rows = 1, .planes = 1};
+  wide.pixels.resize(40000);
+  ASSERT_EQ(write_document(path("wide.tif"), wide), noErr);
+  EXPECT_EQ(run({"export", path("wide.tif").string()}), kExitFailed);
+  EXPECT_NE(err.str().find("40000"), std::string::npos) << err.str();
+}
+
+}  // namespace
+}  // namespace tessel::host

@@ -1,0 +1,234 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include "Files.h"
+#include "MacErrors.h"
+#include "MacMemory.h"
+#include "TempFolder.h"
+#include "formats/ImageResources.h"
+#include "host/Document.h"
+#include "host/DocumentSidecar.h"
+#include "host/ImageResourceBlock.h"
+#include "host/TiffDocument.h"
+#include "tools/samples/SampleImages.h"
+
+namespace tessel::host {
+namespace {
+
+using testing::TempFolder;
+
+constexpr ResType kPart = FourCC("part");
+
+Document sample_document(SInt16 mode, SInt16 planes, SInt32 columns = 7, SInt32 rows = 5) {
+  Document document{.mode = mode, .columns = columns, .rows = rows, .planes = planes,
+                    .xResolution = 300.0, .yResolution = 150.0};
+  document.pixels.resize(document.row_bytes() * std::size_t(rows));
+  for (std::size_t i = 0; i < document.pixels.size(); ++i) document.pixels[i] = UInt8(i * 7 + 3);
+  document.resources = {{kPart, {1, 2, 3}}, {FourCC("note"), {}}, {kPart, {9}}};
+  return document;
+}
+
+void expect_same_image(const Document& expected, const Document& actual) {
+  EXPECT_EQ(actual.mode, expected.mode);
+  EXPECT_EQ(actual.columns, expected.columns);
+  EXPECT_EQ(actual.rows, expected.rows);
+  EXPECT_EQ(actual.planes, expected.planes);
+  EXPECT_DOUBLE_EQ(actual.xResolution, expected.xResolution);
+  EXPECT_DOUBLE_EQ(actual.yResolution, expected.yResolution);
+  EXPECT_EQ(actual.pixels, expected.pixels);
+}
+
+void expect_same_resources(const std::vector<PluginResource>& expected,
+                           const std::vector<PluginResource>& actual) {
+  ASSERT_EQ(actual.size(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(actual[i].type, expected[i].type) << i;
+    EXPECT_EQ(actual[i].data, expected[i].data) << i;
+  }
+}
+
+int run(const std::string& command) { return std::system(command.c_str()); }
+
+// ---------------------------------------------------------------------------
+// The block
+
+TEST(HostResourceBlock, PluginEntryHasTheImageResourceLayout) {
+  const std::vector<PluginResource> resources{{kPart, {0xAA, 0xBB, 0xCC}}};
+  const std::vector<UInt8> block = encode_block(with_plugin_resources({}, resources));
+  // "LUMN", id 4000, name "part" (length 4, one pad byte), size 3, data, pad.
+  const std::vector<UInt8> expected{'L', 'U', 'M', 'N', 0x0F, 0xA0, 4, 'p', 'a', 'r', 't', 0,
+                                    0,   0,   0,   3,   0xAA, 0xBB, 0xCC, 0};
+  EXPECT_EQ(block, expected);
+}
+
+TEST(HostResourceBlock, RoundTripKeepsForeignEntriesAndOrder) {
+  const std::vector<BlockEntry> foreign{{FourCC("LUMN"), 1005, "", {0, 0x48, 0, 0}},
+                                        {FourCC("8BIM"), 4000, "part", {1}},
+                                        {FourCC("LUMN"), 4000, "odd", {1, 2, 3}}};
+  const std::vector<PluginResource> ours{{kPart, {5}}, {FourCC("abcd"), {6, 7}}};
+  auto decoded = decode_block(encode_block(with_plugin_resources(foreign, ours)));
+  ASSERT_TRUE(decoded);
+  ASSERT_EQ(decoded->size(), 5u);
+  for (std::size_t i = 0; i < foreign.size(); ++i) {
+    EXPECT_EQ((*decoded)[i].signature, foreign[i].signature);
+    EXPECT_EQ((*decoded)[i].id, foreign[i].id);
+    EXPECT_EQ((*decoded)[i].name, foreign[i].name);
+    EXPECT_EQ((*decoded)[i].data, foreign[i].data);
+  }
+  expect_same_resources(ours, plugin_resources_of(*decoded));
+}
+
+TEST(HostResourceBlock, EntryRunningPastTheEndIsRefused) {
+  std::vector<UInt8> block = encode_block(with_plugin_resources({}, {{{kPart, {1, 2, 3, 4}}}}));
+  for (std::size_t cut : {std::size_t(1), std::size_t(5), std::size_t(9)}) {
+    auto decoded = decode_block(std::span(block).first(block.size() - cut));
+    EXPECT_EQ(decoded.error(), paramErr) << cut;
+  }
+  block[12] = 0x80;  // a negative data size
+  EXPECT_EQ(decode_block(block).error(), paramErr);
+}
+
+class BlockFile : public TempFolder {};
+
+// The format layer reads the block the host writes: one layout for both.
+TEST_F(BlockFile, FormatLayerParsesTheHostsBlock) {
+  const std::vector<UInt8> block =
+      encode_block(with_plugin_resources({}, {{{kPart, {1, 2, 3}}, {kPart, {4, 5}}}}));
+  write_file("block", block);
+  const FSSpec spec = spec_of("block");
+  SInt16 file = 0;
+  ASSERT_EQ(FSpOpenDF(&spec, fsRdPerm, &file), noErr);
+  ImageResourceList list = nullptr;
+  EXPECT_EQ(ParseImageResources(file, SInt32(block.size()), &list), noErr);
+  FSClose(file);
+  ASSERT_NE(list, nullptr);
+  Handle data = GetImageResource(list, kPluginResourceID);
+  ASSERT_NE(data, nullptr);
+  EXPECT_EQ(GetHandleSize(data), 2);  // the entry read later comes first
+  DisposeImageResources(&list);
+}
+
+// ---------------------------------------------------------------------------
+// Documents
+
+class DocumentFile : public TempFolder {};
+
+TEST_F(DocumentFile, RoundTripOfEveryMode) {
+  for (auto [mode, planes] : {std::pair<SInt16, SInt16>{kGrayMode, 1}, {kRGBMode, 3},
+                              {kRGBMode, 4}, {kCMYKMode, 4}, {kLabMode, 3}}) {
+    SCOPED_TRACE(::testing::Message() << "mode " << mode << ", planes " << planes);
+    const Document written = sample_document(mode, planes);
+    ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
+    auto read = read_document(path("doc.tif"));
+    ASSERT_TRUE(read);
+    expect_same_image(written, *read);
+    expect_same_resources(written.resources, read->resources);
+  }
+}
+
+TEST_F(DocumentFile, EditorLayoutsReadTheSamePixels) {
+  const Document written = sample_document(kRGBMode, 3, 37, 29);
+  ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
+  const std::string source = path("doc.tif").string();
+  for (const std::string options : {"-c lzw", "-c zip -p separate", "-t -w 16 -l 16 -c packbits",
+                                    "-t -w 16 -l 16 -p separate", "-r 1"}) {
+    SCOPED_TRACE(options);
+    const std::string copy = path("copy.tif").string();
+    ASSERT_EQ(run("tiffcp " + options + " " + source + " " + copy), 0);
+    auto read = read_document(copy);
+    ASSERT_TRUE(read);
+    expect_same_image(written, *read);
+  }
+}
+
+TEST_F(DocumentFile, JPEGInYCbCrReadsAsRGB) {
+  Document written = sample_document(kRGBMode, 3, 32, 16);
+  std::fill(written.pixels.begin(), written.pixels.end(), UInt8(128));
+  ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
+  ASSERT_EQ(run("tiffcp -c jpeg:r " + path("doc.tif").string() + " " + path("jpeg.tif").string()), 0);
+  auto read = read_document(path("jpeg.tif"));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->mode, kRGBMode);
+  ASSERT_EQ(read->pixels.size(), written.pixels.size());
+  for (UInt8 sample : read->pixels) EXPECT_NEAR(int(sample), 128, 2);
+}
+
+// Editors drop the private tag; the sidecar brings the resources back.
+TEST_F(DocumentFile, SidecarStandsInWhenTheBlockIsDropped) {
+  const Document written = sample_document(kGrayMode, 1);
+  ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
+  ASSERT_EQ(replace_tiff_block(path("doc.tif"), {}), noErr);
+  ASSERT_EQ(run("tiffcp -c lzw " + path("doc.tif").string() + " " + path("edited.tif").string()), 0);
+  std::filesystem::copy_file(path("doc.tif.tessel"), path("edited.tif.tessel"));
+  for (const char* name : {"doc.tif", "edited.tif"}) {
+    auto read = read_document(path(name));
+    ASSERT_TRUE(read) << name;
+    EXPECT_TRUE(read->otherBlockEntries.empty());
+    expect_same_resources(written.resources, read->resources);
+  }
+}
+
+TEST_F(DocumentFile, BlockWinsOverTheSidecar) {
+  const Document written = sample_document(kGrayMode, 1);
+  ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
+  write_file("doc.tif.tessel", encode_sidecar({{{kPart, {42}}}, std::nullopt}));
+  auto read = read_document(path("doc.tif"));
+  ASSERT_TRUE(read);
+  expect_same_resources(written.resources, read->resources);
+}
+
+TEST_F(DocumentFile, UpdatingResourcesKeepsPixelsAndForeignEntries) {
+  Document document = sample_document(kCMYKMode, 4);
+  document.otherBlockEntries = {{FourCC("LUMN"), 1005, "", {0, 0x48, 0, 0, 0, 1, 0, 0, 0, 0x48, 0, 0}}};
+  ASSERT_EQ(write_document(path("doc.tif"), document), noErr);
+  document.resources = {{kPart, {7, 7, 7}}};
+  ASSERT_EQ(update_plugin_resources(path("doc.tif"), document), noErr);
+  auto read = read_document(path("doc.tif"));
+  ASSERT_TRUE(read);
+  expect_same_image(document, *read);
+  expect_same_resources(document.resources, read->resources);
+  ASSERT_EQ(read->otherBlockEntries.size(), 1u);
+  EXPECT_EQ(read->otherBlockEntries[0].id, 1005);
+  auto sidecar = read_sidecar(path("doc.tif"));
+  ASSERT_TRUE(sidecar);
+  expect_same_resources(document.resources, sidecar->resources);
+}
+
+TEST_F(DocumentFile, SavedBackHoldsUntilThePixelsChange) {
+  Document document = sample_document(kRGBMode, 3);
+  ASSERT_EQ(write_document(path("doc.tif"), document), noErr);
+  EXPECT_TRUE(read_document(path("doc.tif"))->modified());
+  ASSERT_EQ(record_saved_back(path("doc.tif"), document), noErr);
+  EXPECT_FALSE(read_document(path("doc.tif"))->modified());
+  document.pixels[5] ^= 1;
+  ASSERT_EQ(write_tiff(path("doc.tif"), document, {}), noErr);
+  EXPECT_TRUE(read_document(path("doc.tif"))->modified());
+}
+
+TEST_F(DocumentFile, UnreadableDocumentsAreTold) {
+  EXPECT_EQ(read_document(path("none.tif")).error(), fnfErr);
+  write_file("text.tif", {'n', 'o', 't', ' ', 'a', ' ', 't', 'i', 'f', 'f'});
+  EXPECT_EQ(read_document(path("text.tif")).error(), ioErr);
+  ASSERT_EQ(samples::write_tiff(path("wide.tif"), {.bitsPerSample = 16}), noErr);
+  EXPECT_EQ(read_document(path("wide.tif")).error(), paramErr);
+  ASSERT_EQ(samples::write_tiff(path("palette.tif"),
+                                {.photometric = 3, .colorMap = samples::sample_color_map(0, 256)}),
+            noErr);
+  EXPECT_EQ(read_document(path("palette.tif")).error(), paramErr);
+}
+
+TEST(DocumentSidecar, DamagedSidecarIsRefused) {
+  const std::vector<UInt8> bytes = encode_sidecar({{{kPart, {1, 2, 3}}}, UInt64(0x1234)});
+  auto decoded = decode_sidecar(bytes);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->savedFingerprint, UInt64(0x1234));
+  EXPECT_EQ(decode_sidecar(std::span(bytes).first(bytes.size() - 1)).error(), paramErr);
+  std::vector<UInt8> wrongVersion = bytes;
+  wrongVersion[5] = 2;
+  EXPECT_EQ(decode_sidecar(wrongVersion).error(), paramErr);
+}
+
+}  // namespace
+}  // namespace tessel::host

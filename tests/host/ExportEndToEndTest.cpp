@@ -1,0 +1,309 @@
+// The tessel program end to end: documents cut from sample files of each
+// format, exported back by the real binary and module.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <fstream>
+#include <regex>
+
+#include "Catalog.h"
+#include "host/ExtractDocument.h"
+#include "MacErrors.h"
+#include "TempFolder.h"
+#include "formats/RasterFormats.h"
+#include "host/Document.h"
+#include "tools/samples/SampleImages.h"
+
+namespace tessel::host {
+namespace {
+
+using samples::sample_value;
+
+constexpr Rect kRect{5, 7, 25, 40};  // 20 rows, 33 columns of a 64 x 48 image
+
+std::filesystem::path program_folder() { return std::filesystem::read_symlink("/proc/self/exe").parent_path(); }
+
+struct RunResult {
+  int status;
+  std::string out;
+  std::string alerts;
+};
+
+// Every sample of the image, through the format layer.
+std::vector<UInt8> read_image(const std::filesystem::path& file, SInt32& width, SInt32& channels) {
+  auto spec = platform::files::spec_from_path(file);
+  SourceImage image{};
+  image.fileSpec = *spec;
+  EXPECT_EQ(RasterFormatOpen(&image), noErr);
+  width = image.width;
+  channels = image.channels;
+  std::vector<UInt8> pixels(std::size_t(image.width) * image.height * image.channels);
+  const TileArea area{0, 0, image.height, image.width, 0, image.channels};
+  const Tile tile{pixels.data(), area, image.width * image.channels, image.channels,
+                  image.channels == 1 ? image.width * image.height : 0};
+  EXPECT_EQ(RasterFormatGetTile(&image.format, tile, area), noErr);
+  RasterFormatClose(&image.format);
+  return pixels;
+}
+
+bool mentions(const std::string& text, int number) {
+  return std::regex_search(text, std::regex("(^|[^0-9])" + std::to_string(number) + "([^0-9]|$)"));
+}
+
+class ExportEndToEnd : public testing::TempFolder {
+ protected:
+  void SetUp() override {
+    TempFolder::SetUp();
+    setenv("HOME", root_.c_str(), 1);
+    setenv("TESSEL_MODULE", (program_folder().parent_path() / "lib" / "tessel.plugin").c_str(), 1);
+    setenv("TESSEL_ALERT_LOG", path("alerts.log").c_str(), 1);
+    unsetenv("TESSEL_SELECT_FILE");
+    unsetenv("TESSEL_TEST_INTERRUPT_AFTER_BANDS");
+  }
+
+  RunResult tessel(const std::string& arguments) {
+    const std::string command = (program_folder() / "tessel").string() + " " + arguments + " >" +
+                                path("out.txt").string() + " 2>" + path("err.txt").string();
+    const int status = std::system(command.c_str());
+    RunResult run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(path("out.txt")),
+                  text_of(path("alerts.log"))};
+    std::filesystem::remove(path("alerts.log"));
+    return run;
+  }
+
+  // A document cut from image at kRect, every sample inverted, written as doc.tif.
+  Document edited_document(const std::filesystem::path& image) {
+    auto cut = host::extract_document(image, kRect);
+    EXPECT_TRUE(cut) << cut.error();
+    if (!cut) return {};
+    for (UInt8& sample : cut->pixels) sample = UInt8(~sample);
+    EXPECT_EQ(write_document(document(), *cut), noErr);
+    return std::move(*cut);
+  }
+
+  static std::string text_of(const std::filesystem::path& file) {
+    const std::vector<UInt8> bytes = read_file(file);
+    return std::string(bytes.begin(), bytes.end());
+  }
+
+  std::filesystem::path document() const { return path("doc.tif"); }
+  std::string doc() const { return "export " + document().string(); }
+
+  // Rows [top, top + rows) of the rectangle hold the document; every other
+  // sample of the image still holds the formula's.
+  void expect_written(const std::filesystem::path& image, const Document& edited, SInt32 rows) {
+    SInt32 width = 0, channels = 0;
+    const std::vector<UInt8> pixels = read_image(image, width, channels);
+    std::size_t wrong = 0;
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+      const SInt32 plane = SInt32(i % std::size_t(channels)), column = SInt32(i / channels % width),
+                   row = SInt32(i / channels / width);
+      const bool inside = row >= kRect.top && row < kRect.top + rows && column >= kRect.left &&
+                          column < kRect.right;
+      const UInt8 expected = inside ? edited.pixels[(std::size_t(row - kRect.top) * edited.columns +
+                                                     std::size_t(column - kRect.left)) * channels + plane]
+                                    : sample_value(0, row, column, plane);
+      wrong += pixels[i] != expected;
+    }
+    EXPECT_EQ(wrong, 0u);
+  }
+
+  // Exactly as many bytes of the file differ as the rectangle has samples.
+  void expect_changed_bytes(const std::vector<UInt8>& before, const std::filesystem::path& image,
+                            std::size_t samples) {
+    const std::vector<UInt8> after = read_file(image);
+    ASSERT_EQ(after.size(), before.size());
+    std::size_t changed = 0;
+    for (std::size_t i = 0; i < after.size(); ++i) changed += after[i] != before[i];
+    EXPECT_EQ(changed, samples);
+  }
+
+  // The export run stops with code, shown in the plug-in's alert, and the
+  // image keeps every byte.
+  void expect_refused(const std::filesystem::path& image, int code, int status) {
+    const std::vector<UInt8> before = read_file(image);
+    const RunResult run = tessel(doc());
+    EXPECT_EQ(run.status, status);
+    EXPECT_TRUE(mentions(run.alerts, code)) << run.alerts;
+    EXPECT_EQ(read_file(image), before);
+  }
+};
+
+TEST_F(ExportEndToEnd, EachFormatTakesBackExactlyTheRectangle) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2,
+                                                    .rowsPerStrip = 7}), noErr);
+  ASSERT_EQ(samples::write_scitex(path("image.sct"), {}), noErr);
+  ASSERT_EQ(samples::write_native(path("image.lmn"), {.channels = 3, .mode = 3}), noErr);
+  for (const char* name : {"image.tif", "image.sct", "image.lmn"}) {
+    SCOPED_TRACE(name);
+    const std::vector<UInt8> before = read_file(path(name));
+    const Document edited = edited_document(path(name));
+    const RunResult run = tessel(doc());
+    EXPECT_EQ(run.status, 0) << run.alerts;
+    EXPECT_FALSE(run.out.empty());
+    expect_written(path(name), edited, kRect.bottom - kRect.top);
+    expect_changed_bytes(before, path(name), edited.pixels.size());
+    EXPECT_FALSE(read_document(document())->modified());
+  }
+}
+
+// The command line's own way in: extract, edit elsewhere, export.
+TEST_F(ExportEndToEnd, ExtractedDocumentsGoBackWhereTheyCameFrom) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
+  const std::vector<UInt8> before = read_file(path("image.tif"));
+  const std::string extract = "extract " + path("image.tif").string() + " --rect 5,7,25,40 -o ";
+  ASSERT_EQ(tessel(extract + document().string()).status, 0);
+  Expected<Document> edited = read_document(document());
+  ASSERT_TRUE(edited);
+  ASSERT_EQ(edited->pixels.size(), 20u * 33u * 3u);
+  EXPECT_EQ(edited->pixels[0], sample_value(0, 5, 7, 0));
+  for (UInt8& sample : edited->pixels) sample = UInt8(sample ^ 0x5A);
+  ASSERT_EQ(write_document(document(), *edited), noErr);
+
+  EXPECT_EQ(tessel(doc()).status, 0);
+  expect_written(path("image.tif"), *edited, kRect.bottom - kRect.top);
+  expect_changed_bytes(before, path("image.tif"), edited->pixels.size());
+}
+
+TEST_F(ExportEndToEnd, ExtractRefusesBadRectanglesAndKeepsExistingDocuments) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
+  const std::string extract = "extract " + path("image.tif").string() + " -o " +
+                              document().string() + " --rect ";
+  for (const char* rect : {"0,0,49,10", "5,7,5,40", "-1,0,4,4", "1,2,3", "1,2,3,4,5"}) {
+    SCOPED_TRACE(rect);
+    EXPECT_EQ(tessel(extract + rect).status, 1);
+    EXPECT_FALSE(std::filesystem::exists(document()));
+  }
+  write_file("doc.tif", {1, 2, 3});
+  EXPECT_EQ(tessel(extract + "0,0,4,4").status, 1);
+  EXPECT_EQ(read_file(document()), (std::vector<UInt8>{1, 2, 3}));
+  EXPECT_EQ(tessel(extract + "0,0,4,4 --force").status, 0);
+  EXPECT_EQ(read_document(document())->columns, 4);
+
+  write_file("junk.tif", {'I', 'I', 42, 0, 9, 9});
+  EXPECT_EQ(tessel("extract " + path("junk.tif").string() + " --rect 0,0,1,1 -o " +
+                   path("other.tif").string()).status, 1);
+  EXPECT_FALSE(std::filesystem::exists(path("other.tif")));
+}
+
+TEST_F(ExportEndToEnd, SizeAndChannelMismatchesAreRefused) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
+  Document edited = edited_document(path("image.tif"));
+  Document cropped = edited;
+  cropped.columns -= 1;
+  cropped.pixels.resize(cropped.row_bytes() * std::size_t(cropped.rows));
+  ASSERT_EQ(write_document(document(), cropped), noErr);
+  const RunResult run = tessel(doc());
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(mentions(run.alerts, 109) && mentions(run.alerts, 33) && mentions(run.alerts, 20))
+      << run.alerts;
+
+  Document extra = edited;
+  extra.planes = 4;
+  extra.pixels.resize(extra.row_bytes() * std::size_t(extra.rows));
+  ASSERT_EQ(write_document(document(), extra), noErr);
+  expect_refused(path("image.tif"), 110, 1);
+}
+
+TEST_F(ExportEndToEnd, ModeMismatchesAreRefused) {
+  struct Case { SInt16 fileSamples, photometric, documentMode, documentPlanes; int code; };
+  for (const Case& c : {Case{1, 1, kRGBMode, 3, 111}, Case{3, 2, kGrayMode, 1, 124},
+                        Case{4, 5, kRGBMode, 3, 125}, Case{3, 8, kRGBMode, 3, 126}}) {
+    SCOPED_TRACE(c.code);
+    ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = UInt16(c.fileSamples),
+                                                      .photometric = UInt16(c.photometric)}), noErr);
+    Document converted = edited_document(path("image.tif"));
+    converted.mode = c.documentMode;
+    converted.planes = c.documentPlanes;
+    converted.pixels.resize(converted.row_bytes() * std::size_t(converted.rows));
+    ASSERT_EQ(write_document(document(), converted), noErr);
+    expect_refused(path("image.tif"), c.code, 1);
+  }
+}
+
+// The file changed under the document: reported, then the file is asked for
+// again; headless with nothing pre-selected, that counts as cancelled.
+TEST_F(ExportEndToEnd, FilesThatCannotBeWrittenAreReported) {
+  struct Case { samples::TiffOptions options; int code; };
+  const std::vector<Case> cases{
+      {{.tiles = samples::TiffTiles{}}, 122},
+      {{.compression = 5}, 128},
+      {{.bitsPerSample = 16}, 127},
+      {{.photometric = 3, .colorMap = samples::sample_color_map(0, 256)}, 129},
+      {{.width = 65}, 123},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.code);
+    ASSERT_EQ(samples::write_tiff(path("image.tif"), {}), noErr);
+    edited_document(path("image.tif"));
+    ASSERT_EQ(samples::write_tiff(path("image.tif"), c.options), noErr);
+    expect_refused(path("image.tif"), c.code, 3);
+  }
+}
+
+TEST_F(ExportEndToEnd, TagsThatCannotBeUsedAreRefused) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {}), noErr);
+  Document edited = edited_document(path("image.tif"));
+  const PluginResource tag = edited.resources.at(0);
+
+  edited.resources = {};
+  ASSERT_EQ(write_document(document(), edited), noErr);
+  expect_refused(path("image.tif"), 120, 1);
+
+  edited.resources = {tag, tag};
+  ASSERT_EQ(write_document(document(), edited), noErr);
+  expect_refused(path("image.tif"), 120, 1);
+
+  edited.resources = {tag};
+  edited.resources[0].data[3] = 4;  // version 4
+  ASSERT_EQ(write_document(document(), edited), noErr);
+  expect_refused(path("image.tif"), 121, 1);
+}
+
+TEST_F(ExportEndToEnd, MovedFileIsAskedForAndTheTagRewritten) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
+  const Document edited = edited_document(path("image.tif"));
+  std::filesystem::create_directory(path("moved"));
+  std::filesystem::rename(path("image.tif"), path("moved/image.tif"));
+
+  const RunResult run = tessel(doc() + " --select " + path("moved/image.tif").string());
+  EXPECT_EQ(run.status, 0) << run.alerts;
+  EXPECT_TRUE(run.alerts.empty()) << run.alerts;  // a missing file asks without an alert
+  expect_written(path("moved/image.tif"), edited, kRect.bottom - kRect.top);
+
+  auto reread = read_document(document());
+  ASSERT_TRUE(reread);
+  ASSERT_EQ(reread->resources.size(), 1u);
+  platform::catalog::forget();
+  const FSSpec moved = *platform::files::spec_from_path(path("moved/image.tif"));
+  EXPECT_EQ(reread->resources[0].data, host::tag_bytes(moved, kRect, 64, 48));
+}
+
+TEST_F(ExportEndToEnd, LockedFileAndReadOnlyFolderAreReported) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {}), noErr);
+  edited_document(path("image.tif"));
+  chmod(path("image.tif").c_str(), 0444);
+  expect_refused(path("image.tif"), 132, 3);
+  chmod(path("image.tif").c_str(), 0644);
+
+  std::filesystem::create_directory(path("shut"));
+  ASSERT_EQ(samples::write_tiff(path("shut/image.tif"), {}), noErr);
+  edited_document(path("shut/image.tif"));
+  chmod(path("shut").c_str(), 0555);
+  expect_refused(path("shut/image.tif"), 134, 3);
+}
+
+TEST_F(ExportEndToEnd, InterruptLeavesTheBandsWrittenSoFar) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
+  const Document edited = edited_document(path("image.tif"));
+  setenv("TESSEL_TEST_INTERRUPT_AFTER_BANDS", "2", 1);
+  const SInt32 bandBytes = 3 * 33 * 3;  // three rows per band
+  const RunResult run = tessel(doc() + " --memory-limit " + std::to_string(bandBytes));
+  EXPECT_EQ(run.status, 3);
+  expect_written(path("image.tif"), edited, 6);
+  EXPECT_TRUE(read_document(document())->modified());
+}
+
+}  // namespace
+}  // namespace tessel::host

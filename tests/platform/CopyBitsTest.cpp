@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "OffscreenPort.h"
+#include "QDOffscreen.h"
+#include "Quickdraw.h"
+
+using tessel::testing::kBlackPixel;
+using tessel::testing::kWhitePixel;
+using tessel::testing::OffscreenPort;
+
+namespace {
+
+RGBColor rgb16(UInt32 rgb) {
+  return RGBColor{UInt16(((rgb >> 16) & 0xFF) * 257), UInt16(((rgb >> 8) & 0xFF) * 257),
+                  UInt16((rgb & 0xFF) * 257)};
+}
+
+void paint(UInt32 rgb, Rect r) {
+  RGBColor c = rgb16(rgb);
+  RGBForeColor(&c);
+  PaintRect(&r);
+  ForeColor(blackColor);
+}
+
+// A 4 x 2 source of four colours, each two pixels wide:
+//   row 0: red red green green
+//   row 1: blue blue grey grey
+void paint_quadrants() {
+  paint(0xFF0000, Rect{0, 0, 1, 2});
+  paint(0x00FF00, Rect{0, 2, 1, 4});
+  paint(0x0000FF, Rect{1, 0, 2, 2});
+  paint(0x808080, Rect{1, 2, 2, 4});
+}
+
+}  // namespace
+
+TEST(QuickdrawCopyBits, ScalesUpByNearestNeighbour) {
+  OffscreenPort source(4, 2);
+  paint_quadrants();
+  OffscreenPort dest(16, 8);
+  Rect from{0, 0, 2, 4}, to{0, 0, 8, 16};
+  CopyBits(source.bits(), dest.bits(), &from, &to, srcCopy, nullptr);
+  EXPECT_EQ(dest.at(0, 0), 0xFF0000u);
+  EXPECT_EQ(dest.at(7, 3), 0xFF0000u);
+  EXPECT_EQ(dest.at(8, 3), 0x00FF00u);
+  EXPECT_EQ(dest.at(7, 4), 0x0000FFu);
+  EXPECT_EQ(dest.at(15, 7), 0x808080u);
+}
+
+TEST(QuickdrawCopyBits, ScalesDownAndOffsetsIntoTheDestination) {
+  OffscreenPort source(16, 8);
+  paint(0xFF0000, Rect{0, 0, 4, 8});
+  paint(0x00FF00, Rect{4, 8, 8, 16});
+  OffscreenPort dest(10, 10);
+  Rect from{0, 0, 8, 16}, to{3, 2, 5, 6};
+  CopyBits(source.bits(), dest.bits(), &from, &to, srcCopy, nullptr);
+  EXPECT_EQ(dest.at(2, 3), 0xFF0000u);
+  EXPECT_EQ(dest.at(3, 3), 0xFF0000u);
+  EXPECT_EQ(dest.at(4, 3), kWhitePixel);
+  EXPECT_EQ(dest.at(5, 4), 0x00FF00u);
+  EXPECT_EQ(dest.at(6, 4), kWhitePixel);
+  EXPECT_EQ(dest.at(2, 5), kWhitePixel);
+}
+
+TEST(QuickdrawCopyBits, OneBitSourcesTakeTheForeAndBackColours) {
+  OffscreenPort source(8, 1, 1);
+  paint(0x000000, Rect{0, 0, 1, 4});
+  OffscreenPort dest(8, 1);
+  Rect all{0, 0, 1, 8};
+  CopyBits(source.bits(), dest.bits(), &all, &all, srcCopy, nullptr);
+  EXPECT_EQ(dest.at(0, 0), kBlackPixel);
+  EXPECT_EQ(dest.at(4, 0), kWhitePixel);
+  RGBColor red{0xFFFF, 0, 0}, yellow{0xFFFF, 0xFFFF, 0};
+  RGBForeColor(&red);
+  RGBBackColor(&yellow);
+  CopyBits(source.bits(), dest.bits(), &all, &all, srcCopy, nullptr);
+  EXPECT_EQ(dest.at(1, 0), 0xFF0000u);
+  EXPECT_EQ(dest.at(5, 0), 0xFFFF00u);
+}
+
+TEST(QuickdrawCopyBits, OrAndXorModesTouchOnlyForegroundPixels) {
+  OffscreenPort source(8, 1, 1);
+  paint(0x000000, Rect{0, 0, 1, 4});
+  OffscreenPort dest(8, 1);
+  paint(0x00FF00, Rect{0, 0, 1, 8});
+  Rect all{0, 0, 1, 8};
+  CopyBits(source.bits(), dest.bits(), &all, &all, srcOr, nullptr);
+  EXPECT_EQ(dest.at(0, 0), kBlackPixel);
+  EXPECT_EQ(dest.at(4, 0), 0x00FF00u);
+  CopyBits(source.bits(), dest.bits(), &all, &all, srcXor, nullptr);
+  EXPECT_EQ(dest.at(0, 0), kWhitePixel);
+  EXPECT_EQ(dest.at(7, 0), 0x00FF00u);
+}
+
+TEST(QuickdrawCopyBits, IndexedPixelMapsAreReadThroughTheirColourTable) {
+  std::vector<UInt8> pixels{0, 5, 215, 255};
+  PixMapHandle map = NewPixMap();
+  (**map).baseAddr = reinterpret_cast<Ptr>(pixels.data());
+  (**map).rowBytes = SInt16(4 | kPixMapMarker);
+  (**map).bounds = Rect{0, 0, 1, 4};
+  OffscreenPort dest(4, 1);
+  Rect all{0, 0, 1, 4};
+  CopyBits(*map, dest.bits(), &all, &all, srcCopy, nullptr);
+  EXPECT_EQ(dest.at(0, 0), kWhitePixel);
+  EXPECT_EQ(dest.at(1, 0), 0xFFFF00u);  // entry 5: FFFF FFFF 0000
+  EXPECT_EQ(dest.at(2, 0), 0xEE0000u);
+  EXPECT_EQ(dest.at(3, 0), kBlackPixel);
+  DisposePixMap(map);
+}
+
+TEST(QuickdrawCopyBits, FourBitPixelMapsUnpackTwoPixelsPerByte) {
+  std::vector<UInt8> pixels{0x3F, 0x0C};
+  PixMapHandle map = NewPixMap();
+  DisposeCTable((**map).pmTable);
+  (**map).pmTable = GetCTable(4);
+  (**map).pixelSize = 4;
+  (**map).baseAddr = reinterpret_cast<Ptr>(pixels.data());
+  (**map).rowBytes = SInt16(2 | kPixMapMarker);
+  (**map).bounds = Rect{0, 0, 1, 4};
+  OffscreenPort dest(4, 1);
+  Rect all{0, 0, 1, 4};
+  CopyBits(*map, dest.bits(), &all, &all, srcCopy, nullptr);
+  EXPECT_EQ(dest.at(0, 0), 0xDD0806u);  // entry 3, red
+  EXPECT_EQ(dest.at(1, 0), kBlackPixel);
+  EXPECT_EQ(dest.at(2, 0), kWhitePixel);
+  EXPECT_EQ(dest.at(3, 0), 0xC0C0C0u);
+  DisposePixMap(map);
+}
+
+TEST(QuickdrawCopyBits, CopiesIntoTheCurrentPortStayInsideItsClip) {
+  OffscreenPort source(10, 10);
+  paint(0xFF0000, Rect{0, 0, 10, 10});
+  OffscreenPort dest(10, 10);
+  Rect clip{2, 2, 5, 5};
+  ClipRect(&clip);
+  Rect all{0, 0, 10, 10};
+  CopyBits(source.bits(), dest.bits(), &all, &all, srcCopy, nullptr);
+  EXPECT_EQ(dest.at(2, 2), 0xFF0000u);
+  EXPECT_EQ(dest.at(4, 4), 0xFF0000u);
+  EXPECT_EQ(dest.at(5, 4), kWhitePixel);
+  EXPECT_EQ(dest.at(1, 2), kWhitePixel);
+}
+
+TEST(QuickdrawCopyBits, CopyMaskDrawsOnlyWhereTheMaskIsSet) {
+  OffscreenPort source(8, 2);
+  paint(0x0000FF, Rect{0, 0, 2, 8});
+  std::vector<UInt8> maskBits{0xF0, 0x0F};
+  BitMap mask{reinterpret_cast<Ptr>(maskBits.data()), 1, Rect{0, 0, 2, 8}};
+  OffscreenPort dest(16, 4);
+  Rect from{0, 0, 2, 8}, to{0, 0, 4, 16};
+  CopyMask(source.bits(), &mask, dest.bits(), &from, &from, &to);
+  EXPECT_EQ(dest.at(0, 0), 0x0000FFu);
+  EXPECT_EQ(dest.at(7, 1), 0x0000FFu);
+  EXPECT_EQ(dest.at(8, 1), kWhitePixel);
+  EXPECT_EQ(dest.at(0, 2), kWhitePixel);
+  EXPECT_EQ(dest.at(15, 3), 0x0000FFu);
+}
+
+TEST(QuickdrawCopyBits, ColourPatternFillsTileFromThePixelBuffer) {
+  OffscreenPort dest(20, 20);
+  std::vector<UInt8> pixels(64, 255);
+  pixels[0] = 0;  // one white pixel at the tile's top-left
+  PixPatHandle pattern = NewPixPat();
+  (**pattern).patType = 1;
+  (**pattern).patMap = NewPixMap();
+  (**(**pattern).patMap).baseAddr = reinterpret_cast<Ptr>(pixels.data());
+  (**(**pattern).patMap).rowBytes = SInt16(8 | kPixMapMarker);
+  (**(**pattern).patMap).bounds = Rect{0, 0, 8, 8};
+  Rect area{3, 3, 20, 20};
+  FillCRect(&area, pattern);
+  EXPECT_EQ(dest.at(8, 8), kWhitePixel);
+  EXPECT_EQ(dest.at(16, 16), kWhitePixel);
+  EXPECT_EQ(dest.at(9, 8), kBlackPixel);
+  EXPECT_EQ(dest.at(2, 2), kWhitePixel);  // outside the area
+  (**(**pattern).patMap).baseAddr = nullptr;
+  DisposePixPat(pattern);
+}

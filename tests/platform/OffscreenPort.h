@@ -1,0 +1,45 @@
+// A port of its own for a test, made current while it lives, with its
+// pixels read back through the platform's public calls.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "QDOffscreen.h"
+#include "Quickdraw.h"
+
+namespace tessel::testing {
+
+class OffscreenPort {
+ public:
+  explicit OffscreenPort(SInt16 width, SInt16 height, int depth = 32) {
+    Rect bounds{0, 0, height, width};
+    EXPECT_EQ(platform::quickdraw::open_port(port_, bounds, depth), 0);
+    SetPort(&port_);
+  }
+  ~OffscreenPort() { platform::quickdraw::close_port(port_); }
+  OffscreenPort(const OffscreenPort&) = delete;
+  OffscreenPort& operator=(const OffscreenPort&) = delete;
+
+  GrafPtr port() { return &port_; }
+  const BitMap* bits() { return GetPortBitMapForCopyBits(&port_); }
+  UInt32 at(int h, int v) const { return platform::quickdraw::pixel(port_, h, v); }
+
+  // Every pixel of the port rectangle, row by row.
+  std::vector<UInt32> snapshot() const {
+    std::vector<UInt32> pixels;
+    for (int v = port_.portRect.top; v < port_.portRect.bottom; ++v) {
+      for (int h = port_.portRect.left; h < port_.portRect.right; ++h) pixels.push_back(at(h, v));
+    }
+    return pixels;
+  }
+
+ private:
+  GrafPort port_{};
+};
+
+constexpr UInt32 kWhitePixel = 0xFFFFFF;
+constexpr UInt32 kBlackPixel = 0x000000;
+
+}  // namespace tessel::testing

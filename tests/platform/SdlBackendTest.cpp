@@ -1,0 +1,108 @@
+// The desktop backend on a real X server: a dialog becomes a window, and a
+// click put into SDL's own event queue reaches ModalDialog as a button hit.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "DialogTestSupport.h"
+#include "headless/HeadlessBackend.h"
+#include "sdl/SdlBackend.h"
+
+// The desktop's D-Bus library keeps a buffer for the life of the process,
+// which the leak checker of sanitized builds would otherwise report.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libdbus-1.so\n"; }
+
+namespace tessel::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kXvfb = "/usr/bin/Xvfb";
+
+class SdlBackend : public DialogTest {
+ protected:
+  void SetUp() override {
+    DialogTest::SetUp();
+    if (access(kXvfb, X_OK) != 0) GTEST_SKIP() << "Xvfb is not installed";
+    display_ = 90 + int(getpid() % 400);
+    server_ = fork();
+    ASSERT_GE(server_, 0);
+    if (server_ == 0) {
+      std::string name = ":" + std::to_string(display_);
+      execl(kXvfb, "Xvfb", name.c_str(), "-screen", "0", "1024x768x24", "-nolisten", "tcp",
+            static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    ASSERT_TRUE(wait_for_socket()) << "Xvfb did not start on :" << display_;
+    setenv("DISPLAY", (":" + std::to_string(display_)).c_str(), 1);
+    auto desktop = platform::sdl::make();
+    ASSERT_NE(desktop, nullptr) << "SDL could not open the X display";
+    platform::backend::install(std::move(desktop));
+  }
+
+  void TearDown() override {
+    // Windows first, then the desktop backend, then the server it talks to.
+    for (WindowPtr window : platform::windows::all()) platform::windows::close(*window);
+    platform::backend::install(platform::headless::make());
+    if (server_ > 0) {
+      kill(server_, SIGTERM);
+      waitpid(server_, nullptr, 0);
+    }
+    DialogTest::TearDown();
+  }
+
+  bool wait_for_socket() const {
+    fs::path socket = "/tmp/.X11-unix/X" + std::to_string(display_);
+    for (int i = 0; i < 100; ++i) {
+      if (fs::exists(socket)) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return false;
+  }
+
+  int display_ = 0;
+  pid_t server_ = 0;
+};
+
+DialogPtr gDialog = nullptr;
+int gNulls = 0;
+
+// Clicks Cancel once the dialog is drawn; gives up after ten seconds of
+// idling so that a lost click fails the test instead of hanging it.
+Boolean click_cancel_when_idle(DialogPtr, EventRecord* event, SInt16* itemHit) {
+  if (event->what != nullEvent) return false;
+  if (++gNulls == 10) {
+    SInt16 kind = 0;
+    Handle handle = nullptr;
+    Rect box{};
+    GetDItem(gDialog, 2, &kind, &handle, &box);
+    Point centre{SInt16((box.top + box.bottom) / 2), SInt16((box.left + box.right) / 2)};
+    EXPECT_TRUE(platform::sdl::push_click(*gDialog, centre));
+  }
+  if (gNulls < 600) return false;
+  *itemHit = -1;
+  return true;
+}
+
+TEST_F(SdlBackend, SynthesisedClickHitsTheButtonOfARealWindow) {
+  add({FourCC("DLOG"), 300, 0, "", dialog_template({50, 60, 170, 320}, 300, true, 0)});
+  add({FourCC("DITL"), 300, 0, "",
+       item_list({{ctrlItem + btnCtrl, {80, 170, 100, 240}, text_bytes("OK")},
+                  {ctrlItem + btnCtrl, {80, 80, 100, 150}, text_bytes("Cancel")}})});
+  open_resources();
+  EXPECT_STREQ(platform::backend::current().name(), "sdl");
+  gDialog = GetNewDialog(300, nullptr, kFirstWindowOfClass);
+  ASSERT_NE(gDialog, nullptr);
+  SInt16 item = 0;
+  ModalDialog(click_cancel_when_idle, &item);
+  EXPECT_EQ(item, 2);
+  EXPECT_LT(gNulls, 600);
+  EXPECT_EQ(platform::quickdraw::pixel(*gDialog, 80, 90), 0x000000u) << "Cancel's frame";
+  DisposeDialog(gDialog);
+}
+
+}  // namespace
+}  // namespace tessel::testing

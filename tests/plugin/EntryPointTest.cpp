@@ -1,0 +1,137 @@
+#include "PluginTestSupport.h"
+#include "plugin/ResultCodes.h"
+#include "plugin/TagTheDocument.h"
+#include "plugin/TesselAcquire.h"
+#include "tools/samples/SampleImages.h"
+
+namespace tessel::testing {
+namespace {
+
+namespace mem = platform::memory;
+
+class EntryPoint : public PluginTest {
+ protected:
+  FakeExportHost host;
+
+  ExportGlobals* export_globals() { return ReferencePointerAs<ExportGlobals>(host.slot); }
+
+  // A document tagged with a sample file's rectangle, ready to export.
+  void tagged_document() {
+    ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), 0);
+    SourceImage image{};
+    image.fileSpec = spec_of("image.tif");
+    image.selection = Rect{0, 0, 10, 10};
+    image.width = 64;
+    image.height = 48;
+    auto* procs = ReferencePointerAs<HostResourceProcs>(Get(host.params, kExportResourceProcs));
+    ASSERT_EQ(TagTheDocument(procs, &image), 0);
+    host.document.fill(10, 10, 3);
+    host.describe_document();
+  }
+};
+
+TEST_F(EntryPoint, UnknownSelectorsAreReportedAndClearTheRunFlag) {
+  tagged_document();
+  for (SInt16 selector : {SInt16(5), SInt16(-1)}) {
+    ASSERT_EQ(host.call(kSelectorPrepare), 0);
+    ASSERT_EQ(export_globals()->runOk, 1);
+    EXPECT_EQ(host.call(selector), 1);
+    EXPECT_EQ(export_globals()->runOk, 0);
+  }
+  EXPECT_EQ(host.call(kSelectorFinish), 0);
+  EXPECT_EQ(Get(host.params, kExportModifiedFlag), 1);  // a failed run leaves the flag
+
+  AcquireParams acquire{};
+  PluginDataSlot slot = 0;
+  SInt16 result = 0;
+  ts_acquire_main(-1, &acquire, &slot, &result);
+  EXPECT_EQ(result, 1);
+  EXPECT_EQ(alerts(), (std::vector<std::string>{alert_line("message 13 [|]", -30200),
+                                                alert_line("message 13 [|]", -30200),
+                                                alert_line(message_text(13), -30000)}));
+}
+
+TEST_F(EntryPoint, ANegativeResultReachesTheHostAsOneAfterItsReport) {
+  tagged_document();
+  Set(host.params, kExportMemoryLimit, 29);  // less than one row of 10 RGB pixels
+  EXPECT_EQ(host.run(), 1);
+  EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 13 [|]", -108)});
+  EXPECT_EQ(export_globals()->sourceImage, nullptr);  // the failed start cleaned up
+}
+
+TEST_F(EntryPoint, CancelIsSilentAndStillEndsTheRun) {
+  tagged_document();
+  std::filesystem::remove(path("image.tif"));  // asked for, and nothing is chosen
+  EXPECT_EQ(host.run(), kUserCancelled);
+  EXPECT_TRUE(alerts().empty());
+  EXPECT_EQ(Get(host.params, kExportModifiedFlag), 1);
+}
+
+TEST_F(EntryPoint, TheStateRecordIsKeptAndItsParamsRefreshed) {
+  EXPECT_EQ(host.call(kSelectorAbout), 0);
+  PluginDataSlot first = host.slot;
+  ASSERT_NE(first, 0u);
+  ExportParams other{};
+  ExportParams untouched = other;
+  SInt16 result = -1;
+  ts_export_main(kSelectorAbout, &other, &host.slot, &result);
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(host.slot, first);
+  EXPECT_EQ(export_globals()->params, &other);
+  EXPECT_EQ(other.bytes, untouched.bytes);  // export's about does nothing
+}
+
+TEST_F(EntryPoint, AStateRecordThatCannotBeMadeLeavesTheSlotEmpty) {
+  // The alert's resources are loaded before the heap fills, as they would be
+  // in a host that has reported anything before.
+  const std::pair<ResType, SInt16> used[] = {
+      {FourCC("STR#"), 16005}, {FourCC("ALRT"), 16100}, {FourCC("DITL"), 16100}};
+  for (auto [type, id] : used) ASSERT_NE(GetResource(type, id), nullptr);
+  std::int64_t budget = mem::zone_budget(ApplicZone());
+  mem::set_zone_budget(ApplicZone(), mem::zone_used(ApplicZone()));
+  EXPECT_EQ(host.call(kSelectorPrepare), 1);
+  EXPECT_EQ(host.slot, 0u);
+  mem::set_zone_budget(ApplicZone(), budget);
+  EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 13 [|]", -108)});
+  host.describe_document();
+  EXPECT_EQ(host.call(kSelectorPrepare), 0);
+  EXPECT_NE(host.slot, 0u);
+}
+
+TEST_F(EntryPoint, PrepareWarnsWhenTheHostLacksCallbacks) {
+  AcquireParams acquire{};
+  PluginDataSlot slot = 0;
+  SInt16 result = 0;
+  ts_acquire_main(kSelectorPrepare, &acquire, &slot, &result);
+  EXPECT_EQ(result, 1);
+
+  Set(host.params, kExportResourceProcs, 0u);
+  EXPECT_EQ(host.call(kSelectorPrepare), 1);
+  EXPECT_EQ(alerts(), (std::vector<std::string>{
+                          "no buffer callbacks", alert_line(message_text(13), 1),
+                          "no resource callbacks", alert_line("message 13 [|]", 1)}));
+}
+
+TEST_F(EntryPoint, PrepareArmsTheRun) {
+  Set(host.params, kExportMemoryLimit, 1 << 20);
+  host.document.fill(20, 30, 4);
+  host.describe_document();
+  ASSERT_EQ(host.call(kSelectorPrepare), 0);
+  EXPECT_EQ(Get(host.params, kExportMemoryLimit), 20 * 30 * 4);  // lowered to the document
+
+  AcquireParams acquire{};
+  Set(acquire, kAcquireMemoryLimit, 1000);
+  Set(acquire, kAcquireBufferProcs, Get(host.params, kExportBufferProcs));
+  Set(acquire, kAcquireResourceProcs, Get(host.params, kExportResourceProcs));
+  PluginDataSlot slot = 0;
+  SInt16 result = -1;
+  ts_acquire_main(kSelectorPrepare, &acquire, &slot, &result);
+  ASSERT_EQ(result, 0);
+  EXPECT_EQ(Get(acquire, kAcquireMemoryLimit), 0);
+  auto* globals = ReferencePointerAs<AcquireGlobals>(slot);
+  EXPECT_EQ(globals->firstContinue, 1);
+  EXPECT_EQ(globals->tagAtFinish, 1);
+}
+
+}  // namespace
+}  // namespace tessel::testing

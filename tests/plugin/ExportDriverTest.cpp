@@ -1,0 +1,255 @@
+#include <sys/stat.h>
+
+#include "PluginTestSupport.h"
+#include "formats/FormatTestSupport.h"
+#include "plugin/ResultCodes.h"
+#include "plugin/TagTheDocument.h"
+#include "tools/samples/SampleImages.h"
+
+namespace tessel::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using samples::sample_value;
+
+constexpr UInt32 kSeed = 7;
+
+class ExportDriver : public PluginTest {
+ protected:
+  void SetUp() override {
+    PluginTest::SetUp();
+    host_ = std::make_unique<FakeExportHost>();
+  }
+  void TearDown() override {
+    host_.reset();
+    PluginTest::TearDown();
+  }
+  FakeExportHost& host() { return *host_; }
+
+  fs::path write_rgb_tiff(const std::string& name, samples::TiffOptions options = {}) {
+    options.samplesPerPixel = 3;
+    options.photometric = 2;
+    options.rowsPerStrip = 5;
+    options.seed = kSeed;
+    fs::path file = path(name);
+    EXPECT_EQ(samples::write_tiff(file, options), 0);
+    return file;
+  }
+
+  // Tags the host's document with name's file, the rectangle, and the size
+  // the image had then; the document gets the rectangle's size.
+  void tag(const std::string& name, Rect rect, SInt32 width = 64, SInt32 height = 48,
+           SInt16 planes = 3) {
+    SourceImage image{};
+    image.fileSpec = spec_of(name);
+    image.selection = rect;
+    image.width = width;
+    image.height = height;
+    ASSERT_EQ(TagTheDocument(resource_procs(), &image), 0);
+    host().document.fill(SInt16(rect.bottom - rect.top), SInt16(rect.right - rect.left), planes);
+  }
+
+  const HostResourceProcs* resource_procs() {
+    return ReferencePointerAs<HostResourceProcs>(Get(host().params, kExportResourceProcs));
+  }
+
+  // The file must hold the document in rect and the sample formula elsewhere,
+  // and be byte for byte what a bare write of the document gives a copy of it.
+  void expect_written(const fs::path& file, const fs::path& pristine, Rect rect) {
+    const FakeDocument& document = host().document;
+    {
+      OpenedImage reference(pristine);
+      ASSERT_EQ(reference.result, 0);
+      TileArea box{rect.top, rect.left, rect.bottom, rect.right, 0, document.planes};
+      Tile tile{const_cast<UInt8*>(document.pixels.data()), box, document.columns * document.planes,
+                document.planes, 0};
+      ASSERT_EQ(RasterFormatPutTile(&reference.image.format, tile, box), 0);
+    }
+    EXPECT_EQ(file_bytes(file), file_bytes(pristine));
+    expect_boxes_read(file, [&](SInt32 r, SInt32 c, SInt32 p) {
+      bool inside = r >= rect.top && r < rect.bottom && c >= rect.left && c < rect.right;
+      return inside ? FakeDocument::sample(r - rect.top, c - rect.left, p)
+                    : sample_value(kSeed, r, c, p);
+    });
+  }
+
+  static fs::path copy_with_sidecar(const fs::path& file, const fs::path& copy) {
+    fs::copy_file(file, copy);
+    fs::path sidecar = file.parent_path() / ("._" + file.filename().string());
+    fs::path copySidecar = copy.parent_path() / ("._" + copy.filename().string());
+    if (fs::exists(sidecar)) fs::copy_file(sidecar, copySidecar);
+    return copy;
+  }
+
+ private:
+  std::unique_ptr<FakeExportHost> host_;
+};
+
+TEST_F(ExportDriver, WritesExactlyTheRectangleOfAChunkyTIFFBandByBand) {
+  fs::path file = write_rgb_tiff("image.tif");
+  fs::path pristine = copy_with_sidecar(file, path("pristine.tif"));
+  tag("image.tif", Rect{10, 8, 30, 40});
+  Set(host().params, kExportMemoryLimit, 32 * 3 * 6);  // six rows of the document
+
+  ASSERT_EQ(host().run(), 0);
+
+  ASSERT_EQ(host().requests.size(), 4u);
+  EXPECT_EQ(host().requests[0].bottom, 6);
+  EXPECT_EQ(host().requests[3].top, 18);
+  EXPECT_EQ(host().requests[3].bottom, 20);
+  EXPECT_EQ(host().requestedPlanes[0], std::make_pair(SInt16(0), SInt16(2)));
+  EXPECT_EQ(host().lastDone, 60);
+  EXPECT_EQ(host().lastTotal, 60);
+  EXPECT_EQ(Get(host().params, kExportModifiedFlag), 0);
+  EXPECT_TRUE(alerts().empty());
+  expect_written(file, pristine, Rect{10, 8, 30, 40});
+}
+
+TEST_F(ExportDriver, WritesANativeFilePlaneByPlane) {
+  samples::NativeOptions options;
+  options.channels = 3;
+  options.mode = 3;
+  options.seed = kSeed;
+  ASSERT_EQ(samples::write_native(path("image.lumn"), options), 0);
+  fs::path pristine = copy_with_sidecar(path("image.lumn"), path("pristine.lumn"));
+  tag("image.lumn", Rect{5, 0, 15, 16});
+  Set(host().params, kExportMemoryLimit, 16 * 4);  // four rows of one plane
+
+  ASSERT_EQ(host().run(), 0);
+
+  std::vector<SInt16> bands;
+  for (const Rect& r : host().requests) bands.push_back(SInt16(r.bottom - r.top));
+  EXPECT_EQ(bands, (std::vector<SInt16>{4, 4, 2, 4, 4, 2, 4, 4, 2}));
+  EXPECT_EQ(host().requestedPlanes[3], std::make_pair(SInt16(1), SInt16(1)));
+  expect_written(path("image.lumn"), pristine, Rect{5, 0, 15, 16});
+}
+
+TEST_F(ExportDriver, ADocumentThatNoLongerMatchesEndsTheRunWithoutADialog) {
+  write_rgb_tiff("image.tif");
+  platform::standard_file::preselect(path("image.tif"));  // a dialog would take it
+  tag("image.tif", Rect{0, 0, 20, 32});
+
+  host().document.fill(20, 31, 3);  // cropped by one column
+  EXPECT_EQ(host().run(), kDocumentSizeChanged);
+  host().document.fill(20, 32, 4);
+  EXPECT_EQ(host().run(), kDocumentChannelsDiffer);
+  host().document.fill(20, 32, 4);
+  host().document.mode = 4;
+  EXPECT_EQ(host().run(), kDocumentNotRGB);
+
+  EXPECT_EQ(alerts(), (std::vector<std::string>{alert_line("message 17 [32|20]", 109),
+                                                alert_line("message 19 [3|20]", 110),
+                                                alert_line("message 22 [3|20]", 124)}));
+  EXPECT_EQ(Get(host().params, kExportModifiedFlag), 1);
+}
+
+TEST_F(ExportDriver, AFileThatCannotBeWrittenIsReportedAndAskedForAgain) {
+  struct Case {
+    samples::TiffOptions options;
+    std::string alert;
+  };
+  samples::TiffOptions deep, tiled, compressed;
+  deep.bitsPerSample = 16;
+  tiled.tiles = samples::TiffTiles{};
+  compressed.compression = 5;
+  // Texts no check has filled are empty, and the message's placeholders with them.
+  const Case cases[] = {{deep, alert_line("message 25 [16|]", 127)},
+                        {tiled, alert_line("message 20 [|]", 122)},
+                        {compressed, alert_line("message 26 [|]", 128)}};
+  for (const Case& c : cases) {
+    FakeExportHost fresh;  // new state record: report texts start empty
+    write_rgb_tiff("image.tif", c.options);
+    SourceImage image{};
+    image.fileSpec = spec_of("image.tif");
+    image.selection = Rect{0, 0, 4, 4};
+    image.width = 64;
+    image.height = 48;
+    ASSERT_EQ(TagTheDocument(resource_procs(), &image), 0);
+    fresh.document.fill(4, 4, 3);
+    fs::remove(path("alerts.log"));
+    EXPECT_EQ(fresh.run(), kUserCancelled);  // nothing pre-selected: the dialog is cancelled
+    EXPECT_EQ(alerts(), std::vector<std::string>{c.alert});
+  }
+}
+
+TEST_F(ExportDriver, ALockedFileIsRefusedAgainWhenChosenAgain) {
+  fs::path file = write_rgb_tiff("image.tif");
+  fs::path pristine = copy_with_sidecar(file, path("pristine.tif"));
+  tag("image.tif", Rect{0, 0, 8, 8});
+  chmod(file.c_str(), 0444);
+  platform::standard_file::preselect(file);
+
+  EXPECT_EQ(host().run(), kUserCancelled);
+
+  std::string locked = alert_line("message 31 [|]", 132);
+  EXPECT_EQ(alerts(), (std::vector<std::string>{locked, locked}));
+  EXPECT_EQ(file_bytes(file), file_bytes(pristine));
+  EXPECT_EQ(Get(host().params, kExportModifiedFlag), 1);
+}
+
+TEST_F(ExportDriver, AFolderThatMayNotChangeIsReported) {
+  fs::create_directories(path("locked"));
+  write_rgb_tiff("locked/image.tif");
+  tag("locked/image.tif", Rect{0, 0, 8, 8});
+  chmod(path("locked").c_str(), 0555);
+
+  EXPECT_EQ(host().run(), kUserCancelled);
+  EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 29 [|]", 134)});
+}
+
+TEST_F(ExportDriver, AMovedFileIsAskedForSilentlyAndTheTagRewritten) {
+  write_rgb_tiff("gone.tif");
+  tag("gone.tif", Rect{2, 3, 12, 19});
+  fs::create_directories(path("moved"));
+  fs::rename(path("gone.tif"), path("moved/here.tif"));
+  fs::path pristine = copy_with_sidecar(path("moved/here.tif"), path("pristine.tif"));
+  platform::standard_file::preselect(path("moved/here.tif"));
+
+  ASSERT_EQ(host().run(), 0);
+
+  EXPECT_TRUE(alerts().empty());
+  // The dialog opened where the tagged file was.
+  EXPECT_EQ(platform::standard_file::last_shown_folder().dirID, spec_of("gone.tif").parID);
+  ASSERT_EQ(host().tags.size(), 1u);
+  std::vector<UInt8> tagBytes = host().tag_bytes();
+  FSSpec here = spec_of("moved/here.tif");
+  EXPECT_EQ(std::string(tagBytes.begin() + 13, tagBytes.begin() + 13 + tagBytes[12]), "here.tif");
+  EXPECT_EQ(SInt32(platform::read_big32(std::span(tagBytes).subspan(8))), here.parID);
+  EXPECT_EQ(platform::read_big16(std::span(tagBytes).subspan(76)), 2);  // the old rectangle
+  expect_written(path("moved/here.tif"), pristine, Rect{2, 3, 12, 19});
+}
+
+TEST_F(ExportDriver, AChosenFileOfAnotherSizeCannotBeUsed) {
+  write_rgb_tiff("gone.tif");
+  tag("gone.tif", Rect{0, 0, 8, 8});
+  fs::remove(path("gone.tif"));
+  samples::TiffOptions smaller;
+  smaller.width = 50;
+  write_rgb_tiff("other.tif", smaller);
+  platform::standard_file::preselect(path("other.tif"));
+
+  EXPECT_EQ(host().run(), kUserCancelled);
+  // The size check left the tagged size in the texts.
+  EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 32 [64|48]", 133)});
+  std::vector<UInt8> tagBytes = host().tag_bytes();
+  EXPECT_EQ(platform::read_big32(std::span(tagBytes).subspan(84)), 64u);
+}
+
+TEST_F(ExportDriver, StoppingMidRunKeepsTheBandsAlreadyWritten) {
+  fs::path file = write_rgb_tiff("image.tif");
+  tag("image.tif", Rect{0, 0, 12, 10});
+  Set(host().params, kExportMemoryLimit, 10 * 3 * 4);  // bands of four rows
+  host().abortAtCall = 4;                              // after the second band is written
+
+  EXPECT_EQ(host().run(), kUserCancelled);
+
+  EXPECT_TRUE(alerts().empty());
+  EXPECT_EQ(Get(host().params, kExportModifiedFlag), 1);
+  expect_boxes_read(file, [](SInt32 r, SInt32 c, SInt32 p) {
+    bool written = r < 8 && c < 10;
+    return written ? FakeDocument::sample(r, c, p) : sample_value(kSeed, r, c, p);
+  });
+}
+
+}  // namespace
+}  // namespace tessel::testing

@@ -1,0 +1,282 @@
+// What the plug-in's tests share: a resource fork with known message texts
+// in the resource chain, the alert log, and an in-process host that owns the
+// records, the callbacks and a document in memory.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "AppleDouble.h"
+#include "ByteOrder.h"
+#include "Files.h"
+#include "HostCallbacks.h"
+#include "MacMemory.h"
+#include "References.h"
+#include "ResourceFork.h"
+#include "Resources.h"
+#include "StandardFile.h"
+#include "TempFolder.h"
+#include "plugin/HostRecords.h"
+#include "plugin/TesselExport.h"
+
+namespace tessel::testing {
+
+using platform::append_big16;
+
+// Message i of string list 16005 reads "message i [^0|^1]", so an alert line
+// shows which message was picked and what replaced its placeholders.
+inline std::string message_text(int index) {
+  return "message " + std::to_string(index) + " [^0|^1]";
+}
+
+// The line alert 16100 leaves in the log: its static text is "^0 (code ^1)".
+inline std::string alert_line(const std::string& message, int code) {
+  return message + " (code " + std::to_string(code) + ")";
+}
+
+inline std::vector<UInt8> string_list(const std::vector<std::string>& texts) {
+  std::vector<UInt8> bytes;
+  append_big16(bytes, UInt16(texts.size()));
+  for (const std::string& text : texts) {
+    bytes.push_back(UInt8(text.size()));
+    bytes.insert(bytes.end(), text.begin(), text.end());
+  }
+  return bytes;
+}
+
+// An item list with an OK button and one static text.
+inline std::vector<UInt8> message_items(const std::string& text) {
+  std::vector<UInt8> bytes;
+  append_big16(bytes, 1);
+  auto item = [&bytes](UInt8 type, const std::string& data) {
+    bytes.insert(bytes.end(), 4 + 8, 0);
+    bytes.push_back(type);
+    bytes.push_back(UInt8(data.size()));
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    if (data.size() % 2 != 0) bytes.push_back(0);
+  };
+  item(4, "OK");
+  item(8 | 0x80, text);
+  return bytes;
+}
+
+inline platform::resources::ResourceFork message_fork() {
+  std::vector<std::string> messages;
+  for (int i = 1; i <= 32; ++i) messages.push_back(message_text(i));
+  auto alert = [](SInt16 items) {
+    std::vector<UInt8> bytes(8, 0);
+    append_big16(bytes, UInt16(items));
+    append_big16(bytes, 0x5555);
+    return bytes;
+  };
+  return {0,
+          {{FourCC("STR#"), 16005, 0, "", string_list(messages)},
+           {FourCC("STR#"), kHostCallbackStrings, 0, "",
+            string_list({"no buffer callbacks", "no resource callbacks"})},
+           {FourCC("ALRT"), 16100, 0, "", alert(16100)},
+           {FourCC("DITL"), 16100, 0, "", message_items("^0 (code ^1)")},
+           {FourCC("ALRT"), 16101, 0, "", alert(16101)},
+           {FourCC("DITL"), 16101, 0, "", message_items("^0")}}};
+}
+
+// A scratch folder with the test messages at the bottom of the resource
+// chain and alerts logged to a file of the folder.
+class PluginTest : public TempFolder {
+ protected:
+  void SetUp() override {
+    TempFolder::SetUp();
+    auto fork = platform::resources::serialize_fork(message_fork());
+    ASSERT_TRUE(fork.has_value());
+    std::filesystem::path file = write_file("messages.rsrc", {});
+    ASSERT_EQ(platform::appledouble::write_resource_fork(file, *fork), 0);
+    FSSpec spec = spec_of("messages.rsrc");
+    messages_ = FSpOpenResFile(&spec, fsRdPerm);
+    ASSERT_GT(messages_, 0);
+    setenv("TESSEL_ALERT_LOG", path("alerts.log").c_str(), 1);
+    unsetenv(platform::standard_file::kSelectFileVariable);
+    platform::standard_file::preselect({});
+  }
+
+  void TearDown() override {
+    if (messages_ > 0) CloseResFile(messages_);
+    TempFolder::TearDown();
+  }
+
+  std::vector<std::string> alerts() const {
+    std::ifstream in(path("alerts.log"));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+  }
+
+ private:
+  SInt16 messages_ = 0;
+};
+
+// A document in memory: samples interleaved, row after row.
+struct FakeDocument {
+  SInt16 mode = 3;
+  SInt16 rows = 0;
+  SInt16 columns = 0;
+  SInt16 planes = 3;
+  std::vector<UInt8> pixels;
+
+  static UInt8 sample(SInt32 row, SInt32 column, SInt32 plane) {
+    return UInt8(row * 7 + column * 13 + plane * 29 + 5);
+  }
+  void fill(SInt16 height, SInt16 width, SInt16 channels) {
+    rows = height, columns = width, planes = channels;
+    pixels.clear();
+    for (SInt32 r = 0; r < rows; ++r)
+      for (SInt32 c = 0; c < columns; ++c)
+        for (SInt32 p = 0; p < planes; ++p) pixels.push_back(sample(r, c, p));
+  }
+};
+
+// The host side of an export run. The callbacks have no context argument, so
+// the host that runs a call is the current one.
+class FakeExportHost {
+ public:
+  ExportParams params{};
+  PluginDataSlot slot = 0;
+  FakeDocument document;
+  std::vector<Handle> tags;  // the document's "part" resources
+  std::vector<Rect> requests;
+  std::vector<std::pair<SInt16, SInt16>> requestedPlanes;
+  SInt32 abortAtCall = 0;  // testAbort answers 1 from this call on; 0 never
+  SInt32 abortCalls = 0;
+  SInt32 lastDone = -1, lastTotal = -1;
+  bool offerProcs = true;
+
+  FakeExportHost() {
+    current() = this;
+    Set(params, kExportMemoryLimit, 1 << 20);
+    Set(params, kExportTestAbort, NewProcReference(&testAbort));
+    Set(params, kExportUpdateProgress, NewProcReference(&updateProgress));
+    Set(params, kExportBufferProcs, NewReference(&bufferProcs()));
+    Set(params, kExportResourceProcs, NewReference(&resourceProcs()));
+    Set(params, kExportModifiedFlag, 1);
+  }
+  ~FakeExportHost() {
+    for (Handle tag : tags) DisposeHandle(tag);
+    current() = nullptr;
+  }
+  FakeExportHost(const FakeExportHost&) = delete;
+  FakeExportHost& operator=(const FakeExportHost&) = delete;
+
+  void describe_document() {
+    Set(params, kExportImageMode, document.mode);
+    Set(params, kExportImageRows, document.rows);
+    Set(params, kExportImageColumns, document.columns);
+    Set(params, kExportImagePlanes, document.planes);
+  }
+
+  SInt16 call(SInt16 selector) {
+    SInt16 result = -32768;
+    ts_export_main(selector, &params, &slot, &result);
+    return result;
+  }
+
+  // Prepare, start, a continue per requested band, finish; the first nonzero
+  // result, or 0.
+  SInt16 run() {
+    describe_document();
+    SInt16 result = call(kSelectorPrepare);
+    if (result != 0) return result;
+    result = call(kSelectorStart);
+    while (result == 0 && !request_empty()) result = deliver_band();
+    SInt16 finish = call(kSelectorFinish);
+    return result != 0 ? result : finish;
+  }
+
+  bool request_empty() const {
+    Rect r = Get(params, kExportRequestRect);
+    return r.top == 0 && r.left == 0 && r.bottom == 0 && r.right == 0;
+  }
+
+  std::vector<UInt8> tag_bytes(std::size_t index = 0) const {
+    const UInt8* data = reinterpret_cast<const UInt8*>(*tags.at(index));
+    return {data, data + GetHandleSize(tags[index])};
+  }
+  void add_tag(const std::vector<UInt8>& bytes) {
+    Handle tag = NewHandle(Size(bytes.size()));
+    std::copy(bytes.begin(), bytes.end(), reinterpret_cast<UInt8*>(*tag));
+    tags.push_back(tag);
+  }
+
+ private:
+  // Hands over the requested rows and planes, each row padded by 3 bytes so
+  // that the row step matters, and runs one continue.
+  SInt16 deliver_band() {
+    Rect r = Get(params, kExportRequestRect);
+    SInt16 first = Get(params, kExportFirstPlane), last = Get(params, kExportLastPlane);
+    requests.push_back(r);
+    requestedPlanes.emplace_back(first, last);
+    SInt32 planes = last - first + 1;
+    SInt32 rowStep = (r.right - r.left) * planes + 3;
+    std::vector<UInt8> band(std::size_t(rowStep) * (r.bottom - r.top), 0xEE);
+    for (SInt32 row = r.top; row < r.bottom; ++row)
+      for (SInt32 col = r.left; col < r.right; ++col)
+        for (SInt32 p = 0; p < planes; ++p)
+          band[std::size_t((row - r.top) * rowStep + (col - r.left) * planes + p)] =
+              document.pixels[std::size_t((row * document.columns + col) * document.planes + first +
+                                          p)];
+    Set(params, kExportDataPointer, NewReference(band.data()));
+    Set(params, kExportRowStep, rowStep);
+    SInt16 result = call(kSelectorContinue);
+    DisposeReference(Get(params, kExportDataPointer));
+    Set(params, kExportDataPointer, 0u);
+    return result;
+  }
+
+  static FakeExportHost*& current() {
+    static FakeExportHost* host = nullptr;
+    return host;
+  }
+  static UInt8 testAbort() {
+    FakeExportHost* host = current();
+    ++host->abortCalls;
+    return host->abortAtCall > 0 && host->abortCalls >= host->abortAtCall ? 1 : 0;
+  }
+  static void updateProgress(SInt32 done, SInt32 total) {
+    current()->lastDone = done;
+    current()->lastTotal = total;
+  }
+  static OSErr allocate(SInt32, SInt16, SInt16, SInt16, SInt16*, BufferID*) { return -108; }
+  static Ptr lock(BufferID, Boolean) { return nullptr; }
+  static void release(BufferID) {}
+  static SInt16 count(ResType type) {
+    return type == FourCC("part") ? SInt16(current()->tags.size()) : SInt16(0);
+  }
+  static Handle get(ResType type, SInt16 index) {
+    auto& tags = current()->tags;
+    bool found = type == FourCC("part") && index >= 1 && std::size_t(index) <= tags.size();
+    return found ? tags[std::size_t(index - 1)] : nullptr;
+  }
+  static void remove(ResType type, SInt16 index) {
+    auto& tags = current()->tags;
+    if (type != FourCC("part") || index < 1 || std::size_t(index) > tags.size()) return;
+    DisposeHandle(tags[std::size_t(index - 1)]);
+    tags.erase(tags.begin() + (index - 1));
+  }
+  static OSErr add(ResType type, Handle data) {
+    if (type != FourCC("part")) return -50;
+    const UInt8* bytes = reinterpret_cast<const UInt8*>(*data);
+    current()->add_tag({bytes, bytes + GetHandleSize(data)});
+    return 0;
+  }
+  static HostBufferProcs& bufferProcs() {
+    static HostBufferProcs procs{allocate, lock, release};
+    return procs;
+  }
+  static HostResourceProcs& resourceProcs() {
+    static HostResourceProcs procs{count, get, remove, add};
+    return procs;
+  }
+};
+
+}  // namespace tessel::testing
