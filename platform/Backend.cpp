@@ -38,6 +38,8 @@ Backend& current() {
   return *slot();
 }
 
+bool is_headless() { return std::string_view(current().name()) == "headless"; }
+
 void install(std::unique_ptr<Backend> backend) { slot() = std::move(backend); }
 
 }  // namespace tessel::platform::backend

@@ -59,6 +59,8 @@ class Backend {
 };
 
 Backend& current();
+// Whether the current backend is the one without a display.
+bool is_headless();
 // Installs a backend in place of the current one (tests and the host).
 void install(std::unique_ptr<Backend> backend);
 // The backend the environment asks for, made now.

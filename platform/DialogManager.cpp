@@ -155,6 +155,8 @@ DialogPtr make_dialog(void* storage, const WindowSpec& spec, std::vector<Item> i
   if (windows::open(*dialog, spec.bounds, spec.procID, false, spec.title, spec.refCon, behind) !=
       noErr) {
     if (dialog->ownsStorage) delete dialog;
+    Items unused{std::move(items)};
+    dispose_items(unused);
     return nullptr;
   }
   dialog->windowKind = dialogKind;

@@ -6,7 +6,6 @@
 #include <fstream>
 #include <optional>
 #include <span>
-#include <string_view>
 
 #include "Backend.h"
 #include "ByteOrder.h"
@@ -120,7 +119,7 @@ SInt16 Alert(SInt16 alertID, ModalFilterUPP filterProc) {
     std::fprintf(stderr, "alert %d or its item list is missing\n", int(alertID));
     return -1;
   }
-  if (std::string_view(tessel::platform::backend::current().name()) == "headless") {
+  if (tessel::platform::backend::is_headless()) {
     dialogs::record_alert(dialogs::printable_line(dialogs::static_texts(*items)));
   }
   dialogs::WindowSpec spec;

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "Backend.h"
 #include "MacErrors.h"
@@ -61,7 +60,7 @@ SInt16 call_hook(DlgHookYDProcPtr hook, SInt16 item, DialogRecord& dialog, void*
 }
 
 bool wants_window() {
-  return state().dialogHeadless || std::string_view(backend::current().name()) != "headless";
+  return state().dialogHeadless || !backend::is_headless();
 }
 
 }  // namespace
