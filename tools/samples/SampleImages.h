@@ -18,6 +18,7 @@
 
 #include "MacTypes.h"
 #include "ResourceFork.h"
+#include "host/ImageResourceBlock.h"
 
 namespace tessel::samples {
 
@@ -44,17 +45,34 @@ constexpr OSType kSampleCreator = FourCC("TSSL");
 // ---------------------------------------------------------------------------
 // Image resources
 
-struct ImageResourceEntry {
-  OSType type = FourCC("LUMN");
-  SInt16 id = 0;
-  std::string name{};  // at most 255 bytes
-  std::vector<UInt8> data{};
+// The samples write the same block the host keeps documents' resources in.
+using ImageResourceEntry = host::BlockEntry;
+
+// The entries as one image-resource block.
+inline std::vector<UInt8> image_resource_block(std::span<const ImageResourceEntry> entries) {
+  return host::encode_block(entries);
+}
+
+// ---------------------------------------------------------------------------
+// Thumbnails
+
+// A thumbnail for a file's resource fork: preview note "pnot" 0 naming
+// picture "PICT" pictureId, a version 2 picture of width × height direct
+// pixels whose upper half (rows below height ÷ 2) is topColor and the rest
+// bottomColor (0xRRGGBB). noteVersion and noteType let a note name something
+// a reader must refuse.
+struct SampleThumbnail {
+  UInt16 width = 32;
+  UInt16 height = 32;
+  UInt32 topColor = 0xFF0000;
+  UInt32 bottomColor = 0x0000FF;
+  SInt16 pictureId = 256;
+  UInt16 noteVersion = 0;
+  OSType noteType = FourCC("PICT");
 };
 
-// The entries as one image-resource block: per entry the type, the id, the
-// name (length byte and characters, padded to an even length), the data size
-// and the data (padded to an even length). All integers big-endian.
-std::vector<UInt8> image_resource_block(std::span<const ImageResourceEntry> entries);
+// The note and the picture, to go into a fork.
+std::vector<platform::resources::Resource> thumbnail_resources(const SampleThumbnail& thumbnail);
 
 // ---------------------------------------------------------------------------
 // TIFF
@@ -121,6 +139,7 @@ struct TiffOptions {
   std::vector<UInt16> omitTags{};
   UInt32 seed = 0;
   std::optional<OSType> fileType{};  // Finder type in the sidecar; none: no sidecar
+  std::optional<SampleThumbnail> thumbnail{};  // a resource fork holding it when given
 };
 
 // A colour map of 3 × entries 16-bit values from the sample formula.
