@@ -21,9 +21,9 @@ ratio() { printf '%.2f' "$(echo "$1 / $2" | bc -l)"; }
 # bc for the arithmetic above, installed when missing. Needs PYTHON set.
 install_peer_tools() {
   if command -v bc >/dev/null && command -v gdal_translate >/dev/null &&
-     "$PYTHON" -c 'import osgeo.gdal' 2>/dev/null; then
+     command -v vips >/dev/null && "$PYTHON" -c 'import osgeo.gdal' 2>/dev/null; then
     return
   fi
   local sudo=""; [ "$(id -u)" -ne 0 ] && sudo=sudo
-  $sudo apt-get install -y --no-install-recommends bc gdal-bin python3-gdal
+  $sudo apt-get install -y --no-install-recommends bc gdal-bin python3-gdal libvips-tools
 }

@@ -2,9 +2,13 @@
 
 #include <array>
 
+#include "host/AboutCommand.h"
+#include "host/AcquireCommand.h"
 #include "host/ExportCommand.h"
 #include "host/ExtractCommand.h"
+#include "host/InfoCommand.h"
 #include "host/Messages.h"
+#include "host/SelectCommand.h"
 
 namespace tessel::host {
 
@@ -18,8 +22,12 @@ struct Command {
 };
 
 constexpr std::array kCommands{
+    Command{"acquire", &run_acquire_command},
     Command{"export", &run_export_command},
     Command{"extract", &run_extract_command},
+    Command{"info", &run_info_command},
+    Command{"select", &run_select_command},
+    Command{"about", &run_about_command},
 };
 
 }  // namespace

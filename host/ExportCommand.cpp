@@ -1,6 +1,5 @@
 #include "host/ExportCommand.h"
 
-#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -10,6 +9,7 @@
 #include "StandardFile.h"
 #include "host/Commands.h"
 #include "host/ExportRun.h"
+#include "host/HostOptions.h"
 #include "host/Messages.h"
 #include "host/Module.h"
 
@@ -23,38 +23,30 @@ constexpr const char* kInterruptVariable = "TESSEL_TEST_INTERRUPT_AFTER_BANDS";
 struct ExportArguments {
   std::filesystem::path document{};
   std::optional<std::filesystem::path> select{};
+  CommonOptions common{};
   ExportOptions options{};
 };
 
-std::optional<SInt32> parse_positive(std::string_view text) {
-  SInt32 value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size() || value <= 0) return std::nullopt;
-  return value;
-}
+constexpr CommandOptions kExportOptions{"export", kMemoryLimitOption | kScriptOption};
 
 // One option and its value at args[at]; false after telling err what is wrong.
 bool take_option(std::span<const std::string_view> args, std::size_t& at, ExportArguments& parsed,
                  std::ostream& err) {
+  const Taken common = take_common_option(args, at, kExportOptions, parsed.common, err);
+  if (common != Taken::no) return common == Taken::yes;
   const std::string_view option = args[at];
-  if (option != "--memory-limit" && option != "--select") {
-    err << message(Text::kUnknownOption, {"export", option}) << '\n';
+  if (option != "--select") {
+    tell_unknown_option(option, kExportOptions, err);
     return false;
   }
   if (++at == args.size()) {
     err << message(Text::kMissingValue, {option}) << '\n';
     return false;
   }
-  if (option == "--select") {
-    // Taken from the working folder, as the user typed it, not from the
-    // folder the dialog happens to show.
-    parsed.select = std::filesystem::absolute(std::filesystem::path(args[at]));
-    return true;
-  }
-  const std::optional<SInt32> limit = parse_positive(args[at]);
-  if (!limit) err << message(Text::kBadMemoryLimit, {args[at]}) << '\n';
-  if (limit) parsed.options.memoryLimit = *limit;
-  return limit.has_value();
+  // Taken from the working folder, as the user typed it, not from the
+  // folder the dialog happens to show.
+  parsed.select = std::filesystem::absolute(std::filesystem::path(args[at]));
+  return true;
 }
 
 std::optional<ExportArguments> parse_arguments(std::span<const std::string_view> args,
@@ -74,6 +66,7 @@ std::optional<ExportArguments> parse_arguments(std::span<const std::string_view>
     err << message(Text::kMissingDocument, {"export"}) << '\n';
     return std::nullopt;
   }
+  if (parsed.common.memoryLimit) parsed.options.memoryLimit = *parsed.common.memoryLimit;
   if (const char* bands = std::getenv(kInterruptVariable)) {
     parsed.options.interruptAfterBands = parse_positive(bands);
   }
@@ -97,20 +90,6 @@ std::optional<Document> open_document(const std::filesystem::path& path, std::os
     return std::nullopt;
   }
   return std::move(*document);
-}
-
-std::unique_ptr<Module> load_module(std::ostream& err) {
-  const std::filesystem::path path = Module::default_path();
-  Expected<std::unique_ptr<Module>> module = Module::load(path);
-  if (module) return std::move(*module);
-  if (module.error() == fnfErr) {
-    err << message(Text::kModuleMissing, {path.string()}) << '\n';
-  } else if (module.error() == paramErr) {
-    err << message(Text::kModuleUnusable, {path.string(), Module::load_problem()}) << '\n';
-  } else {
-    err << message(Text::kModuleNoResources, {path.string(), std::to_string(module.error())}) << '\n';
-  }
-  return nullptr;
 }
 
 int report(const ExportOutcome& outcome, const std::string& name, std::ostream& out,
@@ -143,6 +122,7 @@ int run_export_command(std::span<const std::string_view> args, std::ostream& out
   if (!parsed) return kExitFailed;
   std::optional<Document> document = open_document(parsed->document, err);
   if (!document) return kExitFailed;
+  if (!apply_script(parsed->common, err)) return kExitFailed;
   std::unique_ptr<Module> module = load_module(err);
   if (!module) return kExitFailed;
   if (parsed->select) platform::standard_file::preselect(*parsed->select);

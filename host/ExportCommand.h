@@ -1,4 +1,4 @@
-// tessel export DOCUMENT [--memory-limit BYTES] [--select PATH]
+// tessel export DOCUMENT [--memory-limit BYTES] [--select PATH] [--script FILE]
 #pragma once
 
 #include <ostream>

@@ -8,6 +8,7 @@
 #include "MacErrors.h"
 #include "host/Commands.h"
 #include "host/ExtractDocument.h"
+#include "host/HostOptions.h"
 #include "host/Messages.h"
 
 namespace tessel::host {
@@ -16,9 +17,8 @@ namespace {
 
 struct ExtractArguments {
   std::filesystem::path image{};
-  std::filesystem::path document{};
   std::optional<Rect> rect{};
-  bool force = false;
+  CommonOptions common{};
 };
 
 // "TOP,LEFT,BOTTOM,RIGHT" in image pixels, bottom and right exclusive.
@@ -35,25 +35,21 @@ std::optional<Rect> parse_rect(std::string_view text) {
   return Rect{sides[0], sides[1], sides[2], sides[3]};
 }
 
+constexpr CommandOptions kExtractOptions{"extract", kOutputOption | kForceOption};
+
 // One option at args[at], with its value when it takes one.
-bool take_option(std::span<const std::string_view> args, std::size_t& at,
-                 ExtractArguments& parsed, std::ostream& err) {
+bool take_option(std::span<const std::string_view> args, std::size_t& at, ExtractArguments& parsed,
+                 std::ostream& err) {
+  const Taken common = take_common_option(args, at, kExtractOptions, parsed.common, err);
+  if (common != Taken::no) return common == Taken::yes;
   const std::string_view option = args[at];
-  if (option == "--force") {
-    parsed.force = true;
-    return true;
-  }
-  if (option != "--rect" && option != "-o") {
-    err << message(Text::kUnknownOption, {"extract", option}) << '\n';
+  if (option != "--rect") {
+    tell_unknown_option(option, kExtractOptions, err);
     return false;
   }
   if (++at == args.size()) {
     err << message(Text::kMissingValue, {option}) << '\n';
     return false;
-  }
-  if (option == "-o") {
-    parsed.document = std::filesystem::path(args[at]);
-    return true;
   }
   parsed.rect = parse_rect(args[at]);
   if (!parsed.rect) err << message(Text::kBadRect, {args[at]}) << '\n';
@@ -73,7 +69,7 @@ std::optional<ExtractArguments> parse_arguments(std::span<const std::string_view
       return std::nullopt;
     }
   }
-  if (parsed.image.empty() || !parsed.rect || parsed.document.empty()) {
+  if (parsed.image.empty() || !parsed.rect || !parsed.common.output) {
     err << message(Text::kExtractNeeds) << '\n';
     return std::nullopt;
   }
@@ -99,8 +95,9 @@ int run_extract_command(std::span<const std::string_view> args, std::ostream& ou
                         std::ostream& err) {
   std::optional<ExtractArguments> parsed = parse_arguments(args, err);
   if (!parsed) return kExitFailed;
-  const std::string name = parsed->document.string();
-  if (!parsed->force && std::filesystem::exists(parsed->document)) {
+  const std::filesystem::path& target = *parsed->common.output;
+  const std::string name = target.string();
+  if (!parsed->common.force && std::filesystem::exists(target)) {
     err << message(Text::kDocumentExists, {name}) << '\n';
     return kExitFailed;
   }
@@ -109,7 +106,7 @@ int run_extract_command(std::span<const std::string_view> args, std::ostream& ou
     tell_extract_failure(document.error(), *parsed, err);
     return kExitFailed;
   }
-  if (OSErr error = write_document(parsed->document, *document); error != noErr) {
+  if (OSErr error = write_document(target, *document); error != noErr) {
     err << message(Text::kDocumentNotWritten, {name, std::to_string(error)}) << '\n';
     return kExitFailed;
   }

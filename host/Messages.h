@@ -35,8 +35,34 @@ enum class Text {
   kImageUnreadable,
   kDocumentNotWritten,
   kExtracted,
+  kScriptUnreadable,
+  kScriptBadLine,
+  kAboutFailed,
+  kNoArguments,
+  kMissingImage,
+  kAcquireFailed,
+  kAcquireStopped,
+  kStripOutOfBounds,
+  kAcquired,
+  kNoTitle,
+  kImageNotOpened,
+  kInfoFormat,
+  kInfoMode,
+  kInfoSize,
+  kInfoResolution,
+  kInfoLayout,
+  kInfoLayoutInterleaved,
+  kInfoLayoutPlanar,
+  kInfoTiffLayout,
+  kInfoAcquirable,
+  kInfoWarning,
+  kInfoRefused,
+  kModeNames,
 };
 
 std::string message(Text text, std::initializer_list<std::string_view> arguments = {});
+
+// A length-prefixed Mac Roman text, such as the plug-in's strings, in UTF-8.
+std::string text_from_mac_roman(const unsigned char* text);
 
 }  // namespace tessel::host

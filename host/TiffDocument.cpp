@@ -98,6 +98,22 @@ bool read_block(TIFF* tiff, const BlockGrid& grid, UInt32 x, UInt32 y, UInt16 pl
   return TIFFReadEncodedStrip(tiff, TIFFComputeStrip(tiff, y, plane), buffer.data(), size) >= 0;
 }
 
+// More than any compression we read packs into a byte (deflate stops near
+// 1032 to 1, LZW near 2730 to 1): a file that claims more pixels than this
+// many times its bytes is damaged, and is refused before memory is taken
+// for them. Uncompressed pixels must all be in the file.
+constexpr UInt64 kMostPixelsPerFileByte = 4096;
+
+UInt64 pixel_byte_limit(TIFF* tiff, UInt64 fileBytes) {
+  const bool raw =
+      field_or<UInt16>(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE) == COMPRESSION_NONE;
+  return raw ? fileBytes : fileBytes * kMostPixelsPerFileByte;
+}
+
+// Whether count units of unitBytes (both nonzero) stay within limit; divided
+// rather than multiplied, since the product can pass 64 bits.
+bool within(UInt64 count, UInt64 unitBytes, UInt64 limit) { return count <= limit / unitBytes; }
+
 // Chunky strips are whole rows of the document: each is decoded straight
 // into place.
 OSErr read_strips_in_place(TIFF* tiff, const BlockGrid& grid, Document& image) {
@@ -111,11 +127,14 @@ OSErr read_strips_in_place(TIFF* tiff, const BlockGrid& grid, Document& image) {
   return noErr;
 }
 
-OSErr read_pixels(TIFF* tiff, Document& image) {
+// limit: the most bytes of pixels the file can hold (pixel_byte_limit); a
+// tile or strip larger than that is refused before its buffer is made.
+OSErr read_pixels(TIFF* tiff, UInt64 limit, Document& image) {
   const BlockGrid grid = grid_of(tiff, image);
   if (grid.width == 0 || grid.length == 0) return paramErr;
   if (!grid.tiled && !grid.separate) return read_strips_in_place(tiff, grid, image);
   const std::size_t step = grid.separate ? 1 : std::size_t(image.planes);
+  if (!within(grid.length, UInt64(grid.width) * step, limit)) return ioErr;
   std::vector<UInt8> buffer(std::size_t(grid.width) * grid.length * step);
   image.pixels.assign(image.row_bytes() * std::size_t(image.rows), 0);
   const UInt16 passes = grid.separate ? UInt16(image.planes) : 1;
@@ -136,20 +155,22 @@ double resolution_in_inches(TIFF* tiff, ttag_t tag) {
   return unit == RESUNIT_CENTIMETER ? value * 2.54 : value;
 }
 
-// Size, mode and resolution; paramErr for what documents do not take.
-OSErr read_description(TIFF* tiff, Document& image) {
+// Size, mode and resolution; paramErr for what documents do not take, ioErr
+// for more pixels than limit bytes (pixel_byte_limit).
+OSErr read_description(TIFF* tiff, UInt64 limit, Document& image) {
   const std::optional<SInt16> mode = mode_of(tiff);
   const UInt32 columns = field_or<UInt32>(tiff, TIFFTAG_IMAGEWIDTH, 0);
   const UInt32 rows = field_or<UInt32>(tiff, TIFFTAG_IMAGELENGTH, 0);
   const UInt16 planes = field_or<UInt16>(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
   if (!mode || field_or<UInt16>(tiff, TIFFTAG_BITSPERSAMPLE, 1) != 8 || columns == 0 ||
-      rows == 0 || columns > 0x7FFFFFFF || rows > 0x7FFFFFFF || planes > 0x7FFF) {
+      rows == 0 || columns > 0x7FFFFFFF || rows > 0x7FFFFFFF || planes == 0 || planes > 0x7FFF) {
     return paramErr;
   }
   image.mode = *mode;
   image.columns = SInt32(columns);
   image.rows = SInt32(rows);
   image.planes = SInt16(planes);
+  if (!within(image.rows, image.row_bytes(), limit)) return ioErr;
   image.xResolution = resolution_in_inches(tiff, TIFFTAG_XRESOLUTION);
   image.yResolution = resolution_in_inches(tiff, TIFFTAG_YRESOLUTION);
   return noErr;
@@ -204,17 +225,19 @@ void set_description(TIFF* tiff, const Document& image) {
 }  // namespace
 
 Expected<TiffContents> read_tiff(const std::filesystem::path& path) {
-  std::error_code ignored;
-  if (!std::filesystem::exists(path, ignored)) return Expected<TiffContents>::failure(fnfErr);
+  std::error_code error;
+  const std::uintmax_t fileBytes = std::filesystem::file_size(path, error);
+  if (error) return Expected<TiffContents>::failure(fnfErr);
   // Without memory mapping libtiff reads uncompressed strips straight into
   // the caller's buffer instead of copying them out of the mapping.
   TiffFile tiff = open_tiff(path, "rm");
   if (!tiff) return Expected<TiffContents>::failure(ioErr);
   TiffContents contents;
-  if (OSErr err = read_description(tiff.get(), contents.image); err != noErr) {
+  const UInt64 limit = pixel_byte_limit(tiff.get(), UInt64(fileBytes));
+  if (OSErr err = read_description(tiff.get(), limit, contents.image); err != noErr) {
     return Expected<TiffContents>::failure(err);
   }
-  if (OSErr err = read_pixels(tiff.get(), contents.image); err != noErr) {
+  if (OSErr err = read_pixels(tiff.get(), limit, contents.image); err != noErr) {
     return Expected<TiffContents>::failure(err);
   }
   contents.block = read_block_tag(tiff.get());

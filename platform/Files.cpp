@@ -32,6 +32,9 @@ struct OpenFile {
   bool writable;
   bool written;
   SInt64 mark;
+  // Writing was asked for but another writer holds the file: writes are
+  // refused with opWrErr, so two writers never interleave their bytes.
+  bool lockedOut = false;
 };
 
 std::map<SInt16, OpenFile>& open_files() {
@@ -232,7 +235,7 @@ Expected<OpenFile> open_path(const fs::path& path, SInt8 permission) {
       fsys.close(fd);
       return Result::failure(opWrErr);
     }
-    writable = false;  // another writer has it; reading is still fine
+    return OpenFile{fd, path, false, false, 0, true};  // reading is still fine
   }
   return OpenFile{fd, path, writable, false, 0};
 }
@@ -342,7 +345,7 @@ OSErr FSWrite(SInt16 refNum, SInt32* count, const void* buffer) {
   files::OpenFile* file = files::find_open_file(refNum);
   if (file == nullptr) return rfNumErr;
   if (*count < 0) return paramErr;
-  if (!file->writable) return wrPermErr;
+  if (!file->writable) return file->lockedOut ? opWrErr : wrPermErr;
   const auto* bytes = static_cast<const char*>(buffer);
   SInt32 done = 0;
   OSErr err = noErr;

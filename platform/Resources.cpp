@@ -96,7 +96,10 @@ Handle load(Slot& slot) {
       set_error(MemError());
       return nullptr;
     }
-    std::memcpy(*h, slot.resource.data.data(), slot.resource.data.size());
+    // An empty resource has no bytes to copy, and no pointer to copy them from.
+    if (!slot.resource.data.empty()) {
+      std::memcpy(*h, slot.resource.data.data(), slot.resource.data.size());
+    }
     slot.handle = h;
   }
   set_error(noErr);

@@ -96,7 +96,34 @@ constexpr HostField<UInt32> kAcquireDialogPlatformData{1092};
 constexpr HostField<UInt32> kAcquireBufferProcs{1196};    // HostBufferProcs*
 constexpr HostField<UInt32> kAcquireResourceProcs{1200};  // HostResourceProcs*
 constexpr HostField<UInt32> kAcquireProcessEvent{1204};
-constexpr HostField<UInt32> kAcquireDisplayProcs{1212};
+constexpr HostField<UInt32> kAcquireDisplayProcs{1212};  // DisplayPixelsProc
+
+// A rectangle of 32-bit coordinates: top, left, bottom, right (exclusive).
+struct VRect {
+  SInt32 top;
+  SInt32 left;
+  SInt32 bottom;
+  SInt32 right;
+};
+
+// A band of 8-bit samples handed to the host's pixel-display routine: ten
+// 4-byte fields at offsets 0 to 36. The address of the first sample is a
+// reference (References.h), like every pointer the host records carry.
+struct DisplayPixelMap {
+  SInt32 version;  // 0
+  VRect bounds;    // the band: top 0, left 0, bottom rows, right columns
+  SInt32 imageMode;  // 1 grayscale, 3 RGB, 4 CMYK, 9 Lab
+  SInt32 rowBytes;
+  SInt32 colBytes;  // 1 planar, else the bytes of one pixel
+  SInt32 planeBytes;
+  UInt32 baseAddr;  // reference to the sample at bounds' top-left, first plane
+};
+static_assert(sizeof(DisplayPixelMap) == 40 && offsetof(DisplayPixelMap, baseAddr) == 36);
+
+// Draws source rectangle srcRect of the band into the current port with its
+// top-left at (dstRow, dstCol). The result is the host's; callers may ignore it.
+using DisplayPixelsProc = OSErr (*)(const DisplayPixelMap* source, const VRect* srcRect,
+                                    SInt32 dstRow, SInt32 dstCol, void* platformContext);
 
 // ---------------------------------------------------------------------------
 // ExportParams fields

@@ -1,12 +1,43 @@
 #include "plugin/TesselAcquire.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "MacErrors.h"
 #include "References.h"
+#include "Resources.h"
+#include "about/TesselAbout.h"
+#include "formats/TIFFFormat.h"
 #include "plugin/EntryPoint.h"
 #include "plugin/ResultCodes.h"
+#include "plugin/TagTheDocument.h"
+#include "plugin/TesselAcquireAskForFile.h"
 #include "plugin/TesselAcquireReportResult.h"
+#include "selection/AskForSelection.h"
+#include "support/FileUtilities.h"
+#include "support/MemoryUtilities.h"
+#include "support/PStringUtilities.h"
+
 
 constexpr OSErr kUnknownAcquireSelector = -30000;
+
+// The host's buffer protocol takes a fifth value whose meaning is its own.
+static constexpr SInt16 kStripBufferHostValue = 2;
+
+// A file name is never cut below this many characters, however long the rest
+// of the title.
+static constexpr SInt16 kShortestCutName = 5;
+
+static const HostBufferProcs* bufferProcsOf(const AcquireGlobals* globals) {
+  return ReferencePointerAs<HostBufferProcs>(Get(*globals->params, kAcquireBufferProcs));
+}
+
+static const HostResourceProcs* resourceProcsOf(const AcquireGlobals* globals) {
+  return ReferencePointerAs<HostResourceProcs>(Get(*globals->params, kAcquireResourceProcs));
+}
+
+// ---------------------------------------------------------------------------
+// Prepare
 
 OSErr AcquireDoPrepare(AcquireGlobals* globals) {
   AcquireParams& params = *globals->params;
@@ -21,16 +52,291 @@ OSErr AcquireDoPrepare(AcquireGlobals* globals) {
   return noErr;
 }
 
-// The about box and the start, continue and finish phases are not part of
-// the module yet: until they are, each answers with the generic failure code,
-// which the entry point reports, so a host never takes a half-made document
-// for a finished one.
-static OSErr notYetAvailable(AcquireGlobals* /*globals*/) { return kInternalFailure; }
+// ---------------------------------------------------------------------------
+// Start: what the host can receive
+
+// The document's mode for the image's, or the code that refuses it.
+static OSErr documentModeFor(SInt16 imageMode, SInt16* documentMode) {
+  static constexpr OSErr kByMode[12] = {
+      kModeBitmap, noErr,      kModeIndexed, noErr,        noErr,            kModeFive,
+      kModeSix,    kModeSeven, kModeDuotone, noErr,        kModeTenOrGray16, kModeElevenOrRGB16};
+  if (imageMode < 0 || imageMode > 11) return kModeUnknown;
+  if (kByMode[imageMode] != noErr) return kByMode[imageMode];
+  *documentMode = imageMode;
+  return noErr;
+}
+
+// Sixteen-bit grayscale and RGB have refusals of their own, ahead of the
+// general one for any depth but 8.
+static OSErr checkDepth(const SourceImage* image) {
+  if (image->depth == 16 && image->mode == kGrayscaleMode) return kModeTenOrGray16;
+  if (image->depth == 16 && image->mode == kRGBMode) return kModeElevenOrRGB16;
+  return image->depth == 8 ? noErr : kDepthNotEight;
+}
+
+// TIFF layouts the strip reader cannot deliver, in the order they are told.
+static OSErr checkTIFFDirectory(const SourceImage* image) {
+  if (image->format.code != kTIFFFormat) return noErr;
+  const auto* tiff = static_cast<const TIFFState*>(image->format.state);
+  if (tiff->compression != 1) return kTIFFCompressed;
+  if (tiff->planarConfiguration != 1) return kTIFFPlanar;
+  if (tiff->predictor != 1) return kTIFFPredictor;
+  if (tiff->fillOrder != 1) return kTIFFFillOrder;
+  if (tiff->tiled != 0) return kTIFFTiled;
+  return noErr;
+}
+
+// A file that could not be written back later is worth a warning, not a
+// refusal: the user may only want to look.
+static OSErr warnWhenNotWriteable(const SourceImage* image) {
+  OSErr err = GetFileWriteable(&image->fileSpec);
+  if (err == vLckdErr) ReportResult(kCannotWriteBack);
+  if (err == vLckdErr || err == fLckdErr) return noErr;
+  return err;
+}
+
+OSErr CheckAcquirable(const SourceImage* image, SInt16* documentMode) {
+  SInt16 mode = 0;
+  if (OSErr err = documentModeFor(image->mode, &mode); err != noErr) return err;
+  if (OSErr err = checkDepth(image); err != noErr) return err;
+  if (OSErr err = checkTIFFDirectory(image); err != noErr) return err;
+  *documentMode = mode;
+  return noErr;
+}
+
+static OSErr checkImage(AcquireGlobals* globals, const SourceImage* image) {
+  SInt16 documentMode = 0;
+  if (OSErr err = CheckAcquirable(image, &documentMode); err != noErr) return err;
+  Set(*globals->params, kAcquireImageMode, documentMode);
+  return warnWhenNotWriteable(image);
+}
+
+// ---------------------------------------------------------------------------
+// Start: describing the document
+
+// Pixels per inch as 16.16 fixed point, worked out in double precision and
+// truncated toward zero; values beyond the field's range are pinned to it.
+static SInt32 fixedResolution(float pixelsPerInch) {
+  double fixed = std::trunc(double(pixelsPerInch) * 65536.0);
+  if (std::isnan(fixed)) return 0;
+  return SInt32(std::clamp(fixed, -2147483648.0, 2147483647.0));
+}
+
+static void describeImage(AcquireParams& params, const SourceImage* image) {
+  Set(params, kAcquireImagePlanes, image->channels);
+  Set(params, kAcquireImageDepth, 8);
+  SInt32 resolution = fixedResolution(image->hResolution);
+  Set(params, kAcquireHorizontalResolution, resolution);
+  Set(params, kAcquireVerticalResolution, resolution);
+}
+
+static void describeSelection(AcquireGlobals* globals, SourceImage* image) {
+  AcquireParams& params = *globals->params;
+  image->selectionWidth = image->selection.right - image->selection.left;
+  image->selectionHeight = image->selection.bottom - image->selection.top;
+  Set(params, kAcquireImageColumns, SInt16(image->selectionWidth));
+  Set(params, kAcquireImageRows, SInt16(image->selectionHeight));
+  Str255 title;
+  NameTheDocument(globals, image, title);
+  Set(params, kAcquireDocumentName, title);
+  Set(params, kAcquireHostWord1088, 0);
+  Set(params, kAcquireHostByte1090, 0);
+  globals->progressDone = 0;
+  globals->progressTotal = image->channels * image->selectionHeight;
+}
+
+static OSErr startRun(AcquireGlobals* globals, SourceImage* image) {
+  if (OSErr err = AskForFile(image); err != noErr) return err;
+  if (OSErr err = RasterFormatOpen(image); err != noErr) return err;
+  if (OSErr err = checkImage(globals, image); err != noErr) return err;
+  describeImage(*globals->params, image);
+  if (OSErr err = AskForSelection(globals, image); err != noErr) return err;
+  describeSelection(globals, image);
+  return noErr;
+}
+
+OSErr AcquireDoStart(AcquireGlobals* globals) {
+  OSErr err = AllocateMemory(SInt32(sizeof(SourceImage)), &globals->sourceImage);
+  if (err == noErr) err = startRun(globals, globals->sourceImage);
+  if (err != noErr) {
+    globals->tagAtFinish = 0;
+    AcquireDoFinish(globals);
+  }
+  return err;
+}
+
+// ---------------------------------------------------------------------------
+// Continue
+
+OSErr AllocateReadBuffer(AcquireGlobals* globals, SourceImage* image, Boolean interleaved) {
+  SInt32 rowBytes = image->selectionWidth * (interleaved ? image->channels : 1);
+  rowBytes = (rowBytes + 3) & ~SInt32(3);
+  const HostBufferProcs* procs = bufferProcsOf(globals);
+  SInt16 rows = 0;
+  BufferID id = 0;
+  if (OSErr err = HostAllocateStripBuffer(procs, rowBytes, 1, SInt16(image->selectionHeight),
+                                          kStripBufferHostValue, &rows, &id);
+      err != noErr) {
+    return err;
+  }
+  Ptr buffer = HostLockBuffer(procs, id, 0);
+  // A buffer the host cannot produce is as good as none.
+  if (buffer == nullptr) {
+    HostFreeBuffer(procs, id);
+    return memFullErr;
+  }
+  globals->rowBytes = rowBytes;
+  globals->stripRows = rows;
+  globals->bufferId = id;
+  globals->buffer = buffer;
+  return noErr;
+}
+
+OSErr DisposeReadBuffer(AcquireGlobals* globals) {
+  if (globals->bufferId == 0) return noErr;
+  // The record names the buffer by a reference the plug-in made for it; it
+  // goes with the buffer.
+  if (globals->buffer != nullptr) DisposeReference(NewReference(globals->buffer));
+  HostFreeBuffer(bufferProcsOf(globals), globals->bufferId);
+  globals->bufferId = 0;
+  globals->buffer = nullptr;
+  return noErr;
+}
+
+// Calls the host's progress and abort callbacks; true when the user asked to stop.
+static bool progressAndAbort(const AcquireGlobals* globals) {
+  const AcquireParams& params = *globals->params;
+  if (auto progress = ReferenceProcAs<UpdateProgressProc>(Get(params, kAcquireUpdateProgress))) {
+    progress(globals->progressDone, globals->progressTotal);
+  }
+  auto abort = ReferenceProcAs<TestAbortProc>(Get(params, kAcquireTestAbort));
+  return abort != nullptr && abort() != 0;
+}
+
+static void describeStrip(AcquireGlobals* globals, const SourceImage* image, bool interleaved,
+                          SInt16 rows) {
+  AcquireParams& params = *globals->params;
+  SInt16 lastPlane = interleaved ? SInt16(image->channels - 1) : globals->currentPlane;
+  Set(params, kAcquireFirstPlane, interleaved ? SInt16(0) : globals->currentPlane);
+  Set(params, kAcquireLastPlane, lastPlane);
+  Set(params, kAcquireColumnStep, interleaved ? image->channels : SInt16(1));
+  Set(params, kAcquirePlaneStep, interleaved ? 1 : 0);
+  Set(params, kAcquireRowStep, globals->rowBytes);
+  Set(params, kAcquireDataPointer, NewReference(globals->buffer));
+  SInt16 top = SInt16(globals->currentRow - image->selection.top);
+  Set(params, kAcquireDataRect, Rect{top, 0, SInt16(top + rows), SInt16(image->selectionWidth)});
+}
+
+static OSErr readStrip(AcquireGlobals* globals, SourceImage* image, bool interleaved,
+                       SInt16 rows) {
+  Tile tile{};
+  tile.data = reinterpret_cast<UInt8*>(globals->buffer);
+  tile.area = TileArea{globals->currentRow,
+                       image->selection.left,
+                       globals->currentRow + rows,
+                       image->selection.right,
+                       interleaved ? 0 : globals->currentPlane,
+                       interleaved ? image->channels : globals->currentPlane + 1};
+  tile.rowBytes = globals->rowBytes;
+  tile.colBytes = interleaved ? image->channels : 1;
+  tile.planeBytes = 0;
+  return RasterFormatGetTile(&image->format, tile, tile.area);
+}
+
+static void advanceStrip(AcquireGlobals* globals, const SourceImage* image, bool interleaved,
+                         SInt16 rows) {
+  globals->currentRow = SInt16(globals->currentRow + rows);
+  globals->progressDone += interleaved ? rows * image->channels : rows;
+  if (globals->currentRow >= image->selection.bottom) {
+    globals->currentRow = image->selection.top;
+    globals->currentPlane = SInt16(globals->currentPlane + (interleaved ? image->channels : 1));
+  }
+}
+
+static OSErr deliverStrip(AcquireGlobals* globals, SourceImage* image, bool interleaved) {
+  if (globals->currentPlane >= image->channels) {
+    Set(*globals->params, kAcquireDataPointer, 0u);
+    return noErr;
+  }
+  SInt16 rows = SInt16(std::min<SInt32>(image->selection.bottom - globals->currentRow,
+                                        globals->stripRows));
+  describeStrip(globals, image, interleaved, rows);
+  if (OSErr err = readStrip(globals, image, interleaved, rows); err != noErr) return err;
+  advanceStrip(globals, image, interleaved, rows);
+  return noErr;
+}
+
+OSErr AcquireDoContinue(AcquireGlobals* globals) {
+  SourceImage* image = globals->sourceImage;
+  if (image == nullptr) return kInternalFailure;
+  if (progressAndAbort(globals)) return kUserCancelled;
+  bool interleaved = image->planar == 0;
+  if (globals->firstContinue != 0) {
+    if (OSErr err = AllocateReadBuffer(globals, image, interleaved); err != noErr) return err;
+    globals->currentPlane = 0;
+    globals->currentRow = image->selection.top;
+    globals->firstContinue = 0;
+  }
+  if (OSErr err = deliverStrip(globals, image, interleaved); err != noErr) return err;
+  return progressAndAbort(globals) ? kUserCancelled : noErr;
+}
+
+// ---------------------------------------------------------------------------
+// Finish
+
+OSErr AcquireDoFinish(AcquireGlobals* globals) {
+  SourceImage* image = globals->sourceImage;
+  if (image == nullptr) return noErr;
+  // The document exists whether or not the host takes the tag.
+  if (globals->tagAtFinish != 0) TagTheDocument(resourceProcsOf(globals), image);
+  RasterFormatClose(&image->format);
+  DisposeReadBuffer(globals);
+  DisposeMemory(image);
+  globals->sourceImage = nullptr;
+  return noErr;
+}
+
+// ---------------------------------------------------------------------------
+// The title
+
+static void fillTitle(StringPtr title, ConstStringPtr fileName, const Rect& selection) {
+  GetIndString(title, kDocumentTitleList, kDocumentTitleTemplate);
+  SubstitutePString(title, 1, fileName);
+  SubstituteNumPString(title, 2, selection.left);
+  SubstituteNumPString(title, 3, selection.top);
+  SubstituteNumPString(title, 4, selection.right);
+  SubstituteNumPString(title, 5, selection.bottom);
+}
+
+void NameTheDocument(AcquireGlobals* /*globals*/, SourceImage* image, StringPtr name) {
+  Str255 mark, fileName, title;
+  GetIndString(mark, kDocumentTitleList, kDocumentTitleMark);
+  CopyPString(image->fileSpec.name, fileName);
+  fillTitle(title, fileName, image->selection);
+  if (title[0] > kDocumentTitleLength) {
+    SInt16 room = SInt16(kDocumentTitleLength - (title[0] - fileName[0]));
+    room = std::max(room, kShortestCutName);
+    if (fileName[0] > room) {
+      TruncatePString(fileName, room, mark);
+      fillTitle(title, fileName, image->selection);
+    }
+  }
+  TruncatePString(title, kDocumentTitleLength, mark);
+  CopyPString(title, name);
+}
+
+// ---------------------------------------------------------------------------
+// The entry point
+
+static OSErr acquireAbout(AcquireGlobals* /*globals*/) {
+  DoThatAboutThang();
+  return noErr;
+}
 
 static void reportAcquireResult(AcquireGlobals* /*globals*/, OSErr result) { ReportResult(result); }
 
 static constexpr EntryPointTable<AcquireGlobals> kAcquireEntry = {
-    {notYetAvailable, notYetAvailable, notYetAvailable, notYetAvailable, AcquireDoPrepare},
+    {acquireAbout, AcquireDoStart, AcquireDoContinue, AcquireDoFinish, AcquireDoPrepare},
     kUnknownAcquireSelector,
     reportAcquireResult,
     &AcquireGlobals::tagAtFinish,

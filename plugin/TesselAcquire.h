@@ -24,7 +24,42 @@ struct AcquireGlobals {
   SInt32 progressTotal;
 };
 
+// The title template and the mark that shows where a title was cut.
+constexpr SInt16 kDocumentTitleList = 16004;
+constexpr SInt16 kDocumentTitleTemplate = 1;
+constexpr SInt16 kDocumentTitleMark = 2;
+// The longest title the host takes.
+constexpr SInt16 kDocumentTitleLength = 31;
+
+// The phases, one per selector. Prepare arms the run; start chooses, opens
+// and describes the image and leaves it open (a failing start has cleaned up
+// after itself); each continue delivers one strip, and the one after the last
+// strip leaves dataPointer null; finish tags the document when no call of the
+// run failed, then closes and frees everything. Always 0.
 OSErr AcquireDoPrepare(AcquireGlobals* globals);
+OSErr AcquireDoStart(AcquireGlobals* globals);
+OSErr AcquireDoContinue(AcquireGlobals* globals);
+OSErr AcquireDoFinish(AcquireGlobals* globals);
+
+// What start refuses before the selection dialog, in its order: the image's
+// mode, its depth, then a TIFF file's layout (Compression, PlanarConfiguration,
+// Predictor, FillOrder, tiles). 0 with the new document's mode in
+// *documentMode, or the code that refuses the image (documentMode untouched).
+OSErr CheckAcquirable(const SourceImage* image, SInt16* documentMode);
+
+// Asks the host for the strip buffer: rows of the selection's width (times
+// the channels when interleaved) rounded up to 4 bytes, between 1 and the
+// selection's height of them. On failure returns the host's error and leaves
+// the buffer fields as they were.
+OSErr AllocateReadBuffer(AcquireGlobals* globals, SourceImage* image, Boolean interleaved);
+
+// Gives the strip buffer back to the host, if there is one. Always 0.
+OSErr DisposeReadBuffer(AcquireGlobals* globals);
+
+// The new document's title from string list 16004: the file's name and the
+// selection's corners, at most 31 characters. A long file name is cut first,
+// never below 5 characters, so that the corners stay readable.
+void NameTheDocument(AcquireGlobals* globals, SourceImage* image, StringPtr name);
 
 extern "C" {
 // Runs the phase selector names and stores its result in *result: 0, a

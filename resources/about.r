@@ -19,7 +19,7 @@ resource 'DITL' 16000 "About Tessel" purgeable {
   3: static_text disabled 48, 16, 82, 324
      "Opens one rectangle of an image too big to open whole, "
      "and puts it back in place once it is edited."
-  4: static_text disabled 88, 16, 112, 324
+  4: static_text disabled 88, 16, 118, 324
      "Made by the Tessel team for people with very large pictures."
 }
 
@@ -33,4 +33,11 @@ resource 'STYL' 16002 "About messages" purgeable {
 # A crisp crunch, three short bites (tools/artwork/sound.py).
 resource 'snd ' 16000 "Crunch" purgeable {
   include "sounds/crunch.snd"
+}
+
+# What hidden words 2, 3 and 4 show, in that order.
+resource 'STR#' 16007 "About messages" purgeable {
+  1: "VERY HAPPY AMMO ADDED"
+  2: "DEGREELESSNESS MODE ON"
+  3: "NO CLIPPING MODE ON"
 }

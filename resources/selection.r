@@ -118,3 +118,34 @@ resource 'FILE' 16000 "Selection preferences" purgeable {
   type 'pref'
   script 0
 }
+
+# The selection dialog. Made hidden; the code centres it, fits the preview
+# to the image and shows it once everything is set up.
+resource 'DLOG' 16001 "Select a rectangle" purgeable {
+  bounds 0, 0, 300, 472
+  window movable_modal
+  visible false
+  close_box false
+  items 16001
+  title "Select a rectangle"
+}
+
+# Item 4, the preview, must stay square: it is fitted to the image along
+# the image's longer side. Item 14 sits just above it and follows its top
+# edge when a wide image makes the preview shorter.
+resource 'DITL' 16001 "Select a rectangle" purgeable {
+  1: button enabled 262, 386, 282, 456 "OK"
+  2: button enabled 262, 300, 282, 370 "Cancel"
+  3: user_item disabled 258, 382, 286, 460
+  4: user_item enabled 28, 12, 284, 268
+  5: user_item disabled 8, 286, 78, 460
+  6: user_item disabled 86, 286, 156, 460
+  7: check_box enabled 166, 286, 184, 380 "Grid"
+  8: user_item enabled 192, 290, 205, 303
+  9: user_item enabled 192, 306, 205, 319
+  10: user_item disabled 192, 326, 205, 460
+  11: user_item enabled 214, 290, 227, 303
+  12: user_item enabled 214, 306, 227, 319
+  13: user_item disabled 214, 326, 227, 460
+  14: static_text disabled 8, 12, 24, 268 "Drag to select; Space-drag moves it."
+}

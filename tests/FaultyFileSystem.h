@@ -14,8 +14,10 @@ class FaultyFileSystem : public platform::FileSystem {
   int fail_write_at = 0;
   int read_error = EIO;
   int write_error = ENOSPC;
-  // The failing read returns half of what was asked instead of an error.
+  // The failing read or write moves half of what was asked instead of
+  // failing: a caller must carry on rather than take it for the end.
   bool short_read = false;
+  bool short_write = false;
   bool read_only_volume = false;
 
   int reads = 0;
@@ -33,6 +35,7 @@ class FaultyFileSystem : public platform::FileSystem {
 
   ssize_t pwrite(int fd, const void* buffer, std::size_t count, off_t offset) override {
     if (++writes == fail_write_at) {
+      if (short_write) return FileSystem::pwrite(fd, buffer, count / 2, offset);
       errno = write_error;
       return -1;
     }

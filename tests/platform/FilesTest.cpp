@@ -127,7 +127,7 @@ TEST_F(Files, OneWriterAtATime) {
   SInt16 reader = open("shared", fsCurPerm);
   UInt8 byte = 9;
   SInt32 count = 1;
-  EXPECT_EQ(FSWrite(reader, &count, &byte), wrPermErr) << "the second open settles for reading";
+  EXPECT_EQ(FSWrite(reader, &count, &byte), opWrErr) << "the second open settles for reading";
   count = 1;
   EXPECT_EQ(FSWrite(first, &count, &byte), noErr);
   FSClose(reader);

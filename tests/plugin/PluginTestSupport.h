@@ -21,6 +21,7 @@
 #include "StandardFile.h"
 #include "TempFolder.h"
 #include "plugin/HostRecords.h"
+#include "plugin/TesselAcquire.h"
 #include "plugin/TesselExport.h"
 
 namespace tessel::testing {
@@ -277,6 +278,152 @@ class FakeExportHost {
     static HostResourceProcs procs{count, get, remove, add};
     return procs;
   }
+};
+
+// The host side of an acquire run: it lends one strip buffer of the rows it
+// chooses, copies every delivered strip into a document of its own, and keeps
+// the document's "part" resources.
+class FakeAcquireHost {
+ public:
+  struct Strip {
+    Rect rect;
+    SInt16 firstPlane, lastPlane, columnStep;
+    SInt32 rowStep, planeStep;
+  };
+
+  AcquireParams params{};
+  PluginDataSlot slot = 0;
+  SInt16 grantRows = 4;     // rows lent, at most what the plug-in asks for
+  OSErr allocateError = 0;  // what the buffer request answers
+  std::vector<SInt32> bufferRequests;  // row bytes of each request
+  SInt16 mostRowsAsked = 0;
+  std::vector<Strip> strips;
+  std::vector<UInt8> pixels;  // planes interleaved, rows × columns × planes
+  std::vector<std::vector<UInt8>> tags;
+  SInt32 abortAtCall = 0;  // testAbort answers 1 from this call on; 0 never
+  SInt32 abortCalls = 0;
+  SInt32 lastDone = -1, lastTotal = -1;
+  bool bufferLent = false;
+
+  FakeAcquireHost() {
+    current() = this;
+    Set(params, kAcquireMemoryLimit, 1 << 20);
+    Set(params, kAcquireTestAbort, NewProcReference(&testAbort));
+    Set(params, kAcquireUpdateProgress, NewProcReference(&updateProgress));
+    Set(params, kAcquireBufferProcs, NewReference(&bufferProcs()));
+    Set(params, kAcquireResourceProcs, NewReference(&resourceProcs()));
+  }
+  ~FakeAcquireHost() { current() = nullptr; }
+  FakeAcquireHost(const FakeAcquireHost&) = delete;
+  FakeAcquireHost& operator=(const FakeAcquireHost&) = delete;
+
+  SInt16 call(SInt16 selector) {
+    SInt16 result = -32768;
+    ts_acquire_main(selector, &params, &slot, &result);
+    return result;
+  }
+
+  AcquireGlobals* globals() const { return ReferencePointerAs<AcquireGlobals>(slot); }
+  SInt16 rows() const { return Get(params, kAcquireImageRows); }
+  SInt16 columns() const { return Get(params, kAcquireImageColumns); }
+  SInt16 planes() const { return Get(params, kAcquireImagePlanes); }
+
+  // Continue until the plug-in reports the end with a null dataPointer,
+  // taking each strip in; the first nonzero result, or 0.
+  SInt16 take_strips() {
+    pixels.assign(std::size_t(rows()) * columns() * planes(), 0);
+    for (;;) {
+      Set(params, kAcquireDataPointer, 0xFFFFFFFFu);
+      SInt16 result = call(kSelectorContinue);
+      if (result != 0) return result;
+      if (Get(params, kAcquireDataPointer) == 0) return 0;
+      take_strip();
+    }
+  }
+
+  // Prepare, start, the strips, finish; the first nonzero result, or 0.
+  SInt16 run() {
+    SInt16 result = call(kSelectorPrepare);
+    if (result != 0) return result;
+    result = call(kSelectorStart);
+    if (result == 0) result = take_strips();
+    SInt16 finish = call(kSelectorFinish);
+    return result != 0 ? result : finish;
+  }
+
+ private:
+  void take_strip() {
+    Strip strip{Get(params, kAcquireDataRect),   Get(params, kAcquireFirstPlane),
+                Get(params, kAcquireLastPlane),  Get(params, kAcquireColumnStep),
+                Get(params, kAcquireRowStep),    Get(params, kAcquirePlaneStep)};
+    strips.push_back(strip);
+    const auto* data = static_cast<const UInt8*>(ReferencePointer(Get(params, kAcquireDataPointer)));
+    ASSERT_NE(data, nullptr);
+    const SInt32 planeCount = planes();
+    for (SInt32 row = strip.rect.top; row < strip.rect.bottom; ++row)
+      for (SInt32 col = strip.rect.left; col < strip.rect.right; ++col)
+        for (SInt32 p = strip.firstPlane; p <= strip.lastPlane; ++p)
+          pixels[std::size_t((row * columns() + col) * planeCount + p)] =
+              data[(row - strip.rect.top) * strip.rowStep + (col - strip.rect.left) * strip.columnStep +
+                   (p - strip.firstPlane) * strip.planeStep];
+  }
+
+  static FakeAcquireHost*& current() {
+    static FakeAcquireHost* host = nullptr;
+    return host;
+  }
+  static UInt8 testAbort() {
+    FakeAcquireHost* host = current();
+    ++host->abortCalls;
+    return host->abortAtCall > 0 && host->abortCalls >= host->abortAtCall ? 1 : 0;
+  }
+  static void updateProgress(SInt32 done, SInt32 total) {
+    current()->lastDone = done;
+    current()->lastTotal = total;
+  }
+  static OSErr allocate(SInt32 rowBytes, SInt16 minRows, SInt16 maxRows, SInt16, SInt16* granted,
+                        BufferID* id) {
+    FakeAcquireHost* host = current();
+    host->bufferRequests.push_back(rowBytes);
+    host->mostRowsAsked = maxRows;
+    if (host->allocateError != 0) return host->allocateError;
+    *granted = std::max(minRows, std::min(host->grantRows, maxRows));
+    host->buffer_.assign(std::size_t(rowBytes) * std::size_t(*granted), 0xEE);
+    host->bufferLent = true;
+    *id = 77;
+    return 0;
+  }
+  static Ptr lock(BufferID id, Boolean) {
+    return id == 77 ? reinterpret_cast<Ptr>(current()->buffer_.data()) : nullptr;
+  }
+  static void release(BufferID id) {
+    if (id == 77) current()->bufferLent = false;
+  }
+  static SInt16 count(ResType type) {
+    return type == FourCC("part") ? SInt16(current()->tags.size()) : SInt16(0);
+  }
+  static Handle get(ResType, SInt16) { return nullptr; }
+  static void remove(ResType type, SInt16 index) {
+    auto& tags = current()->tags;
+    if (type == FourCC("part") && index >= 1 && std::size_t(index) <= tags.size())
+      tags.erase(tags.begin() + (index - 1));
+  }
+  static OSErr add(ResType type, Handle data) {
+    if (type != FourCC("part")) return -50;
+    const UInt8* bytes = reinterpret_cast<const UInt8*>(*data);
+    current()->tags.emplace_back(bytes, bytes + GetHandleSize(data));
+    return 0;
+  }
+  static HostBufferProcs& bufferProcs() {
+    static HostBufferProcs procs{allocate, lock, release};
+    return procs;
+  }
+  static HostResourceProcs& resourceProcs() {
+    static HostResourceProcs procs{count, get, remove, add};
+    return procs;
+  }
+
+  std::vector<UInt8> buffer_;
 };
 
 }  // namespace tessel::testing

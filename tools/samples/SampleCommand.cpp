@@ -223,6 +223,10 @@ Command tiffCommand(TiffOptions& o, bool& colorMap) {
       flag("--directory-after-pixels", "the directory after the pixel data",
            [&] { o.directoryAfterPixels = true; }),
       fileType(o.fileType),
+      list("--thumbnail", "WxH", "a W x H thumbnail picture in the resource fork", 'x', 2, 2, 4095,
+           [&](V v) {
+             o.thumbnail = SampleThumbnail{.width = UInt16(v[0]), .height = UInt16(v[1])};
+           }),
       integer("--seed", "S", "formula seed (0)", 0, kMax32, [&](SInt64 v) { o.seed = UInt32(v); }),
   };
   auto write = [&o, &colorMap](const std::filesystem::path& file) {

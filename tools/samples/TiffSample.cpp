@@ -389,7 +389,11 @@ OSErr write_tiff(const std::filesystem::path& file, const TiffOptions& options) 
   PixelWriter(sink, options, geometry).write();
   if (options.directoryAfterPixels) sink.append(directory);
   if (OSErr err = sink.close(); err != noErr) return err;
-  return write_file_sidecar(file, options.fileType, std::nullopt);
+  std::optional<platform::resources::ResourceFork> fork;
+  if (options.thumbnail) {
+    fork = platform::resources::ResourceFork{0, thumbnail_resources(*options.thumbnail)};
+  }
+  return write_file_sidecar(file, options.fileType, fork);
 }
 
 }  // namespace tessel::samples

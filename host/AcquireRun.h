@@ -1,0 +1,46 @@
+// One acquire run: the acquire entry point called from prepare to finish,
+// with the host's records, callbacks and strip buffers, the delivered strips
+// gathered into a new document.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "MacErrors.h"
+#include "host/Document.h"
+#include "host/ExportRun.h"
+#include "plugin/HostRecords.h"
+
+namespace tessel::host {
+
+// Strip buffers never take more than this, whatever the memory limit: larger
+// strips read no faster, and the document already holds the whole rectangle.
+constexpr SInt64 kLargestStripBuffer = SInt64(8) << 20;
+
+struct AcquireOptions {
+  SInt32 memoryLimit = kDefaultMemoryLimit;  // bytes the run may use for its strip buffer
+  // A test hook: Ctrl-C is raised in the process right after this many
+  // continue calls. From $TESSEL_TEST_INTERRUPT_AFTER_STRIPS in the program.
+  std::optional<int> interruptAfterStrips{};
+};
+
+struct AcquireOutcome {
+  SInt16 result = 0;         // what the entry point answered first: 0, a code, or 1
+  int strips = 0;            // strips delivered
+  bool interrupted = false;  // Ctrl-C asked the run to stop
+  std::string title{};       // the document's title as the plug-in named it, in UTF-8
+  Document document{};       // complete only when result is 0
+};
+
+// The bytes a strip buffer may take under memoryLimit: a quarter of it, at
+// most kLargestStripBuffer, so that the rectangle is never held twice.
+SInt64 strip_budget(SInt32 memoryLimit);
+
+// Runs entry: prepare, start, continue until the plug-in reports the end,
+// finish after a successful start. The strips are copied into the document,
+// plane by plane when the plug-in delivers them so. A strip outside the
+// described document ends the run with paramErr; a document the plug-in
+// describes in a mode or size documents cannot hold, likewise.
+AcquireOutcome run_acquire(AcquireEntryProc entry, const AcquireOptions& options);
+
+}  // namespace tessel::host

@@ -1,0 +1,191 @@
+#include "host/InfoCommand.h"
+
+#include <filesystem>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Files.h"
+#include "MacErrors.h"
+#include "Resources.h"
+#include "formats/RasterFormats.h"
+#include "formats/TIFFFormat.h"
+#include "host/Commands.h"
+#include "host/HostOptions.h"
+#include "host/Messages.h"
+#include "host/Module.h"
+#include "plugin/ResultMessages.h"
+#include "plugin/TesselAcquire.h"
+#include "support/FileUtilities.h"
+
+namespace tessel::host {
+
+namespace {
+
+struct InfoArguments {
+  std::filesystem::path image{};
+  bool json = false;
+};
+
+// What acquire would say of the image: the refusing code (0 for none), its
+// message, and whether the file could be written back later.
+struct Verdict {
+  OSErr code = noErr;
+  std::string message{};
+  bool writeable = true;
+};
+
+std::optional<InfoArguments> parse_arguments(std::span<const std::string_view> args,
+                                             std::ostream& err) {
+  InfoArguments parsed;
+  for (const std::string_view arg : args) {
+    if (arg == "--json") {
+      parsed.json = true;
+    } else if (arg.starts_with("-")) {
+      tell_unknown_option(arg, CommandOptions{"info", 0}, err);
+      return std::nullopt;
+    } else if (parsed.image.empty()) {
+      parsed.image = std::filesystem::path(arg);
+    } else {
+      err << message(Text::kExtraArgument, {arg}) << '\n';
+      return std::nullopt;
+    }
+  }
+  if (parsed.image.empty()) {
+    err << message(Text::kMissingImage, {"describe"}) << '\n';
+    return std::nullopt;
+  }
+  return parsed;
+}
+
+// The plug-in's own message for code, from its resources.
+std::string acquire_message(OSErr code) {
+  Str255 text;
+  GetIndString(text, kResultMessageList, ResultMessageIndex(code, ResultSide::acquire));
+  return text_from_mac_roman(text);
+}
+
+Verdict verdict_of(const SourceImage& image) {
+  Verdict verdict;
+  SInt16 documentMode = 0;
+  verdict.code = CheckAcquirable(&image, &documentMode);
+  if (verdict.code != noErr) verdict.message = acquire_message(verdict.code);
+  verdict.writeable = GetFileWriteable(&image.fileSpec) != vLckdErr;
+  return verdict;
+}
+
+// Pixels per inch as a person writes them: 72, 118.11.
+std::string number_text(float value) {
+  std::ostringstream text;
+  text << value;
+  return text.str();
+}
+
+std::string four_chars(UInt32 code) {
+  std::string text;
+  for (int shift = 24; shift >= 0; shift -= 8) text += char((code >> shift) & 0xFF);
+  return text;
+}
+
+std::string mode_name(SInt16 mode) {
+  const std::string names = message(Text::kModeNames);
+  std::vector<std::string> list;
+  std::istringstream in(names);
+  for (std::string name; std::getline(in, name, '|');) list.push_back(name);
+  return mode >= 0 && std::size_t(mode) + 1 < list.size() ? list[std::size_t(mode)] : list.back();
+}
+
+std::string json_text(std::string_view text) {
+  std::string quoted = "\"";
+  for (char c : text) {
+    if (c == '"' || c == '\\') quoted += '\\';
+    if (static_cast<unsigned char>(c) < 0x20) {
+      quoted += ' ';
+      continue;
+    }
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+const TIFFState* tiff_state(const SourceImage& image) {
+  return image.format.code == kTIFFFormat ? static_cast<const TIFFState*>(image.format.state)
+                                          : nullptr;
+}
+
+void print_text(const SourceImage& image, const Verdict& verdict, std::ostream& out) {
+  out << message(Text::kInfoFormat, {four_chars(image.format.code)}) << '\n'
+      << message(Text::kInfoMode, {mode_name(image.mode), std::to_string(image.depth)}) << '\n'
+      << message(Text::kInfoSize, {std::to_string(image.width), std::to_string(image.height),
+                                   std::to_string(image.channels)})
+      << '\n'
+      << message(Text::kInfoResolution,
+                 {number_text(image.hResolution), number_text(image.vResolution)})
+      << '\n'
+      << message(Text::kInfoLayout, {message(image.planar != 0 ? Text::kInfoLayoutPlanar
+                                                               : Text::kInfoLayoutInterleaved)})
+      << '\n';
+  if (const TIFFState* tiff = tiff_state(image)) {
+    out << message(Text::kInfoTiffLayout,
+                   {std::to_string(tiff->compression), std::to_string(tiff->planarConfiguration),
+                    std::to_string(tiff->predictor), std::to_string(tiff->fillOrder)})
+        << '\n';
+  }
+  if (verdict.code != noErr) {
+    out << message(Text::kInfoRefused, {std::to_string(verdict.code), verdict.message}) << '\n';
+    return;
+  }
+  out << message(Text::kInfoAcquirable) << '\n';
+  if (!verdict.writeable) out << message(Text::kInfoWarning) << '\n';
+}
+
+void print_json(const SourceImage& image, const Verdict& verdict, std::ostream& out) {
+  out << "{\"format\": " << json_text(four_chars(image.format.code)) << ", \"mode\": " << image.mode
+      << ", \"modeName\": " << json_text(mode_name(image.mode)) << ", \"depth\": " << image.depth
+      << ", \"width\": " << image.width << ", \"height\": " << image.height
+      << ", \"channels\": " << image.channels << ", \"resolution\": [" << image.hResolution << ", "
+      << image.vResolution << "], \"planar\": " << (image.planar != 0 ? "true" : "false");
+  if (const TIFFState* tiff = tiff_state(image)) {
+    out << ", \"tiff\": {\"compression\": " << tiff->compression
+        << ", \"planarConfiguration\": " << tiff->planarConfiguration
+        << ", \"predictor\": " << tiff->predictor << ", \"fillOrder\": " << tiff->fillOrder
+        << ", \"tiled\": " << (tiff->tiled != 0 ? "true" : "false") << "}";
+  }
+  out << ", \"acquire\": {\"code\": " << verdict.code
+      << ", \"message\": " << json_text(verdict.message)
+      << ", \"writeBack\": " << (verdict.writeable ? "true" : "false") << "}}\n";
+}
+
+}  // namespace
+
+OSErr OpenImage::open(const std::filesystem::path& path) {
+  Expected<FSSpec> spec = platform::files::spec_from_path(path);
+  if (!spec) return spec.error();
+  image.fileSpec = *spec;
+  return RasterFormatOpen(&image);
+}
+
+int run_info_command(std::span<const std::string_view> args, std::ostream& out,
+                     std::ostream& err) {
+  const std::optional<InfoArguments> parsed = parse_arguments(args, err);
+  if (!parsed) return kExitFailed;
+  // The plug-in's messages come from its resources.
+  std::unique_ptr<Module> module = load_module(err);
+  if (!module) return kExitFailed;
+  OpenImage open;
+  if (const OSErr opened = open.open(parsed->image); opened != noErr) {
+    err << message(Text::kImageNotOpened, {parsed->image.string(), std::to_string(opened)}) << ' '
+        << acquire_message(opened) << '\n';
+    return kExitFailed;
+  }
+  const Verdict verdict = verdict_of(open.image);
+  if (parsed->json) {
+    print_json(open.image, verdict, out);
+  } else {
+    print_text(open.image, verdict, out);
+  }
+  return kExitDone;
+}
+
+}  // namespace tessel::host

@@ -1,0 +1,298 @@
+// tessel acquire, select and info end to end: the real binary and module,
+// dialogs answered by scripts, documents read back with libtiff.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <fstream>
+#include <regex>
+
+#include "Files.h"
+#include "MacErrors.h"
+#include "TempFolder.h"
+#include "formats/RasterFormats.h"
+#include "host/Document.h"
+#include "host/ExtractDocument.h"
+#include "tools/samples/SampleImages.h"
+
+namespace tessel::host {
+namespace {
+
+namespace fs = std::filesystem;
+using samples::sample_value;
+
+fs::path program_folder() { return fs::read_symlink("/proc/self/exe").parent_path(); }
+
+// The file dialog confirmed, the grid switched on and one of its cells
+// clicked: a rectangle well inside the image, then OK.
+constexpr const char* kGridCellScript = "click 1\nclick 7\ndown 60 60\nup 60 60\n";
+
+struct RunResult {
+  int status;
+  std::string out;
+  std::string err;
+  std::string alerts;
+};
+
+class AcquireEndToEnd : public testing::TempFolder {
+ protected:
+  void SetUp() override {
+    TempFolder::SetUp();
+    setenv("HOME", root_.c_str(), 1);
+    setenv("TESSEL_MODULE", (program_folder().parent_path() / "lib" / "tessel.plugin").c_str(), 1);
+    setenv("TESSEL_ALERT_LOG", path("alerts.log").c_str(), 1);
+    unsetenv("TESSEL_SELECT_FILE");
+    unsetenv("TESSEL_TEST_INTERRUPT_AFTER_STRIPS");
+    write_script("ok.txt", "");
+    write_script("grid.txt", kGridCellScript);
+  }
+
+  void write_script(const std::string& name, const std::string& text) {
+    write_file(name, std::vector<UInt8>(text.begin(), text.end()));
+  }
+
+  // Runs tessel in the scratch folder; the selection preferences start afresh.
+  RunResult tessel(const std::string& arguments) {
+    fs::remove_all(path("config"));
+    const std::string command = "cd " + root_.string() + " && " + (program_folder() / "tessel").string() +
+                                " " + arguments + " >out.txt 2>err.txt";
+    const int status = std::system(command.c_str());
+    RunResult run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(path("out.txt")),
+                  text_of(path("err.txt")), text_of(path("alerts.log"))};
+    fs::remove(path("alerts.log"));
+    return run;
+  }
+
+  std::string acquire(const std::string& image, const std::string& script = "ok.txt") {
+    return "acquire " + image + " -o doc.tif --script " + script;
+  }
+
+  static std::string text_of(const fs::path& file) {
+    const std::vector<UInt8> bytes = read_file(file);
+    return std::string(bytes.begin(), bytes.end());
+  }
+
+  // The rectangle the document's tag names.
+  static Rect tagged_rect(const Document& document) {
+    EXPECT_EQ(document.resources.size(), 1u);
+    if (document.resources.empty()) return {};
+    const std::vector<UInt8>& tag = document.resources[0].data;
+    auto side = [&](std::size_t at) { return SInt16(tag.at(at) << 8 | tag.at(at + 1)); };
+    return Rect{side(76), side(78), side(80), side(82)};
+  }
+
+  // Every sample of the document is the image's in rect.
+  static void expect_samples(const Document& document, const Rect& rect, UInt8 flip = 0) {
+    ASSERT_EQ(document.rows, rect.bottom - rect.top);
+    ASSERT_EQ(document.columns, rect.right - rect.left);
+    std::size_t wrong = 0;
+    for (SInt32 r = 0; r < document.rows; ++r)
+      for (SInt32 c = 0; c < document.columns; ++c)
+        for (SInt32 p = 0; p < document.planes; ++p)
+          wrong += document.pixels[(std::size_t(r) * document.columns + c) * document.planes + p] !=
+                   UInt8(sample_value(0, r + rect.top, c + rect.left, p) ^ flip);
+    EXPECT_EQ(wrong, 0u);
+  }
+
+  // Every sample of image: the flipped formula inside rect, the formula outside.
+  static void expect_image(const fs::path& image, const Rect& rect, UInt8 flip) {
+    SourceImage source{};
+    source.fileSpec = *platform::files::spec_from_path(image);
+    ASSERT_EQ(RasterFormatOpen(&source), noErr);
+    const TileArea area{0, 0, source.height, source.width, 0, source.channels};
+    std::vector<UInt8> pixels(std::size_t(source.width) * source.height * source.channels);
+    const Tile tile{pixels.data(), area, source.width * source.channels, source.channels, 0};
+    EXPECT_EQ(RasterFormatGetTile(&source.format, tile, area), noErr);
+    RasterFormatClose(&source.format);
+    std::size_t wrong = 0;
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+      const SInt32 p = SInt32(i % source.channels), c = SInt32(i / source.channels % source.width),
+                   r = SInt32(i / source.channels / source.width);
+      const bool inside = r >= rect.top && r < rect.bottom && c >= rect.left && c < rect.right;
+      wrong += pixels[i] != UInt8(sample_value(0, r, c, p) ^ (inside ? flip : 0));
+    }
+    EXPECT_EQ(wrong, 0u);
+  }
+
+  static bool mentions(const std::string& text, int number) {
+    return std::regex_search(text, std::regex("(^|[^0-9-])" + std::to_string(number) + "([^0-9]|$)"));
+  }
+};
+
+TEST_F(AcquireEndToEnd, EachFormatAcquiresTheCellAndExportWritesOnlyIt) {
+  struct Case {
+    const char* name;
+    SInt16 mode;
+  };
+  ASSERT_EQ(samples::write_tiff(path("rgb.tif"), {.width = 90, .height = 60, .samplesPerPixel = 3,
+                                                  .photometric = 2, .rowsPerStrip = 7}),
+            noErr);
+  ASSERT_EQ(samples::write_scitex(path("cmyk.sct"), {.width = 90, .height = 60}), noErr);
+  ASSERT_EQ(samples::write_native(path("rgb.lmn"), {.channels = 3, .rows = 60, .columns = 90, .mode = 3}),
+            noErr);
+  ASSERT_EQ(samples::write_native(path("cmyk.lmn"), {.channels = 4, .rows = 60, .columns = 90, .mode = 4}),
+            noErr);
+  ASSERT_EQ(samples::write_native(path("lab.lmn"), {.channels = 3, .rows = 60, .columns = 90, .mode = 9}),
+            noErr);
+  for (const Case& c : {Case{"rgb.tif", kRGBMode}, Case{"cmyk.sct", kCMYKMode},
+                        Case{"rgb.lmn", kRGBMode}, Case{"cmyk.lmn", kCMYKMode},
+                        Case{"lab.lmn", kLabMode}}) {
+    SCOPED_TRACE(c.name);
+    fs::remove(path("doc.tif"));
+    const std::vector<UInt8> before = read_file(path(c.name));
+    const RunResult run = tessel(acquire(c.name, "grid.txt"));
+    ASSERT_EQ(run.status, 0) << run.err << run.alerts;
+    Expected<Document> document = read_document(path("doc.tif"));
+    ASSERT_TRUE(document);
+    EXPECT_EQ(document->mode, c.mode);
+    const Rect rect = tagged_rect(*document);
+    EXPECT_GT(rect.top, 0);
+    EXPECT_LT(rect.right, 90);
+    expect_samples(*document, rect);
+
+    for (UInt8& sample : document->pixels) sample = UInt8(~sample);
+    ASSERT_EQ(write_document(path("doc.tif"), *document), noErr);
+    ASSERT_EQ(tessel("export doc.tif").status, 0);
+    expect_image(path(c.name), rect, 0xFF);
+    const std::vector<UInt8> after = read_file(path(c.name));
+    std::size_t changed = 0;
+    for (std::size_t i = 0; i < after.size(); ++i) changed += after[i] != before[i];
+    EXPECT_EQ(changed, document->pixels.size());
+  }
+}
+
+TEST_F(AcquireEndToEnd, WithoutADocumentNameTheTitleNamesItAndNothingIsReplaced) {
+  ASSERT_EQ(samples::write_tiff(path("gray.tif"), {.width = 30, .height = 20}), noErr);
+  const RunResult first = tessel("acquire gray.tif --script ok.txt");
+  ASSERT_EQ(first.status, 0) << first.err;
+  const fs::path named = path("gray.tif (0,0)-(30,20).tif");
+  Expected<Document> document = read_document(named);
+  ASSERT_TRUE(document);
+  expect_samples(*document, Rect{0, 0, 20, 30});
+  // 72 pixels per inch, from the acquire record.
+  EXPECT_DOUBLE_EQ(document->xResolution, 72.0);
+
+  const std::vector<UInt8> kept = read_file(named);
+  EXPECT_EQ(tessel("acquire gray.tif --script ok.txt").status, 1);
+  EXPECT_EQ(read_file(named), kept);
+  EXPECT_EQ(tessel("acquire gray.tif --script ok.txt --force").status, 0);
+}
+
+TEST_F(AcquireEndToEnd, RefusalsShowThePluginsMessageAndLeaveNoDocument) {
+  struct Case {
+    std::string name;
+    int code;
+  };
+  std::vector<Case> cases;
+  auto tiff = [&](const std::string& name, samples::TiffOptions options, int code) {
+    ASSERT_EQ(samples::write_tiff(path(name), options), noErr);
+    cases.push_back({name, code});
+  };
+  tiff("rgb16.tif", {.samplesPerPixel = 3, .bitsPerSample = 16, .photometric = 2}, 107);
+  tiff("gray16.tif", {.bitsPerSample = 16}, 106);
+  tiff("gray4.tif", {.bitsPerSample = 4}, 114);
+  tiff("lzw.tif", {.compression = 5}, 115);
+  tiff("planar.tif", {.samplesPerPixel = 4, .photometric = 5, .planarConfiguration = 2}, 116);
+  tiff("predictor.tif", {.predictor = 2}, 117);
+  tiff("fill.tif", {.fillOrder = 2}, 118);
+  tiff("tiled.tif", {.tiles = samples::TiffTiles{}}, 119);
+  // Modes through the native format, which stores any mode number.
+  const std::vector<std::pair<SInt16, int>> modes{{0, 100}, {2, 101}, {5, 102}, {6, 103}, {7, 104},
+                                                  {8, 105}, {10, 106}, {11, 107}, {12, 108}};
+  for (const auto& [mode, code] : modes) {
+    const std::string name = "mode" + std::to_string(mode) + ".lmn";
+    ASSERT_EQ(samples::write_native(path(name), {.mode = mode}), noErr);
+    cases.push_back({name, code});
+  }
+  write_file("junk.tif", {'M', 'M', 0, 42, 0, 0, 0, 200});
+  cases.push_back({"junk.tif", 0});
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const RunResult run = tessel(acquire(c.name));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_FALSE(run.alerts.empty());
+    if (c.code != 0) {
+      EXPECT_TRUE(mentions(run.alerts, c.code)) << run.alerts;
+    }
+    EXPECT_FALSE(fs::exists(path("doc.tif")));
+  }
+}
+
+TEST_F(AcquireEndToEnd, AFileCutShortFailsWithoutADocument) {
+  ASSERT_EQ(samples::write_tiff(path("cut.tif"), {.width = 60, .height = 40, .rowsPerStrip = 4}),
+            noErr);
+  fs::resize_file(path("cut.tif"), fs::file_size(path("cut.tif")) - 300);
+  const RunResult run = tessel(acquire("cut.tif"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_TRUE(mentions(run.alerts, eofErr)) << run.alerts;
+  EXPECT_FALSE(fs::exists(path("doc.tif")));
+}
+
+TEST_F(AcquireEndToEnd, CancelOrCtrlCLeavesNoDocumentAndNoAlert) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.width = 60, .height = 40}), noErr);
+  write_script("cancel-file.txt", "press escape\n");
+  write_script("cancel-selection.txt", "click 1\npress escape\n");
+  for (const char* script : {"cancel-file.txt", "cancel-selection.txt"}) {
+    SCOPED_TRACE(script);
+    const RunResult run = tessel(acquire("image.tif", script));
+    EXPECT_EQ(run.status, 3);
+    EXPECT_TRUE(run.alerts.empty()) << run.alerts;
+    EXPECT_FALSE(fs::exists(path("doc.tif")));
+  }
+  setenv("TESSEL_TEST_INTERRUPT_AFTER_STRIPS", "1", 1);
+  const RunResult run = tessel(acquire("image.tif") + " --memory-limit 1000");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_TRUE(run.alerts.empty()) << run.alerts;
+  EXPECT_FALSE(fs::exists(path("doc.tif")));
+}
+
+TEST_F(AcquireEndToEnd, SelectPrintsTheRectangleExtractTakes) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.width = 90, .height = 60, .samplesPerPixel = 3,
+                                                    .photometric = 2}),
+            noErr);
+  write_script("cell.txt", "click 7\ndown 60 60\nup 60 60\n");
+  const RunResult run = tessel("select image.tif --script cell.txt");
+  ASSERT_EQ(run.status, 0) << run.err;
+  std::smatch sides;
+  ASSERT_TRUE(std::regex_match(run.out, sides, std::regex("(\\d+),(\\d+),(\\d+),(\\d+)\n")));
+  const std::string rect = run.out.substr(0, run.out.size() - 1);
+  ASSERT_EQ(tessel("extract image.tif --rect " + rect + " -o doc.tif").status, 0);
+  const Rect r{SInt16(std::stoi(sides[1])), SInt16(std::stoi(sides[2])), SInt16(std::stoi(sides[3])),
+               SInt16(std::stoi(sides[4]))};
+  EXPECT_LT(r.bottom - r.top, 60);
+  expect_samples(*read_document(path("doc.tif")), r);
+
+  write_script("cancel.txt", "press escape\n");
+  const RunResult cancelled = tessel("select image.tif --script cancel.txt");
+  EXPECT_EQ(cancelled.status, 3);
+  EXPECT_TRUE(cancelled.out.empty());
+}
+
+TEST_F(AcquireEndToEnd, InfoTellsWhatTheFormatLayerSeesAndWhetherAcquireTakesIt) {
+  ASSERT_EQ(samples::write_tiff(path("rgb.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
+  ASSERT_EQ(samples::write_scitex(path("cmyk.sct"), {}), noErr);
+  ASSERT_EQ(samples::write_native(path("gray.lmn"), {}), noErr);
+  ASSERT_EQ(samples::write_tiff(path("lzw.tif"), {.compression = 5}), noErr);
+  struct Case {
+    const char* name;
+    const char* text;  // a line of the plain report
+    const char* json;
+  };
+  for (const Case& c :
+       {Case{"rgb.tif", "format +TIFF\n", R"("format": "TIFF", "mode": 3, .*"width": 64, "height": 48, "channels": 3, .*"planar": false.*"acquire": \{"code": 0,)"},
+        Case{"cmyk.sct", "resolution +300 x 300 ", R"("format": "..CT", "mode": 4, .*"channels": 4, "resolution": \[300, 300\], "planar": false.*"code": 0,)"},
+        Case{"gray.lmn", "format +LUMN\n", R"("format": "LUMN", "mode": 1, .*"planar": true.*"code": 0,)"},
+        Case{"lzw.tif", "acquire .*115: .+\n", R"("compression": 5, .*"acquire": \{"code": 115, "message": "[^"]+")"}}) {
+    SCOPED_TRACE(c.name);
+    const RunResult json = tessel(std::string("info ") + c.name + " --json");
+    EXPECT_EQ(json.status, 0) << json.err;
+    EXPECT_TRUE(std::regex_search(json.out, std::regex(c.json))) << json.out;
+    const RunResult text = tessel(std::string("info ") + c.name);
+    EXPECT_EQ(text.status, 0);
+    EXPECT_TRUE(std::regex_search(text.out, std::regex(c.text))) << text.out;
+  }
+  write_file("junk.tif", {'M', 'M', 0, 42, 0, 0, 0, 200});
+  EXPECT_EQ(tessel("info junk.tif").status, 1);
+}
+
+}  // namespace
+}  // namespace tessel::host

@@ -1,0 +1,319 @@
+#include <sys/stat.h>
+
+#include "PluginTestSupport.h"
+#include "TextUtils.h"
+#include "formats/FormatTestSupport.h"
+#include "plugin/ResultCodes.h"
+#include "support/MemoryUtilities.h"
+#include "tools/samples/SampleImages.h"
+
+namespace tessel::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using samples::sample_value;
+
+constexpr UInt32 kSeed = 11;
+
+bool shows_code(const std::vector<std::string>& alerts, int code) {
+  const std::string mark = "(code " + std::to_string(code) + ")";
+  return alerts.size() == 1 && alerts[0].ends_with(mark);
+}
+
+class AcquireDriver : public PluginTest {
+ protected:
+  void SetUp() override {
+    PluginTest::SetUp();
+    host_ = std::make_unique<FakeAcquireHost>();
+  }
+  void TearDown() override {
+    host_.reset();
+    for (SInt16 fork : forks_) CloseResFile(fork);
+    PluginTest::TearDown();
+  }
+  FakeAcquireHost& host() { return *host_; }
+
+  fs::path write_tiff(const std::string& name, samples::TiffOptions options) {
+    options.seed = kSeed;
+    fs::path file = path(name);
+    EXPECT_EQ(samples::write_tiff(file, options), 0);
+    return file;
+  }
+
+  // Puts a fork of resources on top of the resource chain.
+  void open_fork(const std::string& name, platform::resources::ResourceFork fork) {
+    auto bytes = platform::resources::serialize_fork(fork);
+    ASSERT_TRUE(bytes.has_value());
+    fs::path file = write_file(name, {});
+    ASSERT_EQ(platform::appledouble::write_resource_fork(file, *bytes), 0);
+    FSSpec spec = spec_of(name);
+    forks_.push_back(FSpOpenResFile(&spec, fsRdPerm));
+    ASSERT_GT(forks_.back(), 0);
+  }
+
+  // The module's own resources (the selection dialog among them) on top.
+  void open_module_resources() {
+    auto spec = platform::files::spec_from_path(TESSEL_MODULE_FILE);
+    ASSERT_TRUE(spec.has_value());
+    SInt16 fork = FSpOpenResFile(&*spec, fsRdPerm);
+    if (fork <= 0) GTEST_SKIP() << "the module's resources are not built";
+    forks_.push_back(fork);
+  }
+
+  // A run armed by prepare whose start has opened file and chosen rect, as
+  // the selection dialog would leave it.
+  void start_with_selection(const fs::path& file, Rect rect) { start_with_selection(host(), file, rect); }
+  void start_with_selection(FakeAcquireHost& host, const fs::path& file, Rect rect) {
+    ASSERT_EQ(host.call(kSelectorPrepare), 0);
+    AcquireGlobals* globals = host.globals();
+    ASSERT_EQ(AllocateMemory(SInt32(sizeof(SourceImage)), &globals->sourceImage), 0);
+    SourceImage* image = globals->sourceImage;
+    image->fileSpec = *platform::files::spec_from_path(file);
+    ASSERT_EQ(RasterFormatOpen(image), 0);
+    image->selection = rect;
+    image->selectionWidth = rect.right - rect.left;
+    image->selectionHeight = rect.bottom - rect.top;
+    Set(host.params, kAcquireImageRows, SInt16(image->selectionHeight));
+    Set(host.params, kAcquireImageColumns, SInt16(image->selectionWidth));
+    Set(host.params, kAcquireImagePlanes, image->channels);
+    globals->progressTotal = image->channels * image->selectionHeight;
+  }
+
+  // Every sample the host took in is the file's sample in rect.
+  void expect_rectangle(Rect rect, SInt32 planes) {
+    const SInt32 width = rect.right - rect.left;
+    std::size_t wrong = 0;
+    for (SInt32 r = rect.top; r < rect.bottom; ++r)
+      for (SInt32 c = rect.left; c < rect.right; ++c)
+        for (SInt32 p = 0; p < planes; ++p)
+          wrong += host().pixels[std::size_t(((r - rect.top) * width + c - rect.left) * planes + p)] !=
+                   sample_value(kSeed, r, c, p);
+    EXPECT_EQ(wrong, 0u);
+  }
+
+  std::vector<SInt16> strip_tops() const {
+    std::vector<SInt16> tops;
+    for (const auto& strip : host_->strips) tops.push_back(strip.rect.top);
+    return tops;
+  }
+
+ private:
+  std::unique_ptr<FakeAcquireHost> host_;
+  std::vector<SInt16> forks_;
+};
+
+// ---------------------------------------------------------------------------
+// Refusals at start
+
+TEST_F(AcquireDriver, StartRefusesWhatTheHostCannotTakeInItsOrder) {
+  struct Case {
+    const char* name;
+    samples::TiffOptions options;
+    OSErr code;
+  };
+  const std::vector<Case> cases = {
+      // The RGB depth test comes before the general one.
+      {"rgb16.tif", {.samplesPerPixel = 3, .bitsPerSample = 16, .photometric = 2}, kModeElevenOrRGB16},
+      {"gray4.tif", {.bitsPerSample = 4}, kDepthNotEight},
+      {"planar.tif",
+       {.samplesPerPixel = 4, .photometric = 5, .planarConfiguration = 2},
+       kTIFFPlanar},
+      // Compression is told before the planar layout.
+      {"packed.tif",
+       {.samplesPerPixel = 4, .photometric = 5, .compression = 32773, .planarConfiguration = 2},
+       kTIFFCompressed},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    fs::path file = write_tiff(c.name, c.options);
+    platform::standard_file::preselect(file);
+    fs::remove(path("alerts.log"));
+    FakeAcquireHost fresh;
+
+    EXPECT_EQ(fresh.run(), c.code);
+
+    EXPECT_TRUE(shows_code(alerts(), c.code));
+    EXPECT_EQ(fresh.globals()->sourceImage, nullptr);
+    EXPECT_TRUE(fresh.tags.empty());
+    EXPECT_TRUE(fresh.bufferRequests.empty());
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Whole runs through the selection dialog, confirmed at once
+
+class AcquireWithDialog : public AcquireDriver {
+ protected:
+  void SetUp() override {
+    AcquireDriver::SetUp();
+    open_module_resources();
+  }
+
+  // A full run of file; the rectangle the tag names.
+  Rect acquire(const fs::path& file) {
+    platform::standard_file::preselect(file);
+    EXPECT_EQ(host().run(), 0);
+    if (host().tags.size() != 1) {
+      ADD_FAILURE() << "tags: " << host().tags.size();
+      return {};
+    }
+    const std::vector<UInt8>& tag = host().tags[0];
+    auto side = [&](std::size_t at) { return SInt16(platform::read_big16(std::span(tag).subspan(at))); };
+    return Rect{side(76), side(78), side(80), side(82)};
+  }
+};
+
+TEST_F(AcquireWithDialog, AFolderThatMayNotChangeIsWarnedOnceAndTheRunGoesOn) {
+  fs::create_directories(path("shelf"));
+  fs::path file = write_tiff("shelf/image.tif", {.samplesPerPixel = 3, .photometric = 2,
+                                                 .rowsPerStrip = 5});
+  chmod(path("shelf").c_str(), 0555);
+
+  Rect rect = acquire(file);
+
+  EXPECT_TRUE(shows_code(alerts(), kCannotWriteBack)) << alerts().size();
+  EXPECT_EQ(host().rows(), rect.bottom - rect.top);
+  EXPECT_EQ(host().columns(), rect.right - rect.left);
+  expect_rectangle(rect, 3);
+  EXPECT_FALSE(host().bufferLent);
+  EXPECT_EQ(host().globals()->sourceImage, nullptr);
+}
+
+TEST_F(AcquireWithDialog, ALockedFileInAWritableFolderIsTakenSilently) {
+  fs::path file = write_tiff("image.tif", {.rowsPerStrip = 3});
+  chmod(file.c_str(), 0444);
+
+  Rect rect = acquire(file);
+
+  EXPECT_TRUE(alerts().empty());
+  EXPECT_EQ(Get(host().params, kAcquireImageMode), kGrayscaleMode);
+  EXPECT_EQ(Get(host().params, kAcquireImageDepth), 8);
+  // 72 pixels per inch in 16.16.
+  EXPECT_EQ(Get(host().params, kAcquireHorizontalResolution), 72 << 16);
+  EXPECT_EQ(Get(host().params, kAcquireVerticalResolution), 72 << 16);
+  expect_rectangle(rect, 1);
+}
+
+// ---------------------------------------------------------------------------
+// Strips
+
+TEST_F(AcquireDriver, RowsArePaddedToFourBytes) {
+  fs::path file = write_tiff("wide.tif", {.width = 120, .height = 20, .samplesPerPixel = 3,
+                                          .photometric = 2, .rowsPerStrip = 7});
+  for (SInt16 width : {SInt16(100), SInt16(101)}) {
+    FakeAcquireHost fresh;
+    start_with_selection(fresh, file, Rect{2, 5, 12, SInt16(5 + width)});
+    ASSERT_EQ(fresh.take_strips(), 0);
+    ASSERT_EQ(fresh.bufferRequests.size(), 1u);
+    EXPECT_EQ(fresh.bufferRequests[0], width == 100 ? 300 : 304);
+    EXPECT_EQ(fresh.call(kSelectorFinish), 0);
+  }
+}
+
+TEST_F(AcquireDriver, InterleavedStripsComeInTheRowsTheHostGrantsThenTheEnd) {
+  fs::path file = write_tiff("rgb.tif", {.width = 40, .height = 30, .samplesPerPixel = 3,
+                                         .photometric = 2, .rowsPerStrip = 6});
+  const Rect rect{13, 9, 23, 30};
+  start_with_selection(file, rect);
+
+  ASSERT_EQ(host().take_strips(), 0);
+
+  EXPECT_EQ(host().mostRowsAsked, 10);
+  EXPECT_EQ(strip_tops(), (std::vector<SInt16>{0, 4, 8}));
+  EXPECT_EQ(host().strips.back().rect.bottom, 10);
+  for (const auto& strip : host().strips) {
+    EXPECT_EQ(strip.firstPlane, 0);
+    EXPECT_EQ(strip.lastPlane, 2);
+    EXPECT_EQ(strip.columnStep, 3);
+    EXPECT_EQ(strip.planeStep, 1);
+    EXPECT_EQ(strip.rowStep, 64);  // 21 × 3 rounded up
+    EXPECT_EQ(strip.rect.right, 21);
+  }
+  expect_rectangle(rect, 3);
+  EXPECT_EQ(host().lastDone, 30);
+  EXPECT_EQ(host().lastTotal, 30);
+
+  EXPECT_EQ(host().call(kSelectorFinish), 0);
+  ASSERT_EQ(host().tags.size(), 1u);
+  EXPECT_EQ(std::vector<UInt8>(host().tags[0].begin() + 76, host().tags[0].begin() + 92),
+            (std::vector<UInt8>{0, 13, 0, 9, 0, 23, 0, 30, 0, 0, 0, 40, 0, 0, 0, 30}));
+  EXPECT_FALSE(host().bufferLent);
+}
+
+TEST_F(AcquireDriver, PlanarStripsComePlaneByPlane) {
+  fs::path file = path("image.lmn");
+  ASSERT_EQ(samples::write_native(file, {.channels = 3, .rows = 30, .columns = 40, .mode = 3,
+                                         .seed = kSeed}),
+            0);
+  const Rect rect{13, 9, 23, 30};
+  start_with_selection(file, rect);
+
+  ASSERT_EQ(host().take_strips(), 0);
+
+  ASSERT_EQ(host().strips.size(), 9u);
+  EXPECT_EQ(strip_tops(), (std::vector<SInt16>{0, 4, 8, 0, 4, 8, 0, 4, 8}));
+  for (std::size_t i = 0; i < 9; ++i) {
+    const auto& strip = host().strips[i];
+    EXPECT_EQ(strip.firstPlane, SInt16(i / 3));
+    EXPECT_EQ(strip.lastPlane, SInt16(i / 3));
+    EXPECT_EQ(strip.columnStep, 1);
+    EXPECT_EQ(strip.planeStep, 0);
+    EXPECT_EQ(strip.rowStep, 24);  // 21 rounded up
+  }
+  expect_rectangle(rect, 3);
+  EXPECT_EQ(host().lastDone, 30);
+  EXPECT_EQ(host().call(kSelectorFinish), 0);
+}
+
+TEST_F(AcquireDriver, StoppingAtTheFirstContinueLeavesNoBufferAndNoTag) {
+  fs::path file = write_tiff("gray.tif", {.rowsPerStrip = 4});
+  start_with_selection(file, Rect{0, 0, 10, 10});
+  host().abortAtCall = 1;
+
+  EXPECT_EQ(host().call(kSelectorContinue), kUserCancelled);
+  EXPECT_TRUE(host().bufferRequests.empty());
+  EXPECT_EQ(host().call(kSelectorFinish), 0);
+
+  EXPECT_TRUE(alerts().empty());
+  EXPECT_TRUE(host().tags.empty());
+  EXPECT_EQ(host().globals()->sourceImage, nullptr);
+}
+
+// ---------------------------------------------------------------------------
+// The title
+
+class DocumentTitle : public AcquireDriver {
+ protected:
+  void SetUp() override {
+    AcquireDriver::SetUp();
+    // "\xC9" is the ellipsis in Mac Roman.
+    open_fork("titles.rsrc", {0, {{FourCC("STR#"), kDocumentTitleList, 0, "",
+                                   string_list({"^1 (^2,^3)-(^4,^5)", "\xC9"})}}});
+  }
+
+  std::string title(const std::string& fileName, Rect rect) {
+    SourceImage image{};
+    CopyCStringToPascal(fileName.c_str(), image.fileSpec.name);
+    image.selection = rect;
+    Str255 name;
+    NameTheDocument(nullptr, &image, name);
+    return std::string(reinterpret_cast<const char*>(name + 1), name[0]);
+  }
+};
+
+TEST_F(DocumentTitle, ALongNameIsCutSoThatTheCornersFit) {
+  EXPECT_EQ(title("short.tif", Rect{1, 2, 3, 4}), "short.tif (2,1)-(4,3)");
+
+  const std::string longName = std::string(36, 'a') + ".tif";
+  EXPECT_EQ(title(longName, Rect{0, 0, 512, 512}),
+            std::string(14, 'a') + "\xC9" + " (0,0)-(512,512)");
+
+  // Corners this wide leave room for less than five characters of the name:
+  // five stay, and the title is cut at 31 with the mark.
+  const std::string cut = title(longName, Rect{10000, 10000, 20000, 20000});
+  EXPECT_EQ(cut.size(), 31u);
+  EXPECT_EQ(cut, "aaaa\xC9 (10000,10000)-(20000,200\xC9");
+}
+
+}  // namespace
+}  // namespace tessel::testing

@@ -1,0 +1,89 @@
+#!/bin/sh
+# Makes the README's pictures of Tessel's dialogs without a display: the
+# headless backend runs each dialog under a script whose `save` commands
+# write the front window as PNG.
+#
+#   tools/screenshots/make-screenshots.sh [BUILD_DIR [OUT_DIR]]
+#
+# BUILD_DIR is a configured and built tree (default: build); it needs the
+# tessel program, the plug-in module and tessel-sample. OUT_DIR defaults to
+# docs/images. Nothing outside a scratch folder and OUT_DIR is touched.
+set -eu
+
+here=$(cd "$(dirname "$0")/../.." && pwd)
+build=$(cd "${1:-$here/build}" && pwd)
+out=${2:-$here/docs/images}
+mkdir -p "$out"
+out=$(cd "$out" && pwd)
+
+tessel="$build/bin/tessel"
+sample="$build/bin/tessel-sample"
+for program in "$tessel" "$sample" "$build/lib/tessel.plugin"; do
+  if [ ! -e "$program" ]; then
+    echo "make-screenshots: $program is missing; build the tree first" >&2
+    exit 1
+  fi
+done
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/tessel-screenshots-XXXXXX")
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+
+# A home and preferences of their own, the real module, no display.
+export HOME="$work" XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data"
+export TESSEL_MODULE="$build/lib/tessel.plugin" TESSEL_BACKEND=headless
+unset TESSEL_SELECT_FILE TESSEL_ALERT_LOG 2>/dev/null || true
+
+# Runs tessel under the script given on standard input; a stuck dialog must
+# not hang the run. Exit statuses are the dialogs' business, not ours.
+run() {
+  cat > script.txt
+  timeout 60 "$tessel" "$@" --script script.txt > /dev/null 2>> tessel.log || true
+}
+
+# The about box, as it first shows.
+run about <<SCRIPT
+save $out/about.png
+click 1
+SCRIPT
+
+# An export refused with the plug-in's alert: the image file was replaced by
+# one of another size after the document was cut from it. The file dialog
+# that follows is cancelled.
+"$sample" tiff image.tif --width 640 --height 480 --samples 3 --photometric 2
+"$tessel" extract image.tif --rect 40,60,240,360 -o changed.tif > /dev/null
+"$sample" tiff image.tif --width 600 --height 480 --samples 3 --photometric 2
+run export changed.tif <<SCRIPT
+save $out/alert.png
+click 1
+press escape
+SCRIPT
+
+# The file dialog of an export whose image moved: in the image's old folder
+# the folder "moved" (the only row) is opened with a double-click and the
+# image in it selected, then the picture is taken and Choose clicked.
+mkdir scene
+"$sample" tiff scene/image.tif --width 640 --height 480 --samples 3 --photometric 2
+"$tessel" extract scene/image.tif --rect 40,60,240,360 -o moved.tif > /dev/null
+mkdir scene/moved
+mv scene/image.tif scene/moved/image.tif
+run export moved.tif <<SCRIPT
+down 60 86
+up 60 86
+down 60 86
+up 60 86
+wait 40
+down 60 86
+up 60 86
+save $out/file-dialog.png
+click 1
+SCRIPT
+
+for picture in about alert file-dialog; do
+  if [ ! -s "$out/$picture.png" ]; then
+    echo "make-screenshots: $picture.png was not made; see what tessel said:" >&2
+    cat tessel.log >&2
+    exit 1
+  fi
+done
+echo "wrote $out/about.png, alert.png and file-dialog.png"
