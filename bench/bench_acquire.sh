@@ -23,18 +23,12 @@ WORK="$(mktemp -d /tmp/tessel-bench-acquire-XXXXXX)"
 PYTHON=/usr/bin/python3
 source "$(dirname "$0")/common.sh"
 
-cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$BUILD" -j2 --target tessel tessel_module tessel-sample >/dev/null
+build_for_bench tessel tessel_module tessel-sample
 
-export XDG_DATA_HOME="$WORK/data" XDG_CONFIG_HOME="$WORK/config"
-export TESSEL_MODULE="$BUILD/lib/tessel.plugin" TESSEL_ALERT_LOG="$WORK/alerts.log"
+run_tessel_in "$WORK"
 trap 'rm -rf "$WORK"' EXIT
 
-if [ ! -s "$IMAGE" ]; then
-  echo "writing $IMAGE ..." >&2
-  "$BUILD/bin/tessel-sample" tiff "$IMAGE" --width 20000 --height 15000 --samples 3 \
-    --photometric 2 --rows-per-strip 16
-fi
+ensure_bench_image
 cat "$IMAGE" >/dev/null  # every figure below is taken from the page cache
 
 # Open the file dialog's choice; grid on, 5 columns, 4 rows; click a cell; OK.

@@ -24,11 +24,9 @@ source "$(dirname "$0")/common.sh"
 # TESSEL_BENCH_NO_INSTALL=1 runs with what is there (GDAL's figure n/a without it).
 [ -n "${TESSEL_BENCH_NO_INSTALL:-}" ] || install_peer_tools
 
-cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$BUILD" -j2 --target tessel tessel_module tessel-sample >/dev/null
+build_for_bench tessel tessel_module tessel-sample
 
-export XDG_DATA_HOME="$WORK/data" XDG_CONFIG_HOME="$WORK/config"
-export TESSEL_MODULE="$BUILD/lib/tessel.plugin" TESSEL_ALERT_LOG="$WORK/alerts.log"
+run_tessel_in "$WORK"
 trap 'rm -rf "$WORK"' EXIT
 
 # fsync and fdatasync that return at once, preloaded for the no-sync figure.
@@ -38,11 +36,7 @@ int fdatasync(int fd) { (void)fd; return 0; }
 C
 cc -shared -fPIC -O2 -o "$WORK/nosync.so" "$WORK/nosync.c"
 
-if [ ! -s "$IMAGE" ]; then
-  echo "writing $IMAGE ..." >&2
-  "$BUILD/bin/tessel-sample" tiff "$IMAGE" --width 20000 --height 15000 --samples 3 \
-    --photometric 2 --rows-per-strip 16
-fi
+ensure_bench_image
 "$BUILD/bin/tessel" extract "$IMAGE" --rect $TOP,$LEFT,$((TOP + SIDE)),$((LEFT + SIDE)) \
   -o "$DOCUMENT" --force >/dev/null
 cat "$IMAGE" "$DOCUMENT" >/dev/null  # reads from the page cache; only writes reach the disk
@@ -95,30 +89,8 @@ PY
 
 gdal_time=n/a
 if "$PYTHON" -c 'import osgeo.gdal' 2>/dev/null; then
-  gdal_time=$("$PYTHON" - "$IMAGE" $LEFT $TOP $SIDE $REPEATS <<'PY'
-import os, sys, time
-from osgeo import gdal
-gdal.UseExceptions()
-path, left, top, side, repeats = sys.argv[1], *map(int, sys.argv[2:])
-ds = gdal.Open(path)
-data = ds.ReadRaster(left, top, side, side)
-ds = None
-best = None
-for i in range(repeats + 1):
-    start = time.perf_counter()
-    ds = gdal.Open(path, gdal.GA_Update)
-    ds.WriteRaster(left, top, side, side, data)
-    ds.FlushCache()
-    ds = None
-    fd = os.open(path, os.O_RDONLY)
-    os.fsync(fd)
-    os.close(fd)
-    took = time.perf_counter() - start
-    if i > 0 and (best is None or took < best):
-        best = took
-print(f"{best:.4f}")
-PY
-)
+  gdal_time=$("$PYTHON" "$(dirname "$0")/gdal_write.py" "$IMAGE" $LEFT $TOP $SIDE $REPEATS \
+    --fsync)
 fi
 
 echo

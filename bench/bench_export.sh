@@ -23,20 +23,12 @@ PYTHON=/usr/bin/python3
 source "$(dirname "$0")/common.sh"
 install_peer_tools
 
-cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$BUILD" -j2 --target tessel tessel_module tessel-sample tessel_bench_formats \
-  >/dev/null
+build_for_bench tessel tessel_module tessel-sample tessel_bench_formats
 
-# The platform's catalog and preferences stay out of the user's own folders.
-export XDG_DATA_HOME="$WORK/data" XDG_CONFIG_HOME="$WORK/config"
-export TESSEL_MODULE="$BUILD/lib/tessel.plugin" TESSEL_ALERT_LOG="$WORK/alerts.log"
+run_tessel_in "$WORK"
 trap 'rm -rf "$WORK"' EXIT
 
-if [ ! -s "$IMAGE" ]; then
-  echo "writing $IMAGE ..." >&2
-  "$BUILD/bin/tessel-sample" tiff "$IMAGE" --width 20000 --height 15000 --samples 3 \
-    --photometric 2 --rows-per-strip 16
-fi
+ensure_bench_image
 "$BUILD/bin/tessel" extract "$IMAGE" --rect $TOP,$LEFT,$((TOP + SIDE)),$((LEFT + SIDE)) \
   -o "$DOCUMENT" --force >/dev/null
 cat "$IMAGE" "$DOCUMENT" >/dev/null  # every figure below is taken from the page cache
@@ -48,27 +40,7 @@ put_time=$("$BUILD/bin/tessel_bench_formats" "$IMAGE" $LEFT $TOP $SIDE 64 $REPEA
 
 gdal_time=n/a
 if "$PYTHON" -c 'import osgeo.gdal' 2>/dev/null; then
-  gdal_time=$("$PYTHON" - "$IMAGE" $LEFT $TOP $SIDE $REPEATS <<'PY'
-import sys, time
-from osgeo import gdal
-gdal.UseExceptions()
-path, left, top, side, repeats = sys.argv[1], *map(int, sys.argv[2:])
-ds = gdal.Open(path)
-data = ds.ReadRaster(left, top, side, side)
-ds = None
-best = None
-for i in range(repeats + 1):
-    start = time.perf_counter()
-    ds = gdal.Open(path, gdal.GA_Update)
-    ds.WriteRaster(left, top, side, side, data)
-    ds.FlushCache()
-    ds = None
-    took = time.perf_counter() - start
-    if i > 0 and (best is None or took < best):
-        best = took
-print(f"{best:.4f}")
-PY
-)
+  gdal_time=$("$PYTHON" "$(dirname "$0")/gdal_write.py" "$IMAGE" $LEFT $TOP $SIDE $REPEATS)
 fi
 
 echo

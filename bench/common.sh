@@ -27,3 +27,25 @@ install_peer_tools() {
   local sudo=""; [ "$(id -u)" -ne 0 ] && sudo=sudo
   $sudo apt-get install -y --no-install-recommends bc gdal-bin python3-gdal libvips-tools
 }
+
+# Configures BUILD (from ROOT) for timing and builds the targets named.
+build_for_bench() {
+  cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+  cmake --build "$BUILD" -j2 --target "$@" >/dev/null
+}
+
+# Writes IMAGE, the 20000 x 15000 RGB TIFF of 16 rows per strip the
+# benchmarks read, unless it is there already. Needs tessel-sample built.
+ensure_bench_image() {
+  [ -s "$IMAGE" ] && return
+  echo "writing $IMAGE ..." >&2
+  "$BUILD/bin/tessel-sample" tiff "$IMAGE" --width 20000 --height 15000 --samples 3 \
+    --photometric 2 --rows-per-strip 16
+}
+
+# Points the program at BUILD's module, and the platform's catalog,
+# preferences and alert log into folder $1, out of the user's own.
+run_tessel_in() {
+  export XDG_DATA_HOME="$1/data" XDG_CONFIG_HOME="$1/config"
+  export TESSEL_MODULE="$BUILD/lib/tessel.plugin" TESSEL_ALERT_LOG="$1/alerts.log"
+}

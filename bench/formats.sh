@@ -20,18 +20,13 @@ PYTHON=/usr/bin/python3
 source "$(dirname "$0")/common.sh"
 install_peer_tools
 
-cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$BUILD" -j2 --target tessel-sample tessel_bench_formats >/dev/null
+build_for_bench tessel-sample tessel_bench_formats
 
 # The platform's file catalog stays out of the user's own data folder.
 export XDG_DATA_HOME="$(mktemp -d /tmp/tessel-bench-data-XXXXXX)"
 trap 'rm -rf "$XDG_DATA_HOME" "$GDAL_OUT"' EXIT
 
-if [ ! -s "$IMAGE" ]; then
-  echo "writing $IMAGE ..." >&2
-  "$BUILD/bin/tessel-sample" tiff "$IMAGE" --width 20000 --height 15000 --samples 3 \
-    --photometric 2 --rows-per-strip 16
-fi
+ensure_bench_image
 cat "$IMAGE" >/dev/null  # every figure below is taken from the page cache
 
 declare -A tessel
@@ -39,27 +34,8 @@ while read -r name seconds _; do tessel[$name]=$seconds; done < <(
   "$BUILD/bin/tessel_bench_formats" "$IMAGE" $LEFT $TOP $SIDE $NARROW $REPEATS)
 
 gdal_read=$(best_of gdal_translate -q -of GTiff -srcwin $LEFT $TOP $SIDE $SIDE "$IMAGE" "$GDAL_OUT")
-gdal_write=$("$PYTHON" - "$IMAGE" $LEFT $TOP $SIDE $REPEATS <<'EOF'
-import sys, time
-from osgeo import gdal
-gdal.UseExceptions()
-path, left, top, side, repeats = sys.argv[1], *map(int, sys.argv[2:])
-ds = gdal.Open(path)
-data = ds.ReadRaster(left, top, side, side)  # the file's own samples: it keeps its bytes
-ds = None
-best = None
-for i in range(repeats + 1):
-    ds = gdal.Open(path, gdal.GA_Update)  # opened beforehand, as the format layer's file is
-    start = time.perf_counter()
-    ds.WriteRaster(left, top, side, side, data)
-    ds.FlushCache()
-    took = time.perf_counter() - start
-    ds = None
-    if i > 0 and (best is None or took < best):
-        best = took
-print(f"{best:.4f}")
-EOF
-)
+gdal_write=$("$PYTHON" "$(dirname "$0")/gdal_write.py" "$IMAGE" $LEFT $TOP $SIDE $REPEATS \
+  --open-untimed)
 
 echo
 echo "Rectangle ${SIDE}x${SIDE} at ($LEFT,$TOP) of $IMAGE, RGB, 16 rows per strip;"

@@ -21,18 +21,13 @@ PYTHON=/usr/bin/python3
 source "$(dirname "$0")/common.sh"
 install_peer_tools
 
-cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$BUILD" -j2 --target tessel-sample tessel_bench_preview >/dev/null
+build_for_bench tessel-sample tessel_bench_preview
 
 # The platform's file catalog stays out of the user's own data folder.
 export XDG_DATA_HOME="$OUT/data"
 trap 'rm -rf "$OUT"' EXIT
 
-if [ ! -s "$IMAGE" ]; then
-  echo "writing $IMAGE ..." >&2
-  "$BUILD/bin/tessel-sample" tiff "$IMAGE" --width 20000 --height 15000 --samples 3 \
-    --photometric 2 --rows-per-strip 16
-fi
+ensure_bench_image
 cat "$IMAGE" >/dev/null  # every figure below is taken from the page cache
 
 declare -A tessel

@@ -2,41 +2,18 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 
 #include "References.h"
 #include "host/DisplayPixels.h"
 #include "host/DocumentResources.h"
-#include "host/Interrupt.h"
+#include "host/HostServices.h"
 #include "host/Messages.h"
-#include "host/Progress.h"
 #include "host/StripBuffers.h"
 
 namespace tessel::host {
 
 namespace {
-
-ProgressBar* progressBar = nullptr;
-
-UInt8 test_abort() { return InterruptGuard::requested() ? 1 : 0; }
-
-void update_progress(SInt32 done, SInt32 total) {
-  if (progressBar != nullptr) progressBar->update(done, total);
-}
-
-// A reference the record holds for as long as this object lives.
-class Registered {
- public:
-  explicit Registered(UInt32 reference) : reference_(reference) {}
-  ~Registered() { DisposeReference(reference_); }
-  Registered(const Registered&) = delete;
-  Registered& operator=(const Registered&) = delete;
-  UInt32 get() const { return reference_; }
-
- private:
-  UInt32 reference_;
-};
 
 std::string title_of(const AcquireParams& params) {
   Str255 name;
@@ -123,41 +100,30 @@ class Session {
         document_(document),
         buffers_(strip_budget(options.memoryLimit)),
         resources_(document.resources),
-        testAbort_(NewProcReference(&test_abort)),
-        updateProgress_(NewProcReference(&update_progress)),
         displayPixels_(NewProcReference(&display_pixels)),
         bufferProcs_(NewReference(buffers_.procs())),
         resourceProcs_(NewReference(resources_.procs())) {
-    Set(params_, kAcquireTestAbort, testAbort_.get());
-    Set(params_, kAcquireUpdateProgress, updateProgress_.get());
+    Set(params_, kAcquireTestAbort, callbacks_.test_abort());
+    Set(params_, kAcquireUpdateProgress, callbacks_.update_progress());
     Set(params_, kAcquireMemoryLimit, options.memoryLimit);
     Set(params_, kAcquireBufferProcs, bufferProcs_.get());
     Set(params_, kAcquireResourceProcs, resourceProcs_.get());
     Set(params_, kAcquireDisplayProcs, displayPixels_.get());
-    progressBar = &progress_;
   }
-  ~Session() { progressBar = nullptr; }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
   void run(AcquireOutcome& outcome) {
-    outcome.result = call(kSelectorPrepare);
-    if (outcome.result == noErr) outcome.result = call(kSelectorStart);
-    if (outcome.result == noErr) {
-      outcome.title = title_of(params_);
-      outcome.result = take_strips(outcome.strips);
-      const SInt16 finished = call(kSelectorFinish);
-      if (outcome.result == noErr) outcome.result = finished;
-    }
+    outcome.result = run_phases([this](SInt16 selector) { return call(selector); },
+                                [this, &outcome] {
+                                  outcome.title = title_of(params_);
+                                  return take_strips(outcome.strips);
+                                });
     outcome.interrupted = InterruptGuard::requested();
   }
 
  private:
-  SInt16 call(SInt16 selector) {
-    SInt16 result = 0;
-    entry_(selector, &params_, &dataSlot_, &result);
-    return result;
-  }
+  SInt16 call(SInt16 selector) { return call_entry(entry_, selector, params_, dataSlot_); }
 
   // Continue calls until the plug-in hands over a null dataPointer.
   SInt16 take_strips(int& strips) {
@@ -180,12 +146,9 @@ class Session {
   Document& document_;
   AcquireParams params_{};
   PluginDataSlot dataSlot_ = 0;
-  InterruptGuard interrupt_;
-  ProgressBar progress_{stderr};
+  RunCallbacks callbacks_;
   StripBuffers buffers_;
   DocumentResourceProcs resources_;
-  Registered testAbort_;
-  Registered updateProgress_;
   Registered displayPixels_;
   Registered bufferProcs_;
   Registered resourceProcs_;

@@ -1,40 +1,18 @@
 #include "host/ExportRun.h"
 
 #include <csignal>
-#include <cstdio>
+#include <optional>
 #include <vector>
 
 #include "MacErrors.h"
 #include "References.h"
 #include "host/DocumentResources.h"
-#include "host/Interrupt.h"
-#include "host/Progress.h"
+#include "host/HostServices.h"
 #include "host/StripBuffers.h"
 
 namespace tessel::host {
 
 namespace {
-
-ProgressBar* progressBar = nullptr;
-
-UInt8 test_abort() { return InterruptGuard::requested() ? 1 : 0; }
-
-void update_progress(SInt32 done, SInt32 total) {
-  if (progressBar != nullptr) progressBar->update(done, total);
-}
-
-// A reference the record holds for as long as this object lives.
-class Registered {
- public:
-  explicit Registered(UInt32 reference) : reference_(reference) {}
-  ~Registered() { DisposeReference(reference_); }
-  Registered(const Registered&) = delete;
-  Registered& operator=(const Registered&) = delete;
-  UInt32 get() const { return reference_; }
-
- private:
-  UInt32 reference_;
-};
 
 struct Band {
   Rect rect;
@@ -131,42 +109,32 @@ class Session {
         buffers_(options.memoryLimit),
         resources_(document.resources),
         bands_(document),
-        testAbort_(NewProcReference(&test_abort)),
-        updateProgress_(NewProcReference(&update_progress)),
         bufferProcs_(NewReference(buffers_.procs())),
         resourceProcs_(NewReference(resources_.procs())) {
     describe(params_, document, options.memoryLimit);
-    Set(params_, kExportTestAbort, testAbort_.get());
-    Set(params_, kExportUpdateProgress, updateProgress_.get());
+    Set(params_, kExportTestAbort, callbacks_.test_abort());
+    Set(params_, kExportUpdateProgress, callbacks_.update_progress());
     Set(params_, kExportBufferProcs, bufferProcs_.get());
     Set(params_, kExportResourceProcs, resourceProcs_.get());
-    progressBar = &progress_;
   }
-  ~Session() { progressBar = nullptr; }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
   ExportOutcome run() {
     ExportOutcome outcome;
-    outcome.result = call(kSelectorPrepare);
-    if (outcome.result == noErr) outcome.result = call(kSelectorStart);
-    if (outcome.result == noErr) {
-      outcome.result = continue_while_wanted(outcome.bands);
-      const SInt16 finished = call(kSelectorFinish);
-      if (outcome.result == noErr) outcome.result = finished;
-    }
+    platform::files::take_failed_closes();  // earlier runs' are not this run's
+    outcome.result = run_phases([this](SInt16 selector) { return call(selector); },
+                                [this, &outcome] { return continue_while_wanted(outcome.bands); });
     outcome.interrupted = InterruptGuard::requested();
     outcome.resourcesChanged = resources_.changed();
-    outcome.savedBack = outcome.result == noErr && Get(params_, kExportModifiedFlag) == 0;
+    outcome.unsynced = platform::files::take_failed_closes();
+    outcome.savedBack = outcome.result == noErr && outcome.unsynced.empty() &&
+                        Get(params_, kExportModifiedFlag) == 0;
     return outcome;
   }
 
  private:
-  SInt16 call(SInt16 selector) {
-    SInt16 result = 0;
-    entry_(selector, &params_, &dataSlot_, &result);
-    return result;
-  }
+  SInt16 call(SInt16 selector) { return call_entry(entry_, selector, params_, dataSlot_); }
 
   SInt16 continue_while_wanted(int& bands) {
     for (Band band = requested_band(params_); !is_empty(band.rect); band = requested_band(params_)) {
@@ -185,13 +153,10 @@ class Session {
   const ExportOptions& options_;
   ExportParams params_{};
   PluginDataSlot dataSlot_ = 0;
-  InterruptGuard interrupt_;
-  ProgressBar progress_{stderr};
+  RunCallbacks callbacks_;
   StripBuffers buffers_;
   DocumentResourceProcs resources_;
   BandSource bands_;
-  Registered testAbort_;
-  Registered updateProgress_;
   Registered bufferProcs_;
   Registered resourceProcs_;
 };

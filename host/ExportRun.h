@@ -4,7 +4,9 @@
 
 #include <filesystem>
 #include <optional>
+#include <vector>
 
+#include "Files.h"
 #include "MacErrors.h"
 #include "host/Document.h"
 #include "plugin/HostRecords.h"
@@ -28,6 +30,9 @@ struct ExportOutcome {
   bool savedBack = false;     // the plug-in cleared the modified flag, and it was recorded
   bool resourcesChanged = false;  // the plug-in rewrote the document's resources
   OSErr storeError = noErr;   // writing the document's records back failed
+  // Files written in the run whose final sync or close failed: their bands
+  // may not be on disk although the plug-in finished.
+  std::vector<platform::files::FailedClose> unsynced{};
 };
 
 // The largest document the records can describe: rows, columns and planes

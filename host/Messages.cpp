@@ -74,6 +74,10 @@ std::string_view text_of(Text text) {
     case Text::kExportFailed: return "tessel: ^0 was not written back (code ^1)";
     case Text::kExportStopped: return "tessel: stopped at your request; ^0 was written back only in part";
     case Text::kSavedBack: return "tessel: ^0 was written back into its image file and is recorded as saved";
+    case Text::kNotDurable:
+      return "tessel: the system could not finish writing ^0 to disk (error ^1); its new bands "
+             "may be lost if the machine stops now. Free the disk or fix the fault, then export "
+             "^2 again";
     case Text::kBadRect:
       return "tessel: --rect takes TOP,LEFT,BOTTOM,RIGHT in pixels, such as 0,0,512,512; not \"^0\"";
     case Text::kExtractNeeds:

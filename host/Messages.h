@@ -28,6 +28,7 @@ enum class Text {
   kExportFailed,
   kExportStopped,
   kSavedBack,
+  kNotDurable,
   kBadRect,
   kExtractNeeds,
   kDocumentExists,

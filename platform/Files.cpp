@@ -37,6 +37,11 @@ struct OpenFile {
   bool lockedOut = false;
 };
 
+std::vector<FailedClose>& failed_closes() {
+  static std::vector<FailedClose> record;
+  return record;
+}
+
 std::map<SInt16, OpenFile>& open_files() {
   static std::map<SInt16, OpenFile> table;
   return table;
@@ -278,6 +283,12 @@ Expected<fs::path> path_of_open_file(SInt16 refNum) {
   return file->path;
 }
 
+std::vector<FailedClose> take_failed_closes() {
+  std::vector<FailedClose> taken;
+  taken.swap(failed_closes());
+  return taken;
+}
+
 }  // namespace tessel::platform::files
 
 namespace files = tessel::platform::files;
@@ -317,6 +328,7 @@ OSErr FSClose(SInt16 refNum) {
   // when close reports success.
   if (file->written && file_system().fsync(file->fd) != 0) err = last_os_error();
   if (file_system().close(file->fd) != 0 && err == noErr) err = last_os_error();
+  if (err != noErr && file->written) files::failed_closes().push_back({file->path, err});
   files::open_files().erase(refNum);
   return err;
 }

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <filesystem>
+#include <vector>
 
 #include "Expected.h"
 #include "MacTypes.h"
@@ -113,5 +114,15 @@ Expected<FSSpec> spec_from_path(const std::filesystem::path& path);
 Expected<std::filesystem::path> path_from_spec(const FSSpec& spec);
 // The path of an open file; rfNumErr for an unknown reference number.
 Expected<std::filesystem::path> path_of_open_file(SInt16 refNum);
+
+// A written file whose close could not make its bytes durable (the sync or
+// the close failed). Callers that ignore FSClose's result, as the plug-in's
+// finish phase does, leave it here for the host to report.
+struct FailedClose {
+  std::filesystem::path path;
+  OSErr error = 0;
+};
+// The failed closes since the last call, oldest first; the record is emptied.
+std::vector<FailedClose> take_failed_closes();
 
 }  // namespace tessel::platform::files

@@ -93,9 +93,27 @@ FT_Face sized_face(SInt16 fontNumber, Style face, int size) {
 
 int ceil_pixels(FT_Pos value) { return int((value + 63) >> 6); }
 
-Glyph render(FT_Face face, char32_t character) {
+// One row of a bitmap as coverage; a monochrome row holds eight pixels a
+// byte, leftmost in the high bit.
+void copy_row(const FT_Bitmap& bitmap, int row, UInt8* out) {
+  const UInt8* in = bitmap.buffer + std::ptrdiff_t(row) * bitmap.pitch;
+  if (bitmap.pixel_mode != FT_PIXEL_MODE_MONO) {
+    std::memcpy(out, in, bitmap.width);
+    return;
+  }
+  for (unsigned x = 0; x < bitmap.width; ++x) {
+    out[x] = (in[x / 8] & (0x80 >> (x % 8))) != 0 ? 255 : 0;
+  }
+}
+
+// Small text in 1-bit ports cut from smooth coverage at a threshold loses
+// thin strokes and fills counters ("8" turns into "B"); the monochrome
+// hinter fits every stroke to whole pixels instead.
+Glyph render(FT_Face face, char32_t character, Rendering rendering) {
   Glyph made;
-  if (FT_Load_Char(face, character, FT_LOAD_RENDER) != 0) return made;
+  const FT_Int32 flags =
+      rendering == Rendering::mono ? FT_LOAD_RENDER | FT_LOAD_TARGET_MONO : FT_LOAD_RENDER;
+  if (FT_Load_Char(face, character, flags) != 0) return made;
   const FT_GlyphSlot slot = face->glyph;
   const FT_Bitmap& bitmap = slot->bitmap;
   made.width = int(bitmap.width);
@@ -105,8 +123,7 @@ Glyph render(FT_Face face, char32_t character) {
   made.advance = int((slot->advance.x + 32) >> 6);
   made.coverage.resize(std::size_t(made.width) * std::size_t(made.rows));
   for (int row = 0; row < made.rows; ++row) {
-    std::memcpy(made.coverage.data() + std::size_t(row) * std::size_t(made.width),
-                bitmap.buffer + std::ptrdiff_t(row) * bitmap.pitch, std::size_t(made.width));
+    copy_row(bitmap, row, made.coverage.data() + std::size_t(row) * std::size_t(made.width));
   }
   return made;
 }
@@ -118,15 +135,17 @@ const char* family_for(SInt16 fontNumber) {
   return fontNumber == kMonaco || fontNumber == kCourier ? kMono : kSans;
 }
 
-const Glyph* glyph(SInt16 fontNumber, Style face, int size, char32_t character) {
+const Glyph* glyph(SInt16 fontNumber, Style face, int size, char32_t character,
+                   Rendering rendering) {
   // Font numbers that share a family share their glyphs.
-  using Key = std::tuple<const char*, bool, bool, int, char32_t>;
+  using Key = std::tuple<const char*, bool, bool, int, char32_t, Rendering>;
   static std::map<Key, Glyph> glyphs;
-  Key key{family_for(fontNumber), (face & bold) != 0, (face & italic) != 0, size, character};
+  Key key{
+      family_for(fontNumber), (face & bold) != 0, (face & italic) != 0, size, character, rendering};
   if (auto known = glyphs.find(key); known != glyphs.end()) return &known->second;
   FT_Face ft = sized_face(fontNumber, face, size);
   if (ft == nullptr) return nullptr;
-  return &glyphs.emplace(key, render(ft, character)).first->second;
+  return &glyphs.emplace(key, render(ft, character, rendering)).first->second;
 }
 
 FontInfo metrics(SInt16 fontNumber, Style face, int size) {

@@ -25,10 +25,15 @@ struct Glyph {
 // "DejaVu Sans Mono").
 const char* family_for(SInt16 fontNumber);
 
+// How a glyph is rendered: smooth coverage for colour ports; for 1-bit
+// ports hinted to whole pixels, every coverage value 0 or 255.
+enum class Rendering { smooth, mono };
+
 // The glyph of a Unicode character in a font number, face and size; null
 // when no face could be opened. The reference stays valid for the
 // program's life.
-const Glyph* glyph(SInt16 fontNumber, Style face, int size, char32_t character);
+const Glyph* glyph(SInt16 fontNumber, Style face, int size, char32_t character,
+                   Rendering rendering = Rendering::smooth);
 // The face's metrics at that size; all zero when no face could be opened.
 FontInfo metrics(SInt16 fontNumber, Style face, int size);
 

@@ -40,9 +40,14 @@ GrafPort* port() { return qd::current_port(); }
 
 int text_size(const GrafPort& p) { return p.txSize > 0 ? p.txSize : kDefaultSize; }
 
+// Widths are measured with the glyphs that will be drawn: in 1-bit ports
+// the monochrome hinting may round advances differently.
 const fonts::Glyph* glyph_of(const GrafPort& p, UInt8 byte) {
+  const auto surface = p.portPixMap != nullptr ? qd::surface_of(*p.portPixMap) : std::nullopt;
+  const bool oneBit = surface && surface->depth == 1;
   return fonts::glyph(p.txFont, p.txFace, text_size(p),
-                      tessel::platform::mac_roman_to_unicode(byte));
+                      tessel::platform::mac_roman_to_unicode(byte),
+                      oneBit ? fonts::Rendering::mono : fonts::Rendering::smooth);
 }
 
 int width_of(const GrafPort& p, const UInt8* bytes, int count) {
@@ -55,7 +60,7 @@ int width_of(const GrafPort& p, const UInt8* bytes, int count) {
 }
 
 // How one pixel of a glyph lands: coverage blended over the destination in
-// 32-bit ports, a threshold of one half in 1-bit ports.
+// 32-bit ports; 1-bit ports get monochrome glyphs, all or nothing.
 void plot(const qd::Surface& s, int h, int v, UInt8 coverage, qd::Rgb fore, SInt16 mode) {
   if (coverage == 0) return;
   bool solid = coverage >= 128;

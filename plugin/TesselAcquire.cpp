@@ -8,6 +8,7 @@
 #include "Resources.h"
 #include "about/TesselAbout.h"
 #include "formats/TIFFFormat.h"
+#include "plugin/BandSteps.h"
 #include "plugin/EntryPoint.h"
 #include "plugin/ResultCodes.h"
 #include "plugin/TagTheDocument.h"
@@ -206,11 +207,9 @@ OSErr DisposeReadBuffer(AcquireGlobals* globals) {
 // Calls the host's progress and abort callbacks; true when the user asked to stop.
 static bool progressAndAbort(const AcquireGlobals* globals) {
   const AcquireParams& params = *globals->params;
-  if (auto progress = ReferenceProcAs<UpdateProgressProc>(Get(params, kAcquireUpdateProgress))) {
-    progress(globals->progressDone, globals->progressTotal);
-  }
-  auto abort = ReferenceProcAs<TestAbortProc>(Get(params, kAcquireTestAbort));
-  return abort != nullptr && abort() != 0;
+  return ReportProgressAndTestAbort(Get(params, kAcquireUpdateProgress),
+                                    Get(params, kAcquireTestAbort), globals->progressDone,
+                                    globals->progressTotal);
 }
 
 static void describeStrip(AcquireGlobals* globals, const SourceImage* image, bool interleaved,
@@ -229,28 +228,10 @@ static void describeStrip(AcquireGlobals* globals, const SourceImage* image, boo
 
 static OSErr readStrip(AcquireGlobals* globals, SourceImage* image, bool interleaved,
                        SInt16 rows) {
-  Tile tile{};
-  tile.data = reinterpret_cast<UInt8*>(globals->buffer);
-  tile.area = TileArea{globals->currentRow,
-                       image->selection.left,
-                       globals->currentRow + rows,
-                       image->selection.right,
-                       interleaved ? 0 : globals->currentPlane,
-                       interleaved ? image->channels : globals->currentPlane + 1};
-  tile.rowBytes = globals->rowBytes;
-  tile.colBytes = interleaved ? image->channels : 1;
-  tile.planeBytes = 0;
+  const Tile tile = SelectionBandTile(image, globals->currentRow, rows, globals->currentPlane,
+                                      interleaved, reinterpret_cast<UInt8*>(globals->buffer),
+                                      globals->rowBytes);
   return RasterFormatGetTile(&image->format, tile, tile.area);
-}
-
-static void advanceStrip(AcquireGlobals* globals, const SourceImage* image, bool interleaved,
-                         SInt16 rows) {
-  globals->currentRow = SInt16(globals->currentRow + rows);
-  globals->progressDone += interleaved ? rows * image->channels : rows;
-  if (globals->currentRow >= image->selection.bottom) {
-    globals->currentRow = image->selection.top;
-    globals->currentPlane = SInt16(globals->currentPlane + (interleaved ? image->channels : 1));
-  }
 }
 
 static OSErr deliverStrip(AcquireGlobals* globals, SourceImage* image, bool interleaved) {
@@ -262,7 +243,7 @@ static OSErr deliverStrip(AcquireGlobals* globals, SourceImage* image, bool inte
                                         globals->stripRows));
   describeStrip(globals, image, interleaved, rows);
   if (OSErr err = readStrip(globals, image, interleaved, rows); err != noErr) return err;
-  advanceStrip(globals, image, interleaved, rows);
+  AdvancePastBand(globals, image, interleaved, rows);
   return noErr;
 }
 

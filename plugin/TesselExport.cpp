@@ -6,6 +6,7 @@
 #include "MacErrors.h"
 #include "References.h"
 #include "formats/TIFFFormat.h"
+#include "plugin/BandSteps.h"
 #include "plugin/EntryPoint.h"
 #include "plugin/ResultCodes.h"
 #include "plugin/TagTheDocument.h"
@@ -203,38 +204,18 @@ OSErr SetupNextPartialBand(ExportGlobals* globals, SourceImage* image) {
 // Calls the host's progress and abort callbacks; true when the user asked to stop.
 static bool progressAndAbort(const ExportGlobals* globals) {
   const ExportParams& params = *globals->params;
-  if (auto progress = ReferenceProcAs<UpdateProgressProc>(Get(params, kExportUpdateProgress))) {
-    progress(globals->progressDone, globals->progressTotal);
-  }
-  auto abort = ReferenceProcAs<TestAbortProc>(Get(params, kExportTestAbort));
-  return abort != nullptr && abort() != 0;
+  return ReportProgressAndTestAbort(Get(params, kExportUpdateProgress),
+                                    Get(params, kExportTestAbort), globals->progressDone,
+                                    globals->progressTotal);
 }
 
 static OSErr writeBand(ExportGlobals* globals, SourceImage* image) {
   const ExportParams& params = *globals->params;
-  bool interleaved = isInterleaved(image);
-  Tile tile{};
-  tile.data = static_cast<UInt8*>(ReferencePointer(Get(params, kExportDataPointer)));
-  tile.area = TileArea{globals->currentRow,
-                       image->selection.left,
-                       globals->currentRow + globals->bandRows,
-                       image->selection.right,
-                       interleaved ? 0 : globals->currentPlane,
-                       interleaved ? image->channels : globals->currentPlane + 1};
-  tile.rowBytes = Get(params, kExportRowStep);
-  tile.colBytes = interleaved ? image->channels : 1;
-  tile.planeBytes = 0;
+  const Tile tile = SelectionBandTile(
+      image, globals->currentRow, globals->bandRows, globals->currentPlane, isInterleaved(image),
+      static_cast<UInt8*>(ReferencePointer(Get(params, kExportDataPointer))),
+      Get(params, kExportRowStep));
   return RasterFormatPutTile(&image->format, tile, tile.area);
-}
-
-static void advanceBand(ExportGlobals* globals, SourceImage* image) {
-  bool interleaved = isInterleaved(image);
-  globals->currentRow = SInt16(globals->currentRow + globals->bandRows);
-  globals->progressDone += interleaved ? globals->bandRows * image->channels : globals->bandRows;
-  if (globals->currentRow >= image->selection.bottom) {
-    globals->currentRow = image->selection.top;
-    globals->currentPlane = SInt16(globals->currentPlane + (interleaved ? image->channels : 1));
-  }
 }
 
 OSErr ExportDoContinue(ExportGlobals* globals) {
@@ -242,7 +223,7 @@ OSErr ExportDoContinue(ExportGlobals* globals) {
   if (image == nullptr) return kInternalFailure;
   if (progressAndAbort(globals)) return kUserCancelled;
   if (OSErr err = writeBand(globals, image); err != noErr) return err;
-  advanceBand(globals, image);
+  AdvancePastBand(globals, image, isInterleaved(image), globals->bandRows);
   if (progressAndAbort(globals)) return kUserCancelled;
   return SetupNextPartialBand(globals, image);
 }

@@ -184,11 +184,20 @@ void GetSelectionInfoTextRect(SelectionDialogState* state, Rect* r) {
             SInt16(item.right - 1)};
 }
 
+// The text rectangle reaching a few pixels further left, still inside the
+// frame, so that a first glyph that overhangs the pen is not cut off.
+static Rect selectionInfoArea(SelectionDialogState* state) {
+  constexpr SInt16 kOverhang = 4;
+  Rect area{};
+  GetSelectionInfoTextRect(state, &area);
+  area.left = SInt16(area.left - kOverhang);
+  return area;
+}
+
 void SetUpSelectionInfo(SelectionDialogState* state) {
   SetUserHook(state->dialog, kSelectionPaneItem, SelectionInfoProc);
-  Rect text{};
-  GetSelectionInfoTextRect(state, &text);
-  BraveNewGWorld(&state->infoOffscreen, 1, &text, nullptr, nullptr, 0);
+  Rect area = selectionInfoArea(state);
+  BraveNewGWorld(&state->infoOffscreen, 1, &area, nullptr, nullptr, 0);
 }
 
 void TearDownSelectionInfo(SelectionDialogState* state) {
@@ -222,27 +231,23 @@ void DisplaySelectionInfo(SelectionDialogState* state) {
   GDHandle savedDevice = nullptr;
   GetGWorld(&savedPort, &savedDevice);
   SetGWorld(offscreen, nullptr);
-  Rect t{};
+  Rect area = selectionInfoArea(state), t{};
   GetSelectionInfoTextRect(state, &t);
-  EraseRect(&t);
+  EraseRect(&area);
   if (state->selectionExists) drawSelectionText(state, t);
   SetGWorld(savedPort, savedDevice);
   useDialogPort(state->dialog);
-  CopyBits(*pixels, GetPortBitMapForCopyBits(GetDialogPort(state->dialog)), &t, &t, srcCopy,
-           nullptr);
+  CopyBits(*pixels, GetPortBitMapForCopyBits(GetDialogPort(state->dialog)), &area, &area,
+           srcCopy, nullptr);
   UnlockPixels(pixels);
 }
 
 void SelectionInfoProc(DialogPtr dialog, SInt16 item) {
   SelectionDialogState* state = GetSelectionDialogState(dialog);
-  useDialogPort(dialog);
-  PenNormal();
   Rect r{};
-  GetDItemRect(dialog, item, &r);
-  EraseRect(&r);
   FontState saved{};
-  GetFontState(&saved);
-  SetFontStateFromID(kPaneTextStyle);
+  BeginItemDrawing(dialog, item, kPaneTextStyle, &r, &saved);
+  EraseRect(&r);
   DrawIconFrame(&state->iconCache, kSelectionPaneIcon, nullptr, &r);
   DisplaySelectionInfo(state);
   SetFontState(&saved);
@@ -251,14 +256,10 @@ void SelectionInfoProc(DialogPtr dialog, SInt16 item) {
 void ImageInfoProc(DialogPtr dialog, SInt16 item) {
   SelectionDialogState* state = GetSelectionDialogState(dialog);
   const SourceImage* image = state->sourceImage;
-  useDialogPort(dialog);
-  PenNormal();
   Rect r{};
-  GetDItemRect(dialog, item, &r);
-  EraseRect(&r);
   FontState saved{};
-  GetFontState(&saved);
-  SetFontStateFromID(kPaneTextStyle);
+  BeginItemDrawing(dialog, item, kPaneTextStyle, &r, &saved);
+  EraseRect(&r);
   SInt16 line = lineHeight();
   Str255 title{};
   GetIndString(title, kImagePaneStrings, 1);

@@ -422,19 +422,24 @@ static void marchInPlace(SelectionDialogState* state) {
 }
 
 // Reads the mouse until the button is released, at least once: each new
-// position goes to moved; while the mouse rests the ants still march.
+// position goes to moved; while the mouse rests the ants still march. The
+// button can come up somewhere the loop has not looked yet (a desktop hands
+// over the last move and the release together), so the place of release is
+// read once more.
 template <typename Moved>
 static void followMouse(SelectionDialogState* state, Point last, Moved moved) {
-  do {
+  for (bool held = true;;) {
     Point mouse{};
     GetMouse(&mouse);
     if (samePoint(mouse, last)) {
-      marchInPlace(state);
-      continue;
+      if (held) marchInPlace(state);
+    } else {
+      last = mouse;
+      moved(mouse);
     }
-    last = mouse;
-    moved(mouse);
-  } while (StillDown());
+    if (!held) return;
+    held = StillDown();
+  }
 }
 
 static void trackRubberBand(SelectionDialogState* state, Point anchor) {
@@ -506,7 +511,8 @@ void TrackGridSelection(SelectionDialogState* state) {
   GetPreviewRect(state, &preview);
   InitCursor();
   Point mouse{};
-  do {
+  // Once more after the release, at its place.
+  for (bool held = true;;) {
     GetMouse(&mouse);
     mouse.h = std::clamp(mouse.h, preview.left, SInt16(preview.right - 1));
     mouse.v = std::clamp(mouse.v, preview.top, SInt16(preview.bottom - 1));
@@ -515,7 +521,9 @@ void TrackGridSelection(SelectionDialogState* state) {
     GridFitPoint(state, &opposite, kGridFitAfter);
     Rect cell = rectOf(corner, opposite);
     ChangeAnts(state, &cell);
-  } while (StillDown());
+    if (!held) break;
+    held = StillDown();
+  }
   state->gridClickPoint = mouse;
 }
 

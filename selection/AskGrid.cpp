@@ -203,13 +203,9 @@ void GridAdjustmentProc(DialogPtr dialog, SInt16 item) {
 
 void GridInfoProc(DialogPtr dialog, SInt16 item) {
   SelectionDialogState* state = GetSelectionDialogState(dialog);
-  useDialogPort(dialog);
-  PenNormal();
   Rect r{};
-  GetDItemRect(dialog, item, &r);
   FontState saved{};
-  GetFontState(&saved);
-  SetFontStateFromID(kGridCountStyle);
+  BeginItemDrawing(dialog, item, kGridCountStyle, &r, &saved);
   FontInfo font{};
   GetFontInfo(&font);
   Rect erased = r;

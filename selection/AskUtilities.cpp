@@ -117,6 +117,14 @@ void SetFontStateFromID(SInt16 id) {
   SetFontState(&state);
 }
 
+void BeginItemDrawing(DialogPtr dialog, SInt16 item, SInt16 styleID, Rect* r, FontState* saved) {
+  SetPort(GetDialogPort(dialog));
+  PenNormal();
+  GetDItemRect(dialog, item, r);
+  GetFontState(saved);
+  SetFontStateFromID(styleID);
+}
+
 void MetricBytesPString(SInt32 bytes, StringPtr out) {
   SInt32 kilobytes = bytes / 1024 + (bytes % 1024 > 0 ? 1 : 0);
   if (kilobytes <= 1023) {

@@ -61,6 +61,11 @@ void SetFontState(const FontState* state);
 Handle GetFontStateFromID(SInt16 id, FontState* state);
 void SetFontStateFromID(SInt16 id);
 
+// How a user item starts drawing: the dialog's port made current with a
+// normal pen, *r the item's rectangle, "STYL" styleID applied and the
+// settings it replaced left in *saved, for SetFontState to put back.
+void BeginItemDrawing(DialogPtr dialog, SInt16 item, SInt16 styleID, Rect* r, FontState* saved);
+
 // The count as kilobytes (rounded up) while that stays below 1024, else as
 // megabytes (rounded half up from the kilobytes), from string list 16001.
 void MetricBytesPString(SInt32 bytes, StringPtr out);

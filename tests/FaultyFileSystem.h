@@ -19,6 +19,9 @@ class FaultyFileSystem : public platform::FileSystem {
   bool short_read = false;
   bool short_write = false;
   bool read_only_volume = false;
+  // Every sync fails with this error when nonzero, as on a disk that
+  // reports a write error only when the cache is flushed.
+  int sync_error = 0;
 
   int reads = 0;
   int writes = 0;
@@ -44,6 +47,10 @@ class FaultyFileSystem : public platform::FileSystem {
 
   int fsync(int fd) override {
     ++syncs;
+    if (sync_error != 0) {
+      errno = sync_error;
+      return -1;
+    }
     return FileSystem::fsync(fd);
   }
 

@@ -1,6 +1,9 @@
 #include "HeadlessBackend.h"
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
 
 #include "Dialogs.h"
 #include "Events.h"
@@ -40,6 +43,22 @@ void lift_mouse(Point global) {
   events::post(mouseUp, 0, global);
 }
 
+// Stops the process: the script is used up and the front window will not
+// close, so nothing more can happen.
+[[noreturn]] void give_up() {
+  WindowPtr front = FrontWindow();
+  std::string title = "the front window";
+  if (front != nullptr && front->titleText[0] > 0) {
+    title.assign(reinterpret_cast<const char*>(front->titleText + 1), front->titleText[0]);
+  }
+  std::fprintf(stderr,
+               "tessel: the script has run out and %s stays open after Return and Escape; "
+               "stopping\n",
+               title.c_str());
+  std::fflush(nullptr);
+  std::_Exit(EXIT_FAILURE);
+}
+
 bool starts_new_action(Command command) {
   return command == Command::click || command == Command::down || command == Command::key ||
          command == Command::press || command == Command::autoKey;
@@ -61,14 +80,38 @@ void HeadlessBackend::idle() {
 
 // Runs steps until one gives the dialog something to see. Like a user, the
 // script acts only on what has been drawn: while a window waits for its
-// update, nothing happens. When the script has run out, Return is pressed,
-// so that a dialog left open confirms with its default button.
+// update, nothing happens.
 void HeadlessBackend::step_for_event() {
   if (waiting_ > 0 || windows::needing_update() != nullptr) return;
   while (next_ < script_.steps.size()) {
     if (execute(script_.steps[next_++])) return;
   }
-  events::post_key(keyDown, 13, kReturnKeyCode);
+  after_script();
+}
+
+// Nobody is left to answer: Return confirms a dialog left open. One that
+// is still there a moment later (a file dialog with nothing chosen) gets
+// Escape; one that outlasts that too would wait forever, so the process
+// stops rather than spin.
+void HeadlessBackend::after_script() {
+  if (endingChanges_ != windowChanges_ || FrontWindow() == nullptr) ending_ = Ending::none;
+  endingChanges_ = windowChanges_;
+  const UInt32 since = clock_ - endingSince_;
+  switch (ending_) {
+    case Ending::none:
+      events::post_key(keyDown, 13, kReturnKeyCode);
+      ending_ = Ending::returned;
+      break;
+    case Ending::returned:
+      if (since < kPatienceTicks) return;
+      events::post_key(keyDown, 27, kEscapeKeyCode);
+      ending_ = Ending::escaped;
+      break;
+    case Ending::escaped:
+      if (since < kGiveUpTicks) return;
+      give_up();
+  }
+  endingSince_ = clock_;
 }
 
 // Inside a tracking loop time passes with every look at the button; a step

@@ -49,8 +49,8 @@ class HeadlessBackend : public backend::Backend {
   void idle() override;
   UInt32 ticks() override { return clock_; }
   Rect screen() const override { return Rect{0, 0, 768, 1024}; }
-  void show(WindowRecord&) override {}
-  void hide(WindowRecord&) override {}
+  void show(WindowRecord&) override { ++windowChanges_; }
+  void hide(WindowRecord&) override { ++windowChanges_; }
   void moved(WindowRecord&) override {}
   void set_cursor(const backend::CursorImage* cursor) override;
   void play(const backend::SampledSound& sound) override;
@@ -65,6 +65,7 @@ class HeadlessBackend : public backend::Backend {
  private:
   void step_for_event();
   void step_while_held();
+  void after_script();
   // True when the step gave the program something to see.
   bool execute(const Step& step);
   void release_button();
@@ -77,7 +78,19 @@ class HeadlessBackend : public backend::Backend {
   std::vector<backend::SampledSound> played_;
   std::optional<backend::CursorImage> cursor_;
   OSErr saveError_ = 0;
+  // Once the script has run out: how far the front dialog has been pushed
+  // to close, and since when; any window shown or hidden starts over.
+  enum class Ending { none, returned, escaped };
+  Ending ending_ = Ending::none;
+  UInt32 endingSince_ = 0;
+  unsigned windowChanges_ = 0;
+  unsigned endingChanges_ = 0;
 };
+
+// Once the script has run out, a dialog that neither Return nor Escape
+// closes is given this many ticks before the process stops.
+constexpr UInt32 kPatienceTicks = 60;
+constexpr UInt32 kGiveUpTicks = 600;
 
 std::unique_ptr<backend::Backend> make(Script script = {});
 // The current backend when it is the headless one, else null.

@@ -54,9 +54,16 @@ TypedKey typed_key(const SDL_Keysym& sym) {
   return {events::key_code_of(character), UInt8(character)};
 }
 
+class SdlBackend;
+// The desktop backend alive in this process, whether it is the current
+// backend or serves one that passes calls on to it.
+SdlBackend* gDesktop = nullptr;
+
 class SdlBackend : public backend::Backend {
  public:
+  SdlBackend() { gDesktop = this; }
   ~SdlBackend() override {
+    gDesktop = nullptr;
     for (auto& [record, shown] : shown_) destroy(shown);
     if (cursor_ != nullptr) SDL_FreeCursor(cursor_);
     SDL_QuitSubSystem(SDL_INIT_VIDEO | SDL_INIT_EVENTS);
@@ -243,21 +250,29 @@ std::unique_ptr<backend::Backend> make() {
   return std::make_unique<SdlBackend>();
 }
 
-bool push_click(const WindowRecord& window, Point local) {
-  auto* desktop = dynamic_cast<SdlBackend*>(&backend::current());
-  auto id = desktop == nullptr ? std::nullopt : desktop->id_of(window);
+bool push_mouse(const WindowRecord& window, Point local, Mouse action) {
+  auto id = gDesktop == nullptr ? std::nullopt : gDesktop->id_of(window);
   if (!id) return false;
-  for (Uint32 type : {Uint32(SDL_MOUSEBUTTONDOWN), Uint32(SDL_MOUSEBUTTONUP)}) {
-    SDL_Event event{};
-    event.type = type;
+  SDL_Event event{};
+  if (action == Mouse::move) {
+    event.type = SDL_MOUSEMOTION;
+    event.motion.windowID = *id;
+    event.motion.state = SDL_BUTTON_LMASK;
+    event.motion.x = local.h;
+    event.motion.y = local.v;
+  } else {
+    event.type = action == Mouse::press ? SDL_MOUSEBUTTONDOWN : SDL_MOUSEBUTTONUP;
     event.button.windowID = *id;
     event.button.button = SDL_BUTTON_LEFT;
-    event.button.state = type == SDL_MOUSEBUTTONDOWN ? SDL_PRESSED : SDL_RELEASED;
+    event.button.state = action == Mouse::press ? SDL_PRESSED : SDL_RELEASED;
     event.button.x = local.h;
     event.button.y = local.v;
-    if (SDL_PushEvent(&event) < 0) return false;
   }
-  return true;
+  return SDL_PushEvent(&event) >= 0;
+}
+
+bool push_click(const WindowRecord& window, Point local) {
+  return push_mouse(window, local, Mouse::press) && push_mouse(window, local, Mouse::release);
 }
 
 }  // namespace tessel::platform::sdl

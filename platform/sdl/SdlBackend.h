@@ -14,9 +14,13 @@ namespace tessel::platform::sdl {
 // Null when SDL cannot open the display.
 std::unique_ptr<backend::Backend> make();
 
-// Puts a press and release of the left button at a point of a shown window
-// (local coordinates) into SDL's own event queue, as the desktop would.
-// False when the window is not shown through SDL.
+enum class Mouse { press, move, release };
+
+// Puts one action of the left button or the mouse at a point of a shown
+// window (local coordinates) into SDL's own event queue, as the desktop
+// would. False when the window is not shown by the desktop backend.
+bool push_mouse(const WindowRecord& window, Point local, Mouse action);
+// A press and a release at the same point.
 bool push_click(const WindowRecord& window, Point local);
 
 }  // namespace tessel::platform::sdl

@@ -1,15 +1,11 @@
 // tessel acquire, select and info end to end: the real binary and module,
 // dialogs answered by scripts, documents read back with libtiff.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <fstream>
 #include <regex>
 
-#include "Files.h"
 #include "MacErrors.h"
-#include "TempFolder.h"
-#include "formats/RasterFormats.h"
+#include "ProgramTestSupport.h"
 #include "host/Document.h"
 #include "host/ExtractDocument.h"
 #include "tools/samples/SampleImages.h"
@@ -19,56 +15,29 @@ namespace {
 
 namespace fs = std::filesystem;
 using samples::sample_value;
-
-fs::path program_folder() { return fs::read_symlink("/proc/self/exe").parent_path(); }
+using testing::mentions;
+using testing::ProgramRun;
 
 // The file dialog confirmed, the grid switched on and one of its cells
 // clicked: a rectangle well inside the image, then OK.
 constexpr const char* kGridCellScript = "click 1\nclick 7\ndown 60 60\nup 60 60\n";
 
-struct RunResult {
-  int status;
-  std::string out;
-  std::string err;
-  std::string alerts;
-};
-
-class AcquireEndToEnd : public testing::TempFolder {
+class AcquireEndToEnd : public testing::ProgramTest {
  protected:
   void SetUp() override {
-    TempFolder::SetUp();
-    setenv("HOME", root_.c_str(), 1);
-    setenv("TESSEL_MODULE", (program_folder().parent_path() / "lib" / "tessel.plugin").c_str(), 1);
-    setenv("TESSEL_ALERT_LOG", path("alerts.log").c_str(), 1);
-    unsetenv("TESSEL_SELECT_FILE");
-    unsetenv("TESSEL_TEST_INTERRUPT_AFTER_STRIPS");
-    write_script("ok.txt", "");
-    write_script("grid.txt", kGridCellScript);
+    ProgramTest::SetUp();
+    write_text("ok.txt", "");
+    write_text("grid.txt", kGridCellScript);
   }
 
-  void write_script(const std::string& name, const std::string& text) {
-    write_file(name, std::vector<UInt8>(text.begin(), text.end()));
-  }
-
-  // Runs tessel in the scratch folder; the selection preferences start afresh.
-  RunResult tessel(const std::string& arguments) {
+  // The selection preferences start afresh for each run.
+  ProgramRun tessel(const std::string& arguments) {
     fs::remove_all(path("config"));
-    const std::string command = "cd " + root_.string() + " && " + (program_folder() / "tessel").string() +
-                                " " + arguments + " >out.txt 2>err.txt";
-    const int status = std::system(command.c_str());
-    RunResult run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(path("out.txt")),
-                  text_of(path("err.txt")), text_of(path("alerts.log"))};
-    fs::remove(path("alerts.log"));
-    return run;
+    return ProgramTest::tessel(arguments);
   }
 
   std::string acquire(const std::string& image, const std::string& script = "ok.txt") {
     return "acquire " + image + " -o doc.tif --script " + script;
-  }
-
-  static std::string text_of(const fs::path& file) {
-    const std::vector<UInt8> bytes = read_file(file);
-    return std::string(bytes.begin(), bytes.end());
   }
 
   // The rectangle the document's tag names.
@@ -95,26 +64,16 @@ class AcquireEndToEnd : public testing::TempFolder {
 
   // Every sample of image: the flipped formula inside rect, the formula outside.
   static void expect_image(const fs::path& image, const Rect& rect, UInt8 flip) {
-    SourceImage source{};
-    source.fileSpec = *platform::files::spec_from_path(image);
-    ASSERT_EQ(RasterFormatOpen(&source), noErr);
-    const TileArea area{0, 0, source.height, source.width, 0, source.channels};
-    std::vector<UInt8> pixels(std::size_t(source.width) * source.height * source.channels);
-    const Tile tile{pixels.data(), area, source.width * source.channels, source.channels, 0};
-    EXPECT_EQ(RasterFormatGetTile(&source.format, tile, area), noErr);
-    RasterFormatClose(&source.format);
+    SInt32 width = 0, channels = 0;
+    const std::vector<UInt8> pixels = testing::read_image(image, width, channels);
     std::size_t wrong = 0;
     for (std::size_t i = 0; i < pixels.size(); ++i) {
-      const SInt32 p = SInt32(i % source.channels), c = SInt32(i / source.channels % source.width),
-                   r = SInt32(i / source.channels / source.width);
+      const SInt32 p = SInt32(i % channels), c = SInt32(i / channels % width),
+                   r = SInt32(i / channels / width);
       const bool inside = r >= rect.top && r < rect.bottom && c >= rect.left && c < rect.right;
       wrong += pixels[i] != UInt8(sample_value(0, r, c, p) ^ (inside ? flip : 0));
     }
     EXPECT_EQ(wrong, 0u);
-  }
-
-  static bool mentions(const std::string& text, int number) {
-    return std::regex_search(text, std::regex("(^|[^0-9-])" + std::to_string(number) + "([^0-9]|$)"));
   }
 };
 
@@ -139,7 +98,7 @@ TEST_F(AcquireEndToEnd, EachFormatAcquiresTheCellAndExportWritesOnlyIt) {
     SCOPED_TRACE(c.name);
     fs::remove(path("doc.tif"));
     const std::vector<UInt8> before = read_file(path(c.name));
-    const RunResult run = tessel(acquire(c.name, "grid.txt"));
+    const ProgramRun run = tessel(acquire(c.name, "grid.txt"));
     ASSERT_EQ(run.status, 0) << run.err << run.alerts;
     Expected<Document> document = read_document(path("doc.tif"));
     ASSERT_TRUE(document);
@@ -162,7 +121,7 @@ TEST_F(AcquireEndToEnd, EachFormatAcquiresTheCellAndExportWritesOnlyIt) {
 
 TEST_F(AcquireEndToEnd, WithoutADocumentNameTheTitleNamesItAndNothingIsReplaced) {
   ASSERT_EQ(samples::write_tiff(path("gray.tif"), {.width = 30, .height = 20}), noErr);
-  const RunResult first = tessel("acquire gray.tif --script ok.txt");
+  const ProgramRun first = tessel("acquire gray.tif --script ok.txt");
   ASSERT_EQ(first.status, 0) << first.err;
   const fs::path named = path("gray.tif (0,0)-(30,20).tif");
   Expected<Document> document = read_document(named);
@@ -207,7 +166,7 @@ TEST_F(AcquireEndToEnd, RefusalsShowThePluginsMessageAndLeaveNoDocument) {
   cases.push_back({"junk.tif", 0});
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    const RunResult run = tessel(acquire(c.name));
+    const ProgramRun run = tessel(acquire(c.name));
     EXPECT_EQ(run.status, 1);
     EXPECT_FALSE(run.alerts.empty());
     if (c.code != 0) {
@@ -221,7 +180,7 @@ TEST_F(AcquireEndToEnd, AFileCutShortFailsWithoutADocument) {
   ASSERT_EQ(samples::write_tiff(path("cut.tif"), {.width = 60, .height = 40, .rowsPerStrip = 4}),
             noErr);
   fs::resize_file(path("cut.tif"), fs::file_size(path("cut.tif")) - 300);
-  const RunResult run = tessel(acquire("cut.tif"));
+  const ProgramRun run = tessel(acquire("cut.tif"));
   EXPECT_EQ(run.status, 1);
   EXPECT_TRUE(mentions(run.alerts, eofErr)) << run.alerts;
   EXPECT_FALSE(fs::exists(path("doc.tif")));
@@ -229,17 +188,17 @@ TEST_F(AcquireEndToEnd, AFileCutShortFailsWithoutADocument) {
 
 TEST_F(AcquireEndToEnd, CancelOrCtrlCLeavesNoDocumentAndNoAlert) {
   ASSERT_EQ(samples::write_tiff(path("image.tif"), {.width = 60, .height = 40}), noErr);
-  write_script("cancel-file.txt", "press escape\n");
-  write_script("cancel-selection.txt", "click 1\npress escape\n");
+  write_text("cancel-file.txt", "press escape\n");
+  write_text("cancel-selection.txt", "click 1\npress escape\n");
   for (const char* script : {"cancel-file.txt", "cancel-selection.txt"}) {
     SCOPED_TRACE(script);
-    const RunResult run = tessel(acquire("image.tif", script));
+    const ProgramRun run = tessel(acquire("image.tif", script));
     EXPECT_EQ(run.status, 3);
     EXPECT_TRUE(run.alerts.empty()) << run.alerts;
     EXPECT_FALSE(fs::exists(path("doc.tif")));
   }
   setenv("TESSEL_TEST_INTERRUPT_AFTER_STRIPS", "1", 1);
-  const RunResult run = tessel(acquire("image.tif") + " --memory-limit 1000");
+  const ProgramRun run = tessel(acquire("image.tif") + " --memory-limit 1000");
   EXPECT_EQ(run.status, 3);
   EXPECT_TRUE(run.alerts.empty()) << run.alerts;
   EXPECT_FALSE(fs::exists(path("doc.tif")));
@@ -249,8 +208,8 @@ TEST_F(AcquireEndToEnd, SelectPrintsTheRectangleExtractTakes) {
   ASSERT_EQ(samples::write_tiff(path("image.tif"), {.width = 90, .height = 60, .samplesPerPixel = 3,
                                                     .photometric = 2}),
             noErr);
-  write_script("cell.txt", "click 7\ndown 60 60\nup 60 60\n");
-  const RunResult run = tessel("select image.tif --script cell.txt");
+  write_text("cell.txt", "click 7\ndown 60 60\nup 60 60\n");
+  const ProgramRun run = tessel("select image.tif --script cell.txt");
   ASSERT_EQ(run.status, 0) << run.err;
   std::smatch sides;
   ASSERT_TRUE(std::regex_match(run.out, sides, std::regex("(\\d+),(\\d+),(\\d+),(\\d+)\n")));
@@ -261,8 +220,8 @@ TEST_F(AcquireEndToEnd, SelectPrintsTheRectangleExtractTakes) {
   EXPECT_LT(r.bottom - r.top, 60);
   expect_samples(*read_document(path("doc.tif")), r);
 
-  write_script("cancel.txt", "press escape\n");
-  const RunResult cancelled = tessel("select image.tif --script cancel.txt");
+  write_text("cancel.txt", "press escape\n");
+  const ProgramRun cancelled = tessel("select image.tif --script cancel.txt");
   EXPECT_EQ(cancelled.status, 3);
   EXPECT_TRUE(cancelled.out.empty());
 }
@@ -283,10 +242,10 @@ TEST_F(AcquireEndToEnd, InfoTellsWhatTheFormatLayerSeesAndWhetherAcquireTakesIt)
         Case{"gray.lmn", "format +LUMN\n", R"("format": "LUMN", "mode": 1, .*"planar": true.*"code": 0,)"},
         Case{"lzw.tif", "acquire .*115: .+\n", R"("compression": 5, .*"acquire": \{"code": 115, "message": "[^"]+")"}}) {
     SCOPED_TRACE(c.name);
-    const RunResult json = tessel(std::string("info ") + c.name + " --json");
+    const ProgramRun json = tessel(std::string("info ") + c.name + " --json");
     EXPECT_EQ(json.status, 0) << json.err;
     EXPECT_TRUE(std::regex_search(json.out, std::regex(c.json))) << json.out;
-    const RunResult text = tessel(std::string("info ") + c.name);
+    const ProgramRun text = tessel(std::string("info ") + c.name);
     EXPECT_EQ(text.status, 0);
     EXPECT_TRUE(std::regex_search(text.out, std::regex(c.text))) << text.out;
   }

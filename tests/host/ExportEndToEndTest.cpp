@@ -2,75 +2,26 @@
 // format, exported back by the real binary and module.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-
-#include <fstream>
-#include <regex>
 
 #include "Catalog.h"
-#include "host/ExtractDocument.h"
 #include "MacErrors.h"
-#include "TempFolder.h"
-#include "formats/RasterFormats.h"
+#include "ProgramTestSupport.h"
 #include "host/Document.h"
+#include "host/ExtractDocument.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::host {
 namespace {
 
 using samples::sample_value;
+using testing::mentions;
+using testing::ProgramRun;
+using testing::read_image;
 
 constexpr Rect kRect{5, 7, 25, 40};  // 20 rows, 33 columns of a 64 x 48 image
 
-std::filesystem::path program_folder() { return std::filesystem::read_symlink("/proc/self/exe").parent_path(); }
-
-struct RunResult {
-  int status;
-  std::string out;
-  std::string alerts;
-};
-
-// Every sample of the image, through the format layer.
-std::vector<UInt8> read_image(const std::filesystem::path& file, SInt32& width, SInt32& channels) {
-  auto spec = platform::files::spec_from_path(file);
-  SourceImage image{};
-  image.fileSpec = *spec;
-  EXPECT_EQ(RasterFormatOpen(&image), noErr);
-  width = image.width;
-  channels = image.channels;
-  std::vector<UInt8> pixels(std::size_t(image.width) * image.height * image.channels);
-  const TileArea area{0, 0, image.height, image.width, 0, image.channels};
-  const Tile tile{pixels.data(), area, image.width * image.channels, image.channels,
-                  image.channels == 1 ? image.width * image.height : 0};
-  EXPECT_EQ(RasterFormatGetTile(&image.format, tile, area), noErr);
-  RasterFormatClose(&image.format);
-  return pixels;
-}
-
-bool mentions(const std::string& text, int number) {
-  return std::regex_search(text, std::regex("(^|[^0-9])" + std::to_string(number) + "([^0-9]|$)"));
-}
-
-class ExportEndToEnd : public testing::TempFolder {
+class ExportEndToEnd : public testing::ProgramTest {
  protected:
-  void SetUp() override {
-    TempFolder::SetUp();
-    setenv("HOME", root_.c_str(), 1);
-    setenv("TESSEL_MODULE", (program_folder().parent_path() / "lib" / "tessel.plugin").c_str(), 1);
-    setenv("TESSEL_ALERT_LOG", path("alerts.log").c_str(), 1);
-    unsetenv("TESSEL_SELECT_FILE");
-    unsetenv("TESSEL_TEST_INTERRUPT_AFTER_BANDS");
-  }
-
-  RunResult tessel(const std::string& arguments) {
-    const std::string command = (program_folder() / "tessel").string() + " " + arguments + " >" +
-                                path("out.txt").string() + " 2>" + path("err.txt").string();
-    const int status = std::system(command.c_str());
-    RunResult run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(path("out.txt")),
-                  text_of(path("alerts.log"))};
-    std::filesystem::remove(path("alerts.log"));
-    return run;
-  }
 
   // A document cut from image at kRect, every sample inverted, written as doc.tif.
   Document edited_document(const std::filesystem::path& image) {
@@ -80,11 +31,6 @@ class ExportEndToEnd : public testing::TempFolder {
     for (UInt8& sample : cut->pixels) sample = UInt8(~sample);
     EXPECT_EQ(write_document(document(), *cut), noErr);
     return std::move(*cut);
-  }
-
-  static std::string text_of(const std::filesystem::path& file) {
-    const std::vector<UInt8> bytes = read_file(file);
-    return std::string(bytes.begin(), bytes.end());
   }
 
   std::filesystem::path document() const { return path("doc.tif"); }
@@ -123,7 +69,7 @@ class ExportEndToEnd : public testing::TempFolder {
   // image keeps every byte.
   void expect_refused(const std::filesystem::path& image, int code, int status) {
     const std::vector<UInt8> before = read_file(image);
-    const RunResult run = tessel(doc());
+    const ProgramRun run = tessel(doc());
     EXPECT_EQ(run.status, status);
     EXPECT_TRUE(mentions(run.alerts, code)) << run.alerts;
     EXPECT_EQ(read_file(image), before);
@@ -139,7 +85,7 @@ TEST_F(ExportEndToEnd, EachFormatTakesBackExactlyTheRectangle) {
     SCOPED_TRACE(name);
     const std::vector<UInt8> before = read_file(path(name));
     const Document edited = edited_document(path(name));
-    const RunResult run = tessel(doc());
+    const ProgramRun run = tessel(doc());
     EXPECT_EQ(run.status, 0) << run.alerts;
     EXPECT_FALSE(run.out.empty());
     expect_written(path(name), edited, kRect.bottom - kRect.top);
@@ -194,7 +140,7 @@ TEST_F(ExportEndToEnd, SizeAndChannelMismatchesAreRefused) {
   cropped.columns -= 1;
   cropped.pixels.resize(cropped.row_bytes() * std::size_t(cropped.rows));
   ASSERT_EQ(write_document(document(), cropped), noErr);
-  const RunResult run = tessel(doc());
+  const ProgramRun run = tessel(doc());
   EXPECT_EQ(run.status, 1);
   EXPECT_TRUE(mentions(run.alerts, 109) && mentions(run.alerts, 33) && mentions(run.alerts, 20))
       << run.alerts;
@@ -267,7 +213,7 @@ TEST_F(ExportEndToEnd, MovedFileIsAskedForAndTheTagRewritten) {
   std::filesystem::create_directory(path("moved"));
   std::filesystem::rename(path("image.tif"), path("moved/image.tif"));
 
-  const RunResult run = tessel(doc() + " --select " + path("moved/image.tif").string());
+  const ProgramRun run = tessel(doc() + " --select " + path("moved/image.tif").string());
   EXPECT_EQ(run.status, 0) << run.alerts;
   EXPECT_TRUE(run.alerts.empty()) << run.alerts;  // a missing file asks without an alert
   expect_written(path("moved/image.tif"), edited, kRect.bottom - kRect.top);
@@ -299,7 +245,7 @@ TEST_F(ExportEndToEnd, InterruptLeavesTheBandsWrittenSoFar) {
   const Document edited = edited_document(path("image.tif"));
   setenv("TESSEL_TEST_INTERRUPT_AFTER_BANDS", "2", 1);
   const SInt32 bandBytes = 3 * 33 * 3;  // three rows per band
-  const RunResult run = tessel(doc() + " --memory-limit " + std::to_string(bandBytes));
+  const ProgramRun run = tessel(doc() + " --memory-limit " + std::to_string(bandBytes));
   EXPECT_EQ(run.status, 3);
   expect_written(path("image.tif"), edited, 6);
   EXPECT_TRUE(read_document(document())->modified());

@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
 #include <functional>
 
 #include "HostCallbacks.h"
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "References.h"
+#include "FaultyFileSystem.h"
+#include "Files.h"
 #include "TempFolder.h"
 #include "host/Document.h"
 #include "host/ExportRun.h"
@@ -26,6 +29,7 @@ struct FakePlugin {
   int failAtBand = -1;
   bool clearModified = true;
   std::function<void(const HostResourceProcs*)> atStart{};
+  std::function<void()> atFinish{};
 
   std::vector<SInt16> selectors{};
   PixelBytes received{};  // the document as the plug-in saw it
@@ -98,8 +102,9 @@ void fake_entry(SInt16 selector, ExportParams* params, PluginDataSlot*, SInt16* 
     if (*result == noErr) request_next(*params);
   } else if (selector == kSelectorContinue) {
     *result = fake_continue(*params);
-  } else if (selector == kSelectorFinish && f.clearModified) {
-    Set(*params, kExportModifiedFlag, UInt8(0));
+  } else if (selector == kSelectorFinish) {
+    if (f.clearModified) Set(*params, kExportModifiedFlag, UInt8(0));
+    if (f.atFinish) f.atFinish();
   }
 }
 
@@ -225,6 +230,31 @@ TEST_F(ExportRunTest, DocumentsBeyondTheRecordsAreRefused) {
   document.columns = 40000;
   EXPECT_EQ(run().result, paramErr);
   EXPECT_TRUE(plugin.selectors.empty());
+}
+
+// The plug-in's finish closes the image without looking at the result; a
+// sync that fails there must still keep the run from counting as saved.
+TEST_F(ExportRunTest, AFailedFinalSyncIsReportedAndNotRecordedAsSaved) {
+  const std::filesystem::path image = path("image.raw");
+  std::ofstream(image) << "old!";
+  testing::FaultyFileSystem faulty;
+  faulty.sync_error = EIO;
+  platform::ScopedFileSystem scope(faulty);
+  plugin.atFinish = [&] {
+    FSSpec spec = *platform::files::spec_from_path(image);
+    SInt16 ref = 0;
+    ASSERT_EQ(FSpOpenDF(&spec, fsRdWrPerm, &ref), noErr);
+    SInt32 count = 4;
+    ASSERT_EQ(FSWrite(ref, &count, "band"), noErr);
+    FSClose(ref);
+  };
+  const ExportOutcome outcome = run();
+  EXPECT_EQ(outcome.result, noErr);
+  ASSERT_EQ(outcome.unsynced.size(), 1u);
+  EXPECT_EQ(outcome.unsynced[0].path.filename(), "image.raw");
+  EXPECT_EQ(outcome.unsynced[0].error, ioErr);
+  EXPECT_FALSE(outcome.savedBack);
+  EXPECT_TRUE(platform::files::take_failed_closes().empty()) << "the run took its own record";
 }
 
 }  // namespace

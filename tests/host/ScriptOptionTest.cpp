@@ -1,12 +1,11 @@
 // --script and the options commands share: the real program and module run
 // headless, their dialogs answered by script files.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 
 #include "MacErrors.h"
-#include "TempFolder.h"
+#include "ProgramTestSupport.h"
 #include "host/Commands.h"
 #include "host/Document.h"
 #include "host/ExtractDocument.h"
@@ -17,33 +16,18 @@ namespace {
 
 constexpr const char* kMoved = "scene/moved/image.tif";
 
-struct Outcome {
-  int status;
-  std::string err;
-};
+using testing::ProgramRun;
 
-class ScriptOption : public testing::TempFolder {
+class ScriptOption : public testing::ProgramTest {
  protected:
+  // Alerts are drawn here, as the user would see them, for the scripts to answer.
   void SetUp() override {
-    TempFolder::SetUp();
-    const std::filesystem::path bin = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    program_ = bin / "tessel";
-    setenv("HOME", root_.c_str(), 1);
-    setenv("TESSEL_MODULE", (bin.parent_path() / "lib" / "tessel.plugin").c_str(), 1);
-    unsetenv("TESSEL_SELECT_FILE");
+    ProgramTest::SetUp();
     unsetenv("TESSEL_ALERT_LOG");
   }
 
-  Outcome tessel(const std::string& arguments) {
-    const std::string command = "cd " + root_.string() + " && timeout 60 " + program_.string() +
-                                " " + arguments + " >/dev/null 2>" + path("err.txt").string();
-    const int status = std::system(command.c_str());
-    const std::vector<UInt8> err = read_file(path("err.txt"));
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, std::string(err.begin(), err.end())};
-  }
-
   std::string script(const std::string& name, const std::string& text) {
-    write_file(name, std::vector<UInt8>(text.begin(), text.end()));
+    write_text(name, text);
     return " --script " + path(name).string();
   }
 
@@ -60,12 +44,10 @@ class ScriptOption : public testing::TempFolder {
     ASSERT_EQ(write_document(path("doc.tif"), *cut), noErr);
     std::filesystem::rename(path("scene/image.tif"), path(kMoved));
   }
-
-  std::filesystem::path program_;
 };
 
 TEST_F(ScriptOption, AboutBoxFollowsTheScript) {
-  const Outcome run = tessel("about" + script("about.txt",
+  const ProgramRun run = tessel("about" + script("about.txt",
                                               "key qzmrt\nsave shown.png\nwait 200\nsave gone.png\n"
                                               "key biscuit\nsave never.png\n"));
   EXPECT_EQ(run.status, kExitDone) << run.err;
@@ -81,7 +63,7 @@ TEST_F(ScriptOption, UnusableScriptsStopTheCommandBeforeItStarts) {
   const std::string bad = script("bad.txt", "# fine\nwait 3\nclick\n");
   for (const std::string& command : {std::string("about"), std::string("export doc.tif")}) {
     SCOPED_TRACE(command);
-    Outcome run = tessel(command + " --script " + path("absent.txt").string());
+    ProgramRun run = tessel(command + " --script " + path("absent.txt").string());
     EXPECT_EQ(run.status, kExitFailed);
     EXPECT_NE(run.err.find("absent.txt"), std::string::npos) << run.err;
     run = tessel(command + bad);
@@ -97,7 +79,7 @@ TEST_F(ScriptOption, UnusableScriptsStopTheCommandBeforeItStarts) {
 TEST_F(ScriptOption, ExportFileDialogFollowsTheScript) {
   document_of_moved_image();
   const std::vector<UInt8> before = read_file(path(kMoved));
-  Outcome run = tessel("export doc.tif" + script("cancel.txt", "save dialog.png\npress escape\n"));
+  ProgramRun run = tessel("export doc.tif" + script("cancel.txt", "save dialog.png\npress escape\n"));
   EXPECT_EQ(run.status, kExitCancelled) << run.err;
   EXPECT_TRUE(std::filesystem::exists(path("dialog.png")));
   EXPECT_EQ(read_file(path(kMoved)), before);

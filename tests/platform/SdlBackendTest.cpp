@@ -1,59 +1,25 @@
 // The desktop backend on a real X server: a dialog becomes a window, and a
 // click put into SDL's own event queue reaches ModalDialog as a button hit.
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <thread>
-
 #include "DialogTestSupport.h"
+#include "XvfbServer.h"
 #include "headless/HeadlessBackend.h"
 #include "sdl/SdlBackend.h"
 
 namespace tessel::testing {
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr const char* kXvfb = "/usr/bin/Xvfb";
-
 class SdlBackend : public DialogTest {
  protected:
   void SetUp() override {
     DialogTest::SetUp();
-    if (access(kXvfb, X_OK) != 0) GTEST_SKIP() << "Xvfb is not installed";
-    display_ = 90 + int(getpid() % 400);
-    server_ = fork();
-    ASSERT_GE(server_, 0);
-    if (server_ == 0) {
-      std::string name = ":" + std::to_string(display_);
-      execl(kXvfb, "Xvfb", name.c_str(), "-screen", "0", "1024x768x24", "-nolisten", "tcp",
-            static_cast<char*>(nullptr));
-      _exit(127);
-    }
-    ASSERT_TRUE(wait_for_socket()) << "Xvfb did not start on :" << display_;
+    if (!XvfbServer::installed()) GTEST_SKIP() << "Xvfb is not installed";
+    ASSERT_TRUE(server_.start()) << "Xvfb did not start on " << server_.name();
   }
 
-  void TearDown() override {
-    if (server_ > 0) {
-      kill(server_, SIGTERM);
-      waitpid(server_, nullptr, 0);
-    }
-    DialogTest::TearDown();
-  }
-
-  bool wait_for_socket() const {
-    fs::path socket = "/tmp/.X11-unix/X" + std::to_string(display_);
-    for (int i = 0; i < 100; ++i) {
-      if (fs::exists(socket)) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return false;
-  }
-
-  int display_ = 0;
-  pid_t server_ = 0;
+  XvfbServer server_;
 };
 
 DialogPtr gDialog = nullptr;
@@ -108,7 +74,7 @@ TEST_F(SdlBackend, SynthesisedClickHitsTheButtonOfARealWindow) {
   open_resources();
   pid_t child = fork();
   ASSERT_GE(child, 0);
-  if (child == 0) _exit(run_desktop_dialog(display_));
+  if (child == 0) _exit(run_desktop_dialog(server_.display()));
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFEXITED(status));

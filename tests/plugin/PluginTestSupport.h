@@ -138,9 +138,50 @@ struct FakeDocument {
   }
 };
 
-// The host side of an export run. The callbacks have no context argument, so
-// the host that runs a call is the current one.
-class FakeExportHost {
+// What both fake hosts answer alike: the abort test and the progress
+// report, and the tables of their buffer and resource callbacks. The
+// callbacks have no context argument, so the host that runs a call is the
+// current one: the one made last and not yet gone.
+template <class Host>
+class FakeHostCallbacks {
+ public:
+  SInt32 abortAtCall = 0;  // testAbort answers 1 from this call on; 0 never
+  SInt32 abortCalls = 0;
+  SInt32 lastDone = -1, lastTotal = -1;
+
+ protected:
+  FakeHostCallbacks() { current() = static_cast<Host*>(this); }
+  ~FakeHostCallbacks() { current() = nullptr; }
+  FakeHostCallbacks(const FakeHostCallbacks&) = delete;
+  FakeHostCallbacks& operator=(const FakeHostCallbacks&) = delete;
+
+  static Host*& current() {
+    static Host* host = nullptr;
+    return host;
+  }
+  static UInt8 testAbort() {
+    Host* host = current();
+    ++host->abortCalls;
+    return host->abortAtCall > 0 && host->abortCalls >= host->abortAtCall ? 1 : 0;
+  }
+  static void updateProgress(SInt32 done, SInt32 total) {
+    current()->lastDone = done;
+    current()->lastTotal = total;
+  }
+  static HostBufferProcs& bufferProcs() {
+    static HostBufferProcs procs{Host::allocate, Host::lock, Host::release};
+    return procs;
+  }
+  static HostResourceProcs& resourceProcs() {
+    static HostResourceProcs procs{Host::count, Host::get, Host::remove, Host::add};
+    return procs;
+  }
+};
+
+// The host side of an export run.
+class FakeExportHost : public FakeHostCallbacks<FakeExportHost> {
+  friend class FakeHostCallbacks<FakeExportHost>;
+
  public:
   ExportParams params{};
   PluginDataSlot slot = 0;
@@ -148,13 +189,9 @@ class FakeExportHost {
   std::vector<Handle> tags;  // the document's "part" resources
   std::vector<Rect> requests;
   std::vector<std::pair<SInt16, SInt16>> requestedPlanes;
-  SInt32 abortAtCall = 0;  // testAbort answers 1 from this call on; 0 never
-  SInt32 abortCalls = 0;
-  SInt32 lastDone = -1, lastTotal = -1;
   bool offerProcs = true;
 
   FakeExportHost() {
-    current() = this;
     Set(params, kExportMemoryLimit, 1 << 20);
     Set(params, kExportTestAbort, NewProcReference(&testAbort));
     Set(params, kExportUpdateProgress, NewProcReference(&updateProgress));
@@ -164,10 +201,7 @@ class FakeExportHost {
   }
   ~FakeExportHost() {
     for (Handle tag : tags) DisposeHandle(tag);
-    current() = nullptr;
   }
-  FakeExportHost(const FakeExportHost&) = delete;
-  FakeExportHost& operator=(const FakeExportHost&) = delete;
 
   void describe_document() {
     Set(params, kExportImageMode, document.mode);
@@ -234,19 +268,6 @@ class FakeExportHost {
     return result;
   }
 
-  static FakeExportHost*& current() {
-    static FakeExportHost* host = nullptr;
-    return host;
-  }
-  static UInt8 testAbort() {
-    FakeExportHost* host = current();
-    ++host->abortCalls;
-    return host->abortAtCall > 0 && host->abortCalls >= host->abortAtCall ? 1 : 0;
-  }
-  static void updateProgress(SInt32 done, SInt32 total) {
-    current()->lastDone = done;
-    current()->lastTotal = total;
-  }
   static OSErr allocate(SInt32, SInt16, SInt16, SInt16, SInt16*, BufferID*) { return -108; }
   static Ptr lock(BufferID, Boolean) { return nullptr; }
   static void release(BufferID) {}
@@ -270,20 +291,14 @@ class FakeExportHost {
     current()->add_tag({bytes, bytes + GetHandleSize(data)});
     return 0;
   }
-  static HostBufferProcs& bufferProcs() {
-    static HostBufferProcs procs{allocate, lock, release};
-    return procs;
-  }
-  static HostResourceProcs& resourceProcs() {
-    static HostResourceProcs procs{count, get, remove, add};
-    return procs;
-  }
 };
 
 // The host side of an acquire run: it lends one strip buffer of the rows it
 // chooses, copies every delivered strip into a document of its own, and keeps
 // the document's "part" resources.
-class FakeAcquireHost {
+class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
+  friend class FakeHostCallbacks<FakeAcquireHost>;
+
  public:
   struct Strip {
     Rect rect;
@@ -300,22 +315,15 @@ class FakeAcquireHost {
   std::vector<Strip> strips;
   std::vector<UInt8> pixels;  // planes interleaved, rows × columns × planes
   std::vector<std::vector<UInt8>> tags;
-  SInt32 abortAtCall = 0;  // testAbort answers 1 from this call on; 0 never
-  SInt32 abortCalls = 0;
-  SInt32 lastDone = -1, lastTotal = -1;
   bool bufferLent = false;
 
   FakeAcquireHost() {
-    current() = this;
     Set(params, kAcquireMemoryLimit, 1 << 20);
     Set(params, kAcquireTestAbort, NewProcReference(&testAbort));
     Set(params, kAcquireUpdateProgress, NewProcReference(&updateProgress));
     Set(params, kAcquireBufferProcs, NewReference(&bufferProcs()));
     Set(params, kAcquireResourceProcs, NewReference(&resourceProcs()));
   }
-  ~FakeAcquireHost() { current() = nullptr; }
-  FakeAcquireHost(const FakeAcquireHost&) = delete;
-  FakeAcquireHost& operator=(const FakeAcquireHost&) = delete;
 
   SInt16 call(SInt16 selector) {
     SInt16 result = -32768;
@@ -368,19 +376,6 @@ class FakeAcquireHost {
                    (p - strip.firstPlane) * strip.planeStep];
   }
 
-  static FakeAcquireHost*& current() {
-    static FakeAcquireHost* host = nullptr;
-    return host;
-  }
-  static UInt8 testAbort() {
-    FakeAcquireHost* host = current();
-    ++host->abortCalls;
-    return host->abortAtCall > 0 && host->abortCalls >= host->abortAtCall ? 1 : 0;
-  }
-  static void updateProgress(SInt32 done, SInt32 total) {
-    current()->lastDone = done;
-    current()->lastTotal = total;
-  }
   static OSErr allocate(SInt32 rowBytes, SInt16 minRows, SInt16 maxRows, SInt16, SInt16* granted,
                         BufferID* id) {
     FakeAcquireHost* host = current();
@@ -413,14 +408,6 @@ class FakeAcquireHost {
     const UInt8* bytes = reinterpret_cast<const UInt8*>(*data);
     current()->tags.emplace_back(bytes, bytes + GetHandleSize(data));
     return 0;
-  }
-  static HostBufferProcs& bufferProcs() {
-    static HostBufferProcs procs{allocate, lock, release};
-    return procs;
-  }
-  static HostResourceProcs& resourceProcs() {
-    static HostResourceProcs procs{count, get, remove, add};
-    return procs;
   }
 
   std::vector<UInt8> buffer_;

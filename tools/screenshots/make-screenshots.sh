@@ -79,11 +79,24 @@ save $out/file-dialog.png
 click 1
 SCRIPT
 
-for picture in about alert file-dialog; do
+# The selection dialog on an RGB image without a thumbnail: the preview is
+# left to fill in, the grid switched on, and its middle cell chosen.
+"$sample" tiff photo.tif --width 1200 --height 900 --samples 3 --photometric 2
+run select photo.tif <<SCRIPT
+wait 150
+click 7
+down 140 156
+up 140 156
+wait 30
+save $out/selection.png
+click 1
+SCRIPT
+
+for picture in about alert file-dialog selection; do
   if [ ! -s "$out/$picture.png" ]; then
     echo "make-screenshots: $picture.png was not made; see what tessel said:" >&2
     cat tessel.log >&2
     exit 1
   fi
 done
-echo "wrote $out/about.png, alert.png and file-dialog.png"
+echo "wrote $out/about.png, alert.png, file-dialog.png and selection.png"
