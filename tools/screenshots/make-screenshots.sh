@@ -80,8 +80,11 @@ click 1
 SCRIPT
 
 # The selection dialog on an RGB image without a thumbnail: the preview is
-# left to fill in, the grid switched on, and its middle cell chosen.
-"$sample" tiff photo.tif --width 1200 --height 900 --samples 3 --photometric 2
+# left to fill in, the grid switched on, and its middle cell chosen. The
+# image is a fixed-seed cloud picture from ImageMagick rather than a sample,
+# whose noise would hide the grid.
+convert -seed 11 -size 1200x900 plasma:'#4a8fd0'-'#e8c070' -blur 0x3 -depth 8 \
+  -type TrueColor -compress none photo.tif
 run select photo.tif <<SCRIPT
 wait 150
 click 7
