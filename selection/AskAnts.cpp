@@ -10,18 +10,10 @@
 #include "selection/SelectionDialogState.h"
 #include "support/PStringUtilities.h"
 
-constexpr RGBColor kBlack{0, 0, 0};
-constexpr RGBColor kWhite{65535, 65535, 65535};
-
 // The stripes step at most once every six ticks.
 constexpr UInt32 kTicksBetweenSteps = 5;
 
 static void useDialogPort(DialogPtr dialog) { SetPort(GetDialogPort(dialog)); }
-
-static void blackOnWhite() {
-  RGBForeColor(&kBlack);
-  RGBBackColor(&kWhite);
-}
 
 // ---------------------------------------------------------------------------
 // The frame
@@ -38,7 +30,7 @@ void DisplayAnts(SelectionDialogState* state) {
   PenNormal();
   SetAntsPattern(state);
   PenMode(state->antsMode == kAntsTracking ? patXor : patCopy);
-  blackOnWhite();
+  UseBlackOnWhite();
   FrameRect(&state->selection);
   PenNormal();
 }
@@ -120,7 +112,7 @@ void DisplayPreview(SelectionDialogState* state, const Rect* area) {
     EraseRect(&target);
     return;
   }
-  blackOnWhite();
+  UseBlackOnWhite();
   PixMapHandle pixels = GetGWorldPixMap(offscreen);
   LockPixels(pixels);
   Rect source = target;

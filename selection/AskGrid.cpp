@@ -10,9 +10,6 @@
 #include "selection/SelectionDialogState.h"
 #include "support/PStringUtilities.h"
 
-constexpr RGBColor kBlack{0, 0, 0};
-constexpr RGBColor kWhite{65535, 65535, 65535};
-
 // Line index of a count: column lines measure across the width, row lines
 // down the height; both start at the preview's edge.
 static SInt16 gridLine(SInt16 origin, SInt16 extent, SInt16 count, SInt16 index) {
@@ -78,8 +75,7 @@ void DisplayGrid(SelectionDialogState* state) {
   PenNormal();
   SetGridPattern();
   PenMode(patCopy);
-  RGBForeColor(&kBlack);
-  RGBBackColor(&kWhite);
+  UseBlackOnWhite();
   for (SInt16 i = 1; i < state->gridColumns; ++i) {
     SInt16 x = columnLine(preview, state->gridColumns, i);
     MoveTo(x, preview.top);

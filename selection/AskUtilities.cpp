@@ -125,6 +125,13 @@ void BeginItemDrawing(DialogPtr dialog, SInt16 item, SInt16 styleID, Rect* r, Fo
   SetFontStateFromID(styleID);
 }
 
+void UseBlackOnWhite(void) {
+  static constexpr RGBColor kBlack{0, 0, 0};
+  static constexpr RGBColor kWhite{65535, 65535, 65535};
+  RGBForeColor(&kBlack);
+  RGBBackColor(&kWhite);
+}
+
 void MetricBytesPString(SInt32 bytes, StringPtr out) {
   SInt32 kilobytes = bytes / 1024 + (bytes % 1024 > 0 ? 1 : 0);
   if (kilobytes <= 1023) {

@@ -66,6 +66,10 @@ void SetFontStateFromID(SInt16 id);
 // settings it replaced left in *saved, for SetFontState to put back.
 void BeginItemDrawing(DialogPtr dialog, SInt16 item, SInt16 styleID, Rect* r, FontState* saved);
 
+// The pen colours the grid and the ants draw with: black on white, so that
+// their patterns look the same whatever the port held before.
+void UseBlackOnWhite(void);
+
 // The count as kilobytes (rounded up) while that stays below 1024, else as
 // megabytes (rounded half up from the kilobytes), from string list 16001.
 void MetricBytesPString(SInt32 bytes, StringPtr out);
