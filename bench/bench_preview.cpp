@@ -122,8 +122,7 @@ int main(int argc, char** argv) {
   }
   image.fileSpec = *spec;
   if (OSErr err = RasterFormatOpen(&image); err != noErr) {
-    std::fprintf(stderr, "tessel_bench_preview: cannot open %s (%d)\n", settings.file.c_str(),
-                 err);
+    std::fprintf(stderr, "tessel_bench_preview: cannot open %s (%d)\n", settings.file.c_str(), err);
     return 1;
   }
   benchmark::RegisterBenchmark("whole", wholePreview)->Unit(benchmark::kMillisecond);

@@ -70,15 +70,15 @@ int report_failure(const AcquireOutcome& outcome, std::ostream& err) {
     if (outcome.interrupted) err << message(Text::kAcquireStopped) << '\n';
     return kExitCancelled;
   }
-  err << (outcome.result == paramErr ? message(Text::kStripOutOfBounds)
-                                     : message(Text::kAcquireFailed,
-                                               {std::to_string(outcome.result)}))
+  err << (outcome.result == paramErr
+              ? message(Text::kStripOutOfBounds)
+              : message(Text::kAcquireFailed, {std::to_string(outcome.result)}))
       << '\n';
   return kExitFailed;
 }
 
-int write_acquired(const AcquireOutcome& outcome, const AcquireArguments& parsed,
-                   std::ostream& out, std::ostream& err) {
+int write_acquired(const AcquireOutcome& outcome, const AcquireArguments& parsed, std::ostream& out,
+                   std::ostream& err) {
   const std::filesystem::path target =
       parsed.common.output ? *parsed.common.output : document_path_for_title(outcome.title);
   if (!may_write(target, parsed.common.force, err)) return kExitFailed;
@@ -94,7 +94,8 @@ int write_acquired(const AcquireOutcome& outcome, const AcquireArguments& parsed
 
 std::filesystem::path document_path_for_title(std::string_view title) {
   std::string name;
-  for (char c : title) name += (c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F) ? '_' : c;
+  for (char c : title)
+    name += (c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F) ? '_' : c;
   // A leading dot would hide the file, a leading dash would read as an option.
   if (name.empty()) name = message(Text::kNoTitle);
   if (name[0] == '.' || name[0] == '-') name = "_" + name;

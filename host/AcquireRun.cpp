@@ -75,7 +75,8 @@ void copy_strip(const Strip& strip, Document& document) {
   const bool sameLayout = planes == docPlanes && std::size_t(strip.columnStep) == docPlanes &&
                           (planes == 1 || strip.planeStep == 1);
   for (SInt32 row = strip.rect.top; row < strip.rect.bottom; ++row) {
-    const UInt8* source = strip.data + std::size_t(row - strip.rect.top) * std::size_t(strip.rowStep);
+    const UInt8* source =
+        strip.data + std::size_t(row - strip.rect.top) * std::size_t(strip.rowStep);
     UInt8* target = document.pixels.data() + std::size_t(row) * document.row_bytes() +
                     std::size_t(strip.rect.left) * docPlanes + std::size_t(strip.firstPlane);
     if (sameLayout) {

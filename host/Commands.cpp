@@ -22,12 +22,9 @@ struct Command {
 };
 
 constexpr std::array kCommands{
-    Command{"acquire", &run_acquire_command},
-    Command{"export", &run_export_command},
-    Command{"extract", &run_extract_command},
-    Command{"info", &run_info_command},
-    Command{"select", &run_select_command},
-    Command{"about", &run_about_command},
+    Command{"acquire", &run_acquire_command}, Command{"export", &run_export_command},
+    Command{"extract", &run_extract_command}, Command{"info", &run_info_command},
+    Command{"select", &run_select_command},   Command{"about", &run_about_command},
 };
 
 }  // namespace

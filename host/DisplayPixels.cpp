@@ -135,10 +135,10 @@ const CmykTransform& cmyk_transform() {
   static const CmykTransform made = [] {
     Profile srgb(cmsCreate_sRGBProfile());
     if (std::optional<FoundProfile> found = find_cmyk_profile()) {
-      return CmykTransform{Transform(cmsCreateTransform(found->profile.get(), TYPE_CMYK_8_REV,
-                                                        srgb.get(), TYPE_RGB_8,
-                                                        INTENT_PERCEPTUAL, 0)),
-                           found->source};
+      return CmykTransform{
+          Transform(cmsCreateTransform(found->profile.get(), TYPE_CMYK_8_REV, srgb.get(),
+                                       TYPE_RGB_8, INTENT_PERCEPTUAL, 0)),
+          found->source};
     }
     Profile link = built_in_cmyk_link();
     return CmykTransform{Transform(link ? cmsCreateTransform(link.get(), TYPE_CMYK_8_REV, nullptr,
@@ -206,8 +206,7 @@ bool inside_band(const DisplayPixelMap& map, const VRect& r) {
          r.left < r.right && r.bottom <= map.bounds.bottom && r.right <= map.bounds.right;
 }
 
-void copy_to_port(std::span<UInt8> xrgb, SInt32 width, SInt32 height, SInt32 row,
-                  SInt32 column) {
+void copy_to_port(std::span<UInt8> xrgb, SInt32 width, SInt32 height, SInt32 row, SInt32 column) {
   GrafPtr port = nullptr;
   GetPort(&port);
   if (port == nullptr) return;

@@ -31,7 +31,7 @@ struct Document {
   SInt16 mode = kGrayMode;
   SInt32 columns = 0;
   SInt32 rows = 0;
-  SInt16 planes = 1;  // may exceed the mode's colour channels (extra channels)
+  SInt16 planes = 1;          // may exceed the mode's colour channels (extra channels)
   double xResolution = 72.0;  // pixels per inch
   double yResolution = 72.0;
   PixelBytes pixels{};  // one byte per sample, planes interleaved, rows top to bottom

@@ -39,8 +39,9 @@ std::ptrdiff_t DocumentResourceProcs::find(ResType type, SInt16 index) const {
 
 SInt16 DocumentResourceProcs::count(ResType type) {
   if (bound == nullptr) return 0;
-  const auto n = std::count_if(bound->resources_.begin(), bound->resources_.end(),
-                               [type](const PluginResource& resource) { return resource.type == type; });
+  const auto n =
+      std::count_if(bound->resources_.begin(), bound->resources_.end(),
+                    [type](const PluginResource& resource) { return resource.type == type; });
   return SInt16(std::min<std::ptrdiff_t>(n, 0x7FFF));
 }
 
@@ -68,7 +69,8 @@ OSErr DocumentResourceProcs::add(ResType type, Handle data) {
   if (bound == nullptr || data == nullptr) return paramErr;
   const Size size = GetHandleSize(data);
   const auto* bytes = reinterpret_cast<const UInt8*>(*data);
-  bound->resources_.push_back({type, size > 0 ? std::vector<UInt8>(bytes, bytes + size) : std::vector<UInt8>{}});
+  bound->resources_.push_back(
+      {type, size > 0 ? std::vector<UInt8>(bytes, bytes + size) : std::vector<UInt8>{}});
   bound->changed_ = true;
   return noErr;
 }

@@ -72,7 +72,8 @@ Expected<SidecarContents> decode_sidecar(std::span<const UInt8> bytes) {
     return Expected<SidecarContents>::failure(paramErr);
   }
   const UInt16 flags = platform::read_big16(bytes.subspan(6));
-  auto resources = decode_resources(bytes.subspan(kHeaderBytes), platform::read_big16(bytes.subspan(16)));
+  auto resources =
+      decode_resources(bytes.subspan(kHeaderBytes), platform::read_big16(bytes.subspan(16)));
   if (!resources) return Expected<SidecarContents>::failure(paramErr);
   SidecarContents contents{std::move(*resources), std::nullopt};
   if (flags & kSavedBackFlag) contents.savedFingerprint = read_big64(bytes.subspan(8));

@@ -77,7 +77,7 @@ std::optional<Document> open_document(const std::filesystem::path& path, std::os
   Expected<Document> document = read_document(path);
   const std::string name = path.string();
   if (!document) {
-    const Text text = document.error() == fnfErr    ? Text::kDocumentMissing
+    const Text text = document.error() == fnfErr     ? Text::kDocumentMissing
                       : document.error() == paramErr ? Text::kDocumentUnsupported
                                                      : Text::kDocumentUnreadable;
     err << message(text, {name}) << '\n';

@@ -137,7 +137,8 @@ class Session {
   SInt16 call(SInt16 selector) { return call_entry(entry_, selector, params_, dataSlot_); }
 
   SInt16 continue_while_wanted(int& bands) {
-    for (Band band = requested_band(params_); !is_empty(band.rect); band = requested_band(params_)) {
+    for (Band band = requested_band(params_); !is_empty(band.rect);
+         band = requested_band(params_)) {
       if (!lies_inside(band, document_)) return paramErr;
       bands_.hand_over(band, params_);
       const SInt16 result = call(kSelectorContinue);

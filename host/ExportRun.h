@@ -24,12 +24,12 @@ struct ExportOptions {
 };
 
 struct ExportOutcome {
-  SInt16 result = 0;          // what the entry point answered first: 0, a code, or 1
-  int bands = 0;              // continue calls made
-  bool interrupted = false;   // Ctrl-C asked the run to stop
-  bool savedBack = false;     // the plug-in cleared the modified flag, and it was recorded
+  SInt16 result = 0;              // what the entry point answered first: 0, a code, or 1
+  int bands = 0;                  // continue calls made
+  bool interrupted = false;       // Ctrl-C asked the run to stop
+  bool savedBack = false;         // the plug-in cleared the modified flag, and it was recorded
   bool resourcesChanged = false;  // the plug-in rewrote the document's resources
-  OSErr storeError = noErr;   // writing the document's records back failed
+  OSErr storeError = noErr;       // writing the document's records back failed
   // Files written in the run whose final sync or close failed: their bands
   // may not be on disk although the plug-in finished.
   std::vector<platform::files::FailedClose> unsynced{};

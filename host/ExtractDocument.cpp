@@ -44,7 +44,8 @@ std::vector<UInt8> tag_bytes(const FSSpec& file, const Rect& rect, SInt32 width,
   append_big16(tag, 0);
   append_big32(tag, UInt32(file.parID));
   tag.insert(tag.end(), file.name, file.name + sizeof(file.name));
-  for (SInt16 side : {rect.top, rect.left, rect.bottom, rect.right}) append_big16(tag, UInt16(side));
+  for (SInt16 side : {rect.top, rect.left, rect.bottom, rect.right})
+    append_big16(tag, UInt16(side));
   append_big32(tag, UInt32(width));
   append_big32(tag, UInt32(height));
   return tag;

@@ -166,8 +166,7 @@ OSErr OpenImage::open(const std::filesystem::path& path) {
   return RasterFormatOpen(&image);
 }
 
-int run_info_command(std::span<const std::string_view> args, std::ostream& out,
-                     std::ostream& err) {
+int run_info_command(std::span<const std::string_view> args, std::ostream& out, std::ostream& err) {
   const std::optional<InfoArguments> parsed = parse_arguments(args, err);
   if (!parsed) return kExitFailed;
   // The plug-in's messages come from its resources.

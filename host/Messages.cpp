@@ -51,7 +51,8 @@ std::string_view text_of(Text text) {
   switch (text) {
     case Text::kUsage: return kUsageText;
     case Text::kUnknownCommand: return "tessel: there is no command \"^0\" (see tessel --help)";
-    case Text::kUnknownOption: return "tessel: ^0 does not know the option \"^1\" (see tessel --help)";
+    case Text::kUnknownOption:
+      return "tessel: ^0 does not know the option \"^1\" (see tessel --help)";
     case Text::kMissingValue: return "tessel: the option ^0 needs a value";
     case Text::kMissingDocument: return "tessel: name the document to ^0 (see tessel --help)";
     case Text::kExtraArgument: return "tessel: one document at a time; \"^0\" is one too many";
@@ -64,7 +65,8 @@ std::string_view text_of(Text text) {
              "grayscale, RGB, CMYK or Lab";
     case Text::kDocumentTooLarge:
       return "tessel: ^0 is ^1 x ^2 pixels; a document can have at most 32767 rows and columns";
-    case Text::kModuleMissing: return "tessel: the plug-in module ^0 is not there (set TESSEL_MODULE)";
+    case Text::kModuleMissing:
+      return "tessel: the plug-in module ^0 is not there (set TESSEL_MODULE)";
     case Text::kModuleUnusable: return "tessel: ^0 cannot be loaded as the plug-in module: ^1";
     case Text::kModuleNoResources:
       return "tessel: the resources of the plug-in module ^0 cannot be opened (error ^1)";
@@ -72,21 +74,23 @@ std::string_view text_of(Text text) {
     case Text::kStoreFailed:
       return "tessel: the plug-in's records could not be stored with ^0 (error ^1)";
     case Text::kExportFailed: return "tessel: ^0 was not written back (code ^1)";
-    case Text::kExportStopped: return "tessel: stopped at your request; ^0 was written back only in part";
-    case Text::kSavedBack: return "tessel: ^0 was written back into its image file and is recorded as saved";
+    case Text::kExportStopped:
+      return "tessel: stopped at your request; ^0 was written back only in part";
+    case Text::kSavedBack:
+      return "tessel: ^0 was written back into its image file and is recorded as saved";
     case Text::kNotDurable:
       return "tessel: the system could not finish writing ^0 to disk (error ^1); its new bands "
              "may be lost if the machine stops now. Free the disk or fix the fault, then export "
              "^2 again";
     case Text::kBadRect:
-      return "tessel: --rect takes TOP,LEFT,BOTTOM,RIGHT in pixels, such as 0,0,512,512; not \"^0\"";
+      return "tessel: --rect takes TOP,LEFT,BOTTOM,RIGHT in pixels, such as 0,0,512,512; not "
+             "\"^0\"";
     case Text::kExtractNeeds:
       return "tessel: extract needs an image, --rect TOP,LEFT,BOTTOM,RIGHT and -o DOCUMENT "
              "(see tessel --help)";
     case Text::kDocumentExists:
       return "tessel: ^0 exists already; choose another name or add --force to replace it";
-    case Text::kRectOutsideImage:
-      return "tessel: the rectangle ^1 is empty or reaches outside ^0";
+    case Text::kRectOutsideImage: return "tessel: the rectangle ^1 is empty or reaches outside ^0";
     case Text::kImageUnreadable:
       return "tessel: ^0 cannot be read as an image Tessel knows (code ^1; see rastertool "
              "describe for details)";
@@ -94,7 +98,8 @@ std::string_view text_of(Text text) {
     case Text::kExtracted: return "tessel: wrote ^0";
     case Text::kScriptUnreadable: return "tessel: the script ^0 cannot be read";
     case Text::kScriptBadLine:
-      return "tessel: line ^1 of the script ^0 is not a command a script can give (see tessel --help)";
+      return "tessel: line ^1 of the script ^0 is not a command a script can give (see tessel "
+             "--help)";
     case Text::kNoArguments: return "tessel: ^0 takes no file names; \"^1\" is one too many";
     case Text::kAboutFailed: return "tessel: the plug-in did not show its about box (code ^0)";
     case Text::kMissingImage: return "tessel: name the image to ^0 (see tessel --help)";
@@ -104,7 +109,8 @@ std::string_view text_of(Text text) {
       return "tessel: the plug-in delivered pixels outside the document it described";
     case Text::kAcquired: return "tessel: wrote ^0 (^1)";
     case Text::kNoTitle: return "untitled";
-    case Text::kImageNotOpened: return "tessel: ^0 cannot be opened as an image Tessel knows (code ^1)";
+    case Text::kImageNotOpened:
+      return "tessel: ^0 cannot be opened as an image Tessel knows (code ^1)";
     case Text::kInfoFormat: return "format      ^0";
     case Text::kInfoMode: return "mode        ^0, ^1 bits per sample";
     case Text::kInfoSize: return "size        ^0 x ^1 pixels, ^2 channels";

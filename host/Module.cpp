@@ -59,7 +59,8 @@ Expected<std::unique_ptr<Module>> Module::load(const std::filesystem::path& path
 }
 
 std::filesystem::path Module::default_path() {
-  if (const char* path = std::getenv("TESSEL_MODULE"); path != nullptr && *path != '\0') return path;
+  if (const char* path = std::getenv("TESSEL_MODULE"); path != nullptr && *path != '\0')
+    return path;
   std::error_code error;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
   return program.parent_path().parent_path() / "lib" / "tessel.plugin";

@@ -20,7 +20,9 @@ int percent_of(SInt32 done, SInt32 total) {
 }  // namespace
 
 ProgressBar::ProgressBar(std::FILE* stream)
-    : stream_(stream), terminal_(isatty(fileno(stream)) == 1), start_(std::chrono::steady_clock::now()) {}
+    : stream_(stream),
+      terminal_(isatty(fileno(stream)) == 1),
+      start_(std::chrono::steady_clock::now()) {}
 
 ProgressBar::~ProgressBar() {
   if (drawn_) std::fputc('\n', stream_);
@@ -32,7 +34,8 @@ void ProgressBar::update(SInt32 done, SInt32 total) {
   if (percent == lastPercent_) return;
   lastPercent_ = percent;
   const int filled = percent * kBarWidth / 100;
-  const std::string bar = std::string(std::size_t(filled), '#') + std::string(std::size_t(kBarWidth - filled), '.');
+  const std::string bar =
+      std::string(std::size_t(filled), '#') + std::string(std::size_t(kBarWidth - filled), '.');
   std::fprintf(stream_, "\r[%s] %3d%%", bar.c_str(), percent);
   std::fflush(stream_);
   drawn_ = true;

@@ -59,11 +59,11 @@ struct BlockGrid {
 };
 
 BlockGrid grid_of(TIFF* tiff, const Document& image) {
-  const bool separate = field_or<UInt16>(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) ==
-                        PLANARCONFIG_SEPARATE;
+  const bool separate =
+      field_or<UInt16>(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
   if (TIFFIsTiled(tiff)) {
-    return {field_or<UInt32>(tiff, TIFFTAG_TILEWIDTH, 0), field_or<UInt32>(tiff, TIFFTAG_TILELENGTH, 0),
-            true, separate};
+    return {field_or<UInt32>(tiff, TIFFTAG_TILEWIDTH, 0),
+            field_or<UInt32>(tiff, TIFFTAG_TILELENGTH, 0), true, separate};
   }
   const UInt32 rows = std::min(field_or<UInt32>(tiff, TIFFTAG_ROWSPERSTRIP, UInt32(image.rows)),
                                UInt32(image.rows));
@@ -80,12 +80,14 @@ void place_block(const BlockGrid& grid, std::span<const UInt8> block, UInt32 x, 
   const UInt32 length = std::min(grid.length, UInt32(image.rows) - y);
   for (UInt32 row = 0; row < length; ++row) {
     const UInt8* source = block.data() + std::size_t(row) * grid.width * step;
-    UInt8* target = image.pixels.data() + (std::size_t(y + row) * std::size_t(image.columns) + x) * planes;
+    UInt8* target =
+        image.pixels.data() + (std::size_t(y + row) * std::size_t(image.columns) + x) * planes;
     if (!grid.separate) {
       std::memcpy(target, source, std::size_t(width) * planes);
       continue;
     }
-    for (UInt32 column = 0; column < width; ++column) target[column * planes + plane] = source[column];
+    for (UInt32 column = 0; column < width; ++column)
+      target[column * planes + plane] = source[column];
   }
 }
 
@@ -93,7 +95,8 @@ bool read_block(TIFF* tiff, const BlockGrid& grid, UInt32 x, UInt32 y, UInt16 pl
                 std::vector<UInt8>& buffer) {
   const tmsize_t size = tmsize_t(buffer.size());
   if (grid.tiled) {
-    return TIFFReadEncodedTile(tiff, TIFFComputeTile(tiff, x, y, 0, plane), buffer.data(), size) >= 0;
+    return TIFFReadEncodedTile(tiff, TIFFComputeTile(tiff, x, y, 0, plane), buffer.data(), size) >=
+           0;
   }
   return TIFFReadEncodedStrip(tiff, TIFFComputeStrip(tiff, y, plane), buffer.data(), size) >= 0;
 }
@@ -162,8 +165,8 @@ OSErr read_description(TIFF* tiff, UInt64 limit, Document& image) {
   const UInt32 columns = field_or<UInt32>(tiff, TIFFTAG_IMAGEWIDTH, 0);
   const UInt32 rows = field_or<UInt32>(tiff, TIFFTAG_IMAGELENGTH, 0);
   const UInt16 planes = field_or<UInt16>(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
-  if (!mode || field_or<UInt16>(tiff, TIFFTAG_BITSPERSAMPLE, 1) != 8 || columns == 0 ||
-      rows == 0 || columns > 0x7FFFFFFF || rows > 0x7FFFFFFF || planes == 0 || planes > 0x7FFF) {
+  if (!mode || field_or<UInt16>(tiff, TIFFTAG_BITSPERSAMPLE, 1) != 8 || columns == 0 || rows == 0 ||
+      columns > 0x7FFFFFFF || rows > 0x7FFFFFFF || planes == 0 || planes > 0x7FFF) {
     return paramErr;
   }
   image.mode = *mode;
@@ -179,7 +182,8 @@ OSErr read_description(TIFF* tiff, UInt64 limit, Document& image) {
 std::optional<std::vector<UInt8>> read_block_tag(TIFF* tiff) {
   UInt32 count = 0;
   void* data = nullptr;
-  if (TIFFGetField(tiff, TIFFTAG_PHOTOSHOP, &count, &data) != 1 || data == nullptr) return std::nullopt;
+  if (TIFFGetField(tiff, TIFFTAG_PHOTOSHOP, &count, &data) != 1 || data == nullptr)
+    return std::nullopt;
   const auto* bytes = static_cast<const UInt8*>(data);
   return std::vector<UInt8>(bytes, bytes + count);
 }
@@ -253,7 +257,8 @@ OSErr write_tiff(const std::filesystem::path& path, const Document& image,
   TiffFile tiff = open_tiff(path, "w");
   if (!tiff) return ioErr;
   set_description(tiff.get(), image);
-  if (!block.empty()) TIFFSetField(tiff.get(), TIFFTAG_PHOTOSHOP, UInt32(block.size()), block.data());
+  if (!block.empty())
+    TIFFSetField(tiff.get(), TIFFTAG_PHOTOSHOP, UInt32(block.size()), block.data());
   for (SInt32 row = 0; row < image.rows; ++row) {
     void* line = const_cast<UInt8*>(image.pixels.data() + std::size_t(row) * image.row_bytes());
     if (TIFFWriteScanline(tiff.get(), line, UInt32(row), 0) != 1) return ioErr;

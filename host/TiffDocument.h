@@ -12,7 +12,7 @@
 namespace tessel::host {
 
 struct TiffContents {
-  Document image;  // pixels, mode, size and resolution; no resources
+  Document image;                             // pixels, mode, size and resolution; no resources
   std::optional<std::vector<UInt8>> block{};  // tag 34377 when present
 };
 

@@ -236,8 +236,8 @@ std::optional<Bitmap> read_direct(Reader& in, bool withRegion) {
   int width = width_of(bits.map.bounds);
   int packType = bits.map.packType == 0 ? 4 : bits.map.packType;
   int components = bits.map.cmpCount;
-  bool knownLayout = bits.map.pixelSize == 32 && packType >= 1 && packType != 3 &&
-                     packType <= 4 && (components == 3 || components == 4);
+  bool knownLayout = bits.map.pixelSize == 32 && packType >= 1 && packType != 3 && packType <= 4 &&
+                     (components == 3 || components == 4);
   if (in.failed() || !knownLayout || !sane_bounds(bits.map.bounds, rowBytes, 32)) {
     return std::nullopt;
   }
@@ -261,23 +261,23 @@ std::optional<Bitmap> read_direct(Reader& in, bool withRegion) {
 // opcode whose length this reader cannot tell.
 std::optional<std::size_t> data_length(UInt16 op, Reader& in) {
   static constexpr SInt8 kFixed[0x30] = {
-      0, -1, 8, 2, 1, 2, 4, 4, 2, 8, 8, 4, 4, 2, 4, 4,       // 0x00 - 0x0F
-      8, 2, -2, -2, -2, 2, 2, 0, 0, 0, 6, 6, 0, 6, 0, 6,     // 0x10 - 0x1F
-      8, 4, 6, 2, -3, -3, -3, -3, -4, -5, -5, -6, -3, -3, -3, -3};  // 0x20 - 0x2F
+      0, -1, 8,  2,  1,  2,  4,  4,  2,  8,  8,  4,  4,  2,  4,  4,    // 0x00 - 0x0F
+      8, 2,  -2, -2, -2, 2,  2,  0,  0,  0,  6,  6,  0,  6,  0,  6,    // 0x10 - 0x1F
+      8, 4,  6,  2,  -3, -3, -3, -3, -4, -5, -5, -6, -3, -3, -3, -3};  // 0x20 - 0x2F
   if (op < 0x30) {
     SInt8 kind = kFixed[op];
     if (kind >= 0) return std::size_t(kind);
     switch (kind) {
-      case -1: return std::size_t(in.u16()) - 2;        // region: size counts itself
-      case -3: return std::size_t(in.u16());            // length word, then data
+      case -1: return std::size_t(in.u16()) - 2;         // region: size counts itself
+      case -3: return std::size_t(in.u16());             // length word, then data
       case -4: in.skip(4); return std::size_t(in.u8());  // LongText
       case -5: in.skip(1); return std::size_t(in.u8());  // DHText, DVText
       case -6: in.skip(2); return std::size_t(in.u8());  // DHDVText
       default: return std::nullopt;                      // pixel patterns
     }
   }
-  if (op <= 0x005F) return (op & 0x08) == 0 ? 8 : 0;     // rectangles, rounded, ovals
-  if (op <= 0x006F) return (op & 0x08) == 0 ? 12 : 4;    // arcs
+  if (op <= 0x005F) return (op & 0x08) == 0 ? 8 : 0;   // rectangles, rounded, ovals
+  if (op <= 0x006F) return (op & 0x08) == 0 ? 12 : 4;  // arcs
   if (op <= 0x008F) return (op & 0x0F) < 8 ? std::size_t(in.u16()) - 2 : 0;  // polygons, regions
   if (op >= 0x009C && op <= 0x009F) return std::size_t(in.u16());
   if (op == 0x00A0) return 2;
@@ -306,8 +306,8 @@ std::optional<Bitmap> read_bitmap(UInt16 op, Reader& in) {
 }
 
 bool is_bitmap_op(UInt16 op) {
-  return op == kOpBitsRect || op == kOpBitsRgn || op == kOpPackBitsRect ||
-         op == kOpPackBitsRgn || op == kOpDirectBitsRect || op == kOpDirectBitsRgn;
+  return op == kOpBitsRect || op == kOpBitsRgn || op == kOpPackBitsRect || op == kOpPackBitsRgn ||
+         op == kOpDirectBitsRect || op == kOpDirectBitsRgn;
 }
 
 // The bitmaps of a version 2 picture, in drawing order; nullopt when the
@@ -340,7 +340,8 @@ Rect map_rect(const Rect& r, const Rect& frame, const Rect& dst) {
   };
   int fw = width_of(frame), fh = height_of(frame), dw = width_of(dst), dh = height_of(dst);
   return Rect{map(r.top, frame.top, fh, dst.top, dh), map(r.left, frame.left, fw, dst.left, dw),
-              map(r.bottom, frame.top, fh, dst.top, dh), map(r.right, frame.left, fw, dst.left, dw)};
+              map(r.bottom, frame.top, fh, dst.top, dh),
+              map(r.right, frame.left, fw, dst.left, dw)};
 }
 
 std::span<const UInt8> picture_bytes(PicHandle picture) {

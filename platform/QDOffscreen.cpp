@@ -36,8 +36,7 @@ OSErr allocate_pixels(GrafPort& port, Size bytes, PixelMemory memory, Ptr* pixel
       if (port.ownedPixels == nullptr) return MemError() != noErr ? MemError() : memFullErr;
       *pixels = port.ownedPixels;
       return noErr;
-    case PixelMemory::temporary:
-      break;
+    case PixelMemory::temporary: break;
   }
   OSErr err = noErr;
   Handle block = TempNewHandle(bytes, &err);
@@ -156,16 +155,15 @@ int screen_depth() { return screen().map.pixelSize; }
 
 namespace qd = tessel::platform::quickdraw;
 
-QDErr NewGWorld(GWorldPtr* offscreenGWorld, SInt16 pixelDepth, const Rect* boundsRect,
-                CTabHandle, GDHandle, GWorldFlags flags) {
+QDErr NewGWorld(GWorldPtr* offscreenGWorld, SInt16 pixelDepth, const Rect* boundsRect, CTabHandle,
+                GDHandle, GWorldFlags flags) {
   int depth = pixelDepth == 0 ? qd::screen_depth() : pixelDepth;
   if (depth != 1 && depth != 32) return cDepthErr;
   auto* world = new (std::nothrow) GrafPort{};
   if (world == nullptr) return memFullErr;
-  auto memory = (flags & useTempMem) != 0 ? qd::PixelMemory::temporary
-                                          : qd::PixelMemory::application_heap;
-  if (OSErr err = qd::open_port(*world, *boundsRect, depth, memory);
-      err != noErr) {
+  auto memory =
+      (flags & useTempMem) != 0 ? qd::PixelMemory::temporary : qd::PixelMemory::application_heap;
+  if (OSErr err = qd::open_port(*world, *boundsRect, depth, memory); err != noErr) {
     delete world;
     return err;
   }

@@ -124,15 +124,14 @@ void BackPat(ConstPatternParam pattern) {
 }
 
 static RGBColor classic_color(SInt32 color) {
-  static const std::map<SInt32, RGBColor> colors{
-      {blackColor, {0, 0, 0}},
-      {whiteColor, {0xFFFF, 0xFFFF, 0xFFFF}},
-      {redColor, {0xDD6B, 0x08C2, 0x06A2}},
-      {greenColor, {0x0000, 0x8000, 0x11B0}},
-      {blueColor, {0x0000, 0x0000, 0xD400}},
-      {cyanColor, {0x0241, 0xAB54, 0xEAFF}},
-      {magentaColor, {0xF2D7, 0x0856, 0x84EC}},
-      {yellowColor, {0xFC00, 0xF37D, 0x052F}}};
+  static const std::map<SInt32, RGBColor> colors{{blackColor, {0, 0, 0}},
+                                                 {whiteColor, {0xFFFF, 0xFFFF, 0xFFFF}},
+                                                 {redColor, {0xDD6B, 0x08C2, 0x06A2}},
+                                                 {greenColor, {0x0000, 0x8000, 0x11B0}},
+                                                 {blueColor, {0x0000, 0x0000, 0xD400}},
+                                                 {cyanColor, {0x0241, 0xAB54, 0xEAFF}},
+                                                 {magentaColor, {0xF2D7, 0x0856, 0x84EC}},
+                                                 {yellowColor, {0xFC00, 0xF37D, 0x052F}}};
   auto found = colors.find(color);
   return found != colors.end() ? found->second : RGBColor{0, 0, 0};
 }

@@ -41,12 +41,16 @@ void transfer(const Surface& dst, int h, int v, SourcePixel source, SInt16 mode,
   bool inverse = (mode & 4) != 0;
   bool foreground = source.foreground != inverse;
   switch (mode & 3) {
-    case srcCopy:
-      write_rgb(dst, h, v, inverse ? (~source.color & 0xFFFFFF) : source.color);
+    case srcCopy: write_rgb(dst, h, v, inverse ? (~source.color & 0xFFFFFF) : source.color); break;
+    case srcOr:
+      if (foreground) write_rgb(dst, h, v, source.color);
       break;
-    case srcOr: if (foreground) write_rgb(dst, h, v, source.color); break;
-    case srcXor: if (foreground) invert_pixel(dst, h, v); break;
-    default: if (foreground) write_rgb(dst, h, v, back); break;
+    case srcXor:
+      if (foreground) invert_pixel(dst, h, v);
+      break;
+    default:
+      if (foreground) write_rgb(dst, h, v, back);
+      break;
   }
 }
 

@@ -31,7 +31,8 @@ std::optional<CTabHandle> decode_table(std::span<const UInt8> bytes, std::size_t
   if (offset + kColorTableHeaderBytes > bytes.size()) return std::nullopt;
   auto size = SInt16(read_big16(bytes.subspan(offset + 6)));
   std::size_t count = std::size_t(size) + 1;
-  if (size < 0 || size > 255 || offset + kColorTableHeaderBytes + count * kColorSpecBytes > bytes.size()) {
+  if (size < 0 || size > 255 ||
+      offset + kColorTableHeaderBytes + count * kColorSpecBytes > bytes.size()) {
     return std::nullopt;
   }
   CTabHandle table = qd::new_record<ColorTable>();
@@ -39,9 +40,10 @@ std::optional<CTabHandle> decode_table(std::span<const UInt8> bytes, std::size_t
   (**table).ctSize = size;
   for (std::size_t i = 0; i < count; ++i) {
     auto entry = bytes.subspan(offset + kColorTableHeaderBytes + i * kColorSpecBytes);
-    (**table).ctTable[i] = ColorSpec{SInt16(read_big16(entry)),
-                                     RGBColor{read_big16(entry.subspan(2)), read_big16(entry.subspan(4)),
-                                              read_big16(entry.subspan(6))}};
+    (**table).ctTable[i] =
+        ColorSpec{SInt16(read_big16(entry)),
+                  RGBColor{read_big16(entry.subspan(2)), read_big16(entry.subspan(4)),
+                           read_big16(entry.subspan(6))}};
   }
   return table;
 }

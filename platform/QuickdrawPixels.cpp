@@ -128,9 +128,15 @@ void paint_pattern(GrafPort& port, const Rect& r, const Pattern& pattern, SInt16
     bool bit = pattern_bit(pattern, s, h, v) != inverse;
     switch (operation) {
       case 0: write_rgb(s, h, v, bit ? fore : back); break;
-      case 1: if (bit) write_rgb(s, h, v, fore); break;
-      case 2: if (bit) invert_pixel(s, h, v); break;
-      default: if (bit) write_rgb(s, h, v, back); break;
+      case 1:
+        if (bit) write_rgb(s, h, v, fore);
+        break;
+      case 2:
+        if (bit) invert_pixel(s, h, v);
+        break;
+      default:
+        if (bit) write_rgb(s, h, v, back);
+        break;
     }
   });
 }

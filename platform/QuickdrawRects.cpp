@@ -24,8 +24,8 @@ void InsetRect(Rect* r, SInt16 dh, SInt16 dv) {
 }
 
 Boolean SectRect(const Rect* a, const Rect* b, Rect* result) {
-  Rect section{std::max(a->top, b->top), std::max(a->left, b->left),
-               std::min(a->bottom, b->bottom), std::min(a->right, b->right)};
+  Rect section{std::max(a->top, b->top), std::max(a->left, b->left), std::min(a->bottom, b->bottom),
+               std::min(a->right, b->right)};
   bool empty = EmptyRect(&section);
   *result = empty ? Rect{} : section;
   return !empty;
@@ -37,8 +37,7 @@ void UnionRect(const Rect* a, const Rect* b, Rect* result) {
 }
 
 Boolean EqualRect(const Rect* a, const Rect* b) {
-  return a->top == b->top && a->left == b->left && a->bottom == b->bottom &&
-         a->right == b->right;
+  return a->top == b->top && a->left == b->left && a->bottom == b->bottom && a->right == b->right;
 }
 
 Boolean EmptyRect(const Rect* r) { return r->bottom <= r->top || r->right <= r->left; }
@@ -59,9 +58,7 @@ RgnHandle NewRgn() {
 
 void DisposeRgn(RgnHandle rgn) { qd::dispose_record(rgn); }
 
-void RectRgn(RgnHandle rgn, const Rect* r) {
-  (**rgn).rgnBBox = EmptyRect(r) ? Rect{} : *r;
-}
+void RectRgn(RgnHandle rgn, const Rect* r) { (**rgn).rgnBBox = EmptyRect(r) ? Rect{} : *r; }
 
 void SetRectRgn(RgnHandle rgn, SInt16 left, SInt16 top, SInt16 right, SInt16 bottom) {
   Rect r{top, left, bottom, right};

@@ -59,9 +59,7 @@ SInt16 call_hook(DlgHookYDProcPtr hook, SInt16 item, DialogRecord& dialog, void*
   return hook == nullptr ? item : hook(item, &dialog, data);
 }
 
-bool wants_window() {
-  return state().dialogHeadless || !backend::is_headless();
-}
+bool wants_window() { return state().dialogHeadless || !backend::is_headless(); }
 
 }  // namespace
 

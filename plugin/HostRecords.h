@@ -110,8 +110,8 @@ struct VRect {
 // 4-byte fields at offsets 0 to 36. The address of the first sample is a
 // reference (References.h), like every pointer the host records carry.
 struct DisplayPixelMap {
-  SInt32 version;  // 0
-  VRect bounds;    // the band: top 0, left 0, bottom rows, right columns
+  SInt32 version;    // 0
+  VRect bounds;      // the band: top 0, left 0, bottom rows, right columns
   SInt32 imageMode;  // 1 grayscale, 3 RGB, 4 CMYK, 9 Lab
   SInt32 rowBytes;
   SInt32 colBytes;  // 1 planar, else the bytes of one pixel

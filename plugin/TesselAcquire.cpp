@@ -19,7 +19,6 @@
 #include "support/MemoryUtilities.h"
 #include "support/PStringUtilities.h"
 
-
 constexpr OSErr kUnknownAcquireSelector = -30000;
 
 // The host's buffer protocol takes a fifth value whose meaning is its own.
@@ -59,8 +58,9 @@ OSErr AcquireDoPrepare(AcquireGlobals* globals) {
 // The document's mode for the image's, or the code that refuses it.
 static OSErr documentModeFor(SInt16 imageMode, SInt16* documentMode) {
   static constexpr OSErr kByMode[12] = {
-      kModeBitmap, noErr,      kModeIndexed, noErr,        noErr,            kModeFive,
-      kModeSix,    kModeSeven, kModeDuotone, noErr,        kModeTenOrGray16, kModeElevenOrRGB16};
+      kModeBitmap,  noErr,     kModeIndexed,     noErr,
+      noErr,        kModeFive, kModeSix,         kModeSeven,
+      kModeDuotone, noErr,     kModeTenOrGray16, kModeElevenOrRGB16};
   if (imageMode < 0 || imageMode > 11) return kModeUnknown;
   if (kByMode[imageMode] != noErr) return kByMode[imageMode];
   *documentMode = imageMode;
@@ -226,11 +226,10 @@ static void describeStrip(AcquireGlobals* globals, const SourceImage* image, boo
   Set(params, kAcquireDataRect, Rect{top, 0, SInt16(top + rows), SInt16(image->selectionWidth)});
 }
 
-static OSErr readStrip(AcquireGlobals* globals, SourceImage* image, bool interleaved,
-                       SInt16 rows) {
-  const Tile tile = SelectionBandTile(image, globals->currentRow, rows, globals->currentPlane,
-                                      interleaved, reinterpret_cast<UInt8*>(globals->buffer),
-                                      globals->rowBytes);
+static OSErr readStrip(AcquireGlobals* globals, SourceImage* image, bool interleaved, SInt16 rows) {
+  const Tile tile =
+      SelectionBandTile(image, globals->currentRow, rows, globals->currentPlane, interleaved,
+                        reinterpret_cast<UInt8*>(globals->buffer), globals->rowBytes);
   return RasterFormatGetTile(&image->format, tile, tile.area);
 }
 
@@ -239,8 +238,8 @@ static OSErr deliverStrip(AcquireGlobals* globals, SourceImage* image, bool inte
     Set(*globals->params, kAcquireDataPointer, 0u);
     return noErr;
   }
-  SInt16 rows = SInt16(std::min<SInt32>(image->selection.bottom - globals->currentRow,
-                                        globals->stripRows));
+  SInt16 rows =
+      SInt16(std::min<SInt32>(image->selection.bottom - globals->currentRow, globals->stripRows));
   describeStrip(globals, image, interleaved, rows);
   if (OSErr err = readStrip(globals, image, interleaved, rows); err != noErr) return err;
   AdvancePastBand(globals, image, interleaved, rows);

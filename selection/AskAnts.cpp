@@ -229,8 +229,8 @@ void DisplaySelectionInfo(SelectionDialogState* state) {
   if (state->selectionExists) drawSelectionText(state, t);
   SetGWorld(savedPort, savedDevice);
   useDialogPort(state->dialog);
-  CopyBits(*pixels, GetPortBitMapForCopyBits(GetDialogPort(state->dialog)), &area, &area,
-           srcCopy, nullptr);
+  CopyBits(*pixels, GetPortBitMapForCopyBits(GetDialogPort(state->dialog)), &area, &area, srcCopy,
+           nullptr);
   UnlockPixels(pixels);
 }
 
@@ -260,7 +260,6 @@ void ImageInfoProc(DialogPtr dialog, SInt16 item) {
   UInt32 bytes = UInt32(image->width) * UInt32(image->height) * UInt32(image->channels);
   auto h = SInt16(r.left + 9);
   drawByteLine(kImagePaneStrings, 3, bytes, h, SInt16(r.top + 19 + line));
-  drawSizeLine(kImagePaneStrings, 2, image->width, image->height, h,
-               SInt16(r.top + 19 + 2 * line));
+  drawSizeLine(kImagePaneStrings, 2, image->width, image->height, h, SInt16(r.top + 19 + 2 * line));
   SetFontState(&saved);
 }

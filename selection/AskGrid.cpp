@@ -32,7 +32,7 @@ static SInt16 fitCoordinate(SInt16 coordinate, SInt16 origin, SInt16 extent, SIn
   SInt16 fitted = coordinate;
   for (SInt16 i = 0; i <= count; ++i) {
     SInt16 line = gridLine(origin, extent, count, i);
-    auto distance = SInt16(mode == kGridFitNearest ? std::abs(line - coordinate)
+    auto distance = SInt16(mode == kGridFitNearest  ? std::abs(line - coordinate)
                            : mode == kGridFitBefore ? coordinate - line
                                                     : line - coordinate);
     if (distance < 0 || distance >= best) continue;

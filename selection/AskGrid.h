@@ -55,4 +55,3 @@ void GridFitAnts(SelectionDialogState* state);
 // Draws the interior lines over the preview when the grid is on.
 void DisplayGrid(SelectionDialogState* state);
 void SetGridPattern();
-

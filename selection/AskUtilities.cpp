@@ -87,7 +87,8 @@ static void copyStyleFontName(std::span<const UInt8> style, Str255 name) {
 
 // A word of the style, 0 when the resource is too short to hold it.
 static SInt16 styleWord(std::span<const UInt8> style, std::size_t offset) {
-  return offset + 2 <= style.size() ? SInt16(tessel::platform::read_big16(style.subspan(offset))) : 0;
+  return offset + 2 <= style.size() ? SInt16(tessel::platform::read_big16(style.subspan(offset)))
+                                    : 0;
 }
 
 static FontState decodeStyle(std::span<const UInt8> style) {
@@ -103,7 +104,8 @@ Handle GetFontStateFromID(SInt16 id, FontState* state) {
   Handle style = GetResource(kStyleResourceType, id);
   if (style != nullptr) {
     HLock(style);
-    loaded = decodeStyle({reinterpret_cast<const UInt8*>(*style), std::size_t(GetHandleSize(style))});
+    loaded =
+        decodeStyle({reinterpret_cast<const UInt8*>(*style), std::size_t(GetHandleSize(style))});
     HUnlock(style);
     HPurge(style);
   }

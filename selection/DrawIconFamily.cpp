@@ -73,7 +73,9 @@ static const BitMap* currentPortBits() {
 }
 
 // A resource too short for its kind would be read past its end.
-static bool holds(Handle data, Size bytes) { return data != nullptr && GetHandleSize(data) >= bytes; }
+static bool holds(Handle data, Size bytes) {
+  return data != nullptr && GetHandleSize(data) >= bytes;
+}
 
 static PixMapHandle newIconPixMap(SInt16 bits) {
   PixMapHandle map = NewPixMap();

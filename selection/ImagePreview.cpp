@@ -205,8 +205,7 @@ static void disposeImagePreviewBuffers(ImagePreview* preview) {
 // ---------------------------------------------------------------------------
 // The three calls
 
-static OSErr startImagePreview(SourceImage* image, ImagePreview* preview,
-                               const Rect* previewRect) {
+static OSErr startImagePreview(SourceImage* image, ImagePreview* preview, const Rect* previewRect) {
   if (OSErr err = getPreviewFromFile(image, preview, previewRect); err != noErr) return err;
   if (OSErr err = setUpRowTile(image, &preview->rowTile); err != noErr) return err;
   if (!previewableMode(image->mode)) return kPreviewFailed;

@@ -82,19 +82,24 @@ TEST_F(AcquireEndToEnd, EachFormatAcquiresTheCellAndExportWritesOnlyIt) {
     const char* name;
     SInt16 mode;
   };
-  ASSERT_EQ(samples::write_tiff(path("rgb.tif"), {.width = 90, .height = 60, .samplesPerPixel = 3,
-                                                  .photometric = 2, .rowsPerStrip = 7}),
-            noErr);
+  ASSERT_EQ(
+      samples::write_tiff(
+          path("rgb.tif"),
+          {.width = 90, .height = 60, .samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 7}),
+      noErr);
   ASSERT_EQ(samples::write_scitex(path("cmyk.sct"), {.width = 90, .height = 60}), noErr);
-  ASSERT_EQ(samples::write_native(path("rgb.lmn"), {.channels = 3, .rows = 60, .columns = 90, .mode = 3}),
+  ASSERT_EQ(
+      samples::write_native(path("rgb.lmn"), {.channels = 3, .rows = 60, .columns = 90, .mode = 3}),
+      noErr);
+  ASSERT_EQ(samples::write_native(path("cmyk.lmn"),
+                                  {.channels = 4, .rows = 60, .columns = 90, .mode = 4}),
             noErr);
-  ASSERT_EQ(samples::write_native(path("cmyk.lmn"), {.channels = 4, .rows = 60, .columns = 90, .mode = 4}),
-            noErr);
-  ASSERT_EQ(samples::write_native(path("lab.lmn"), {.channels = 3, .rows = 60, .columns = 90, .mode = 9}),
-            noErr);
-  for (const Case& c : {Case{"rgb.tif", kRGBMode}, Case{"cmyk.sct", kCMYKMode},
-                        Case{"rgb.lmn", kRGBMode}, Case{"cmyk.lmn", kCMYKMode},
-                        Case{"lab.lmn", kLabMode}}) {
+  ASSERT_EQ(
+      samples::write_native(path("lab.lmn"), {.channels = 3, .rows = 60, .columns = 90, .mode = 9}),
+      noErr);
+  for (const Case& c :
+       {Case{"rgb.tif", kRGBMode}, Case{"cmyk.sct", kCMYKMode}, Case{"rgb.lmn", kRGBMode},
+        Case{"cmyk.lmn", kCMYKMode}, Case{"lab.lmn", kLabMode}}) {
     SCOPED_TRACE(c.name);
     fs::remove(path("doc.tif"));
     const std::vector<UInt8> before = read_file(path(c.name));
@@ -155,8 +160,8 @@ TEST_F(AcquireEndToEnd, RefusalsShowThePluginsMessageAndLeaveNoDocument) {
   tiff("fill.tif", {.fillOrder = 2}, 118);
   tiff("tiled.tif", {.tiles = samples::TiffTiles{}}, 119);
   // Modes through the native format, which stores any mode number.
-  const std::vector<std::pair<SInt16, int>> modes{{0, 100}, {2, 101}, {5, 102}, {6, 103}, {7, 104},
-                                                  {8, 105}, {10, 106}, {11, 107}, {12, 108}};
+  const std::vector<std::pair<SInt16, int>> modes{
+      {0, 100}, {2, 101}, {5, 102}, {6, 103}, {7, 104}, {8, 105}, {10, 106}, {11, 107}, {12, 108}};
   for (const auto& [mode, code] : modes) {
     const std::string name = "mode" + std::to_string(mode) + ".lmn";
     ASSERT_EQ(samples::write_native(path(name), {.mode = mode}), noErr);
@@ -205,9 +210,10 @@ TEST_F(AcquireEndToEnd, CancelOrCtrlCLeavesNoDocumentAndNoAlert) {
 }
 
 TEST_F(AcquireEndToEnd, SelectPrintsTheRectangleExtractTakes) {
-  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.width = 90, .height = 60, .samplesPerPixel = 3,
-                                                    .photometric = 2}),
-            noErr);
+  ASSERT_EQ(
+      samples::write_tiff(path("image.tif"),
+                          {.width = 90, .height = 60, .samplesPerPixel = 3, .photometric = 2}),
+      noErr);
   write_text("cell.txt", "click 7\ndown 60 60\nup 60 60\n");
   const ProgramRun run = tessel("select image.tif --script cell.txt");
   ASSERT_EQ(run.status, 0) << run.err;
@@ -215,8 +221,8 @@ TEST_F(AcquireEndToEnd, SelectPrintsTheRectangleExtractTakes) {
   ASSERT_TRUE(std::regex_match(run.out, sides, std::regex("(\\d+),(\\d+),(\\d+),(\\d+)\n")));
   const std::string rect = run.out.substr(0, run.out.size() - 1);
   ASSERT_EQ(tessel("extract image.tif --rect " + rect + " -o doc.tif").status, 0);
-  const Rect r{SInt16(std::stoi(sides[1])), SInt16(std::stoi(sides[2])), SInt16(std::stoi(sides[3])),
-               SInt16(std::stoi(sides[4]))};
+  const Rect r{SInt16(std::stoi(sides[1])), SInt16(std::stoi(sides[2])),
+               SInt16(std::stoi(sides[3])), SInt16(std::stoi(sides[4]))};
   EXPECT_LT(r.bottom - r.top, 60);
   expect_samples(*read_document(path("doc.tif")), r);
 
@@ -236,11 +242,18 @@ TEST_F(AcquireEndToEnd, InfoTellsWhatTheFormatLayerSeesAndWhetherAcquireTakesIt)
     const char* text;  // a line of the plain report
     const char* json;
   };
-  for (const Case& c :
-       {Case{"rgb.tif", "format +TIFF\n", R"("format": "TIFF", "mode": 3, .*"width": 64, "height": 48, "channels": 3, .*"planar": false.*"acquire": \{"code": 0,)"},
-        Case{"cmyk.sct", "resolution +300 x 300 ", R"("format": "..CT", "mode": 4, .*"channels": 4, "resolution": \[300, 300\], "planar": false.*"code": 0,)"},
-        Case{"gray.lmn", "format +LUMN\n", R"("format": "LUMN", "mode": 1, .*"planar": true.*"code": 0,)"},
-        Case{"lzw.tif", "acquire .*115: .+\n", R"("compression": 5, .*"acquire": \{"code": 115, "message": "[^"]+")"}}) {
+  for (
+      const Case& c :
+      {Case{
+           "rgb.tif", "format +TIFF\n",
+           R"("format": "TIFF", "mode": 3, .*"width": 64, "height": 48, "channels": 3, .*"planar": false.*"acquire": \{"code": 0,)"},
+       Case{
+           "cmyk.sct", "resolution +300 x 300 ",
+           R"("format": "..CT", "mode": 4, .*"channels": 4, "resolution": \[300, 300\], "planar": false.*"code": 0,)"},
+       Case{"gray.lmn", "format +LUMN\n",
+            R"("format": "LUMN", "mode": 1, .*"planar": true.*"code": 0,)"},
+       Case{"lzw.tif", "acquire .*115: .+\n",
+            R"("compression": 5, .*"acquire": \{"code": 115, "message": "[^"]+")"}}) {
     SCOPED_TRACE(c.name);
     const ProgramRun json = tessel(std::string("info ") + c.name + " --json");
     EXPECT_EQ(json.status, 0) << json.err;

@@ -25,9 +25,14 @@ class CommandLine : public testing::TempFolder {
 TEST_F(CommandLine, BadUsageFailsWithOneLine) {
   const std::string missing = path("missing.tif").string();
   const std::vector<std::vector<std::string_view>> cases{
-      {"frob"}, {"export"}, {"export", "a.tif", "b.tif"}, {"export", "a.tif", "--select"},
-      {"export", "a.tif", "--memory-limit", "0"}, {"export", "a.tif", "--memory-limit", "12x"},
-      {"export", "a.tif", "--verbose"}, {"export", missing}};
+      {"frob"},
+      {"export"},
+      {"export", "a.tif", "b.tif"},
+      {"export", "a.tif", "--select"},
+      {"export", "a.tif", "--memory-limit", "0"},
+      {"export", "a.tif", "--memory-limit", "12x"},
+      {"export", "a.tif", "--verbose"},
+      {"export", missing}};
   for (const auto& args : cases) {
     SCOPED_TRACE(args.back());
     EXPECT_EQ(run(args), kExitFailed);

@@ -22,8 +22,12 @@ using testing::TempFolder;
 constexpr ResType kPart = FourCC("part");
 
 Document sample_document(SInt16 mode, SInt16 planes, SInt32 columns = 7, SInt32 rows = 5) {
-  Document document{.mode = mode, .columns = columns, .rows = rows, .planes = planes,
-                    .xResolution = 300.0, .yResolution = 150.0};
+  Document document{.mode = mode,
+                    .columns = columns,
+                    .rows = rows,
+                    .planes = planes,
+                    .xResolution = 300.0,
+                    .yResolution = 150.0};
   document.pixels.resize(document.row_bytes() * std::size_t(rows));
   for (std::size_t i = 0; i < document.pixels.size(); ++i) document.pixels[i] = UInt8(i * 7 + 3);
   document.resources = {{kPart, {1, 2, 3}}, {FourCC("note"), {}}, {kPart, {9}}};
@@ -58,8 +62,8 @@ TEST(HostResourceBlock, PluginEntryHasTheImageResourceLayout) {
   const std::vector<PluginResource> resources{{kPart, {0xAA, 0xBB, 0xCC}}};
   const std::vector<UInt8> block = encode_block(with_plugin_resources({}, resources));
   // "LUMN", id 4000, name "part" (length 4, one pad byte), size 3, data, pad.
-  const std::vector<UInt8> expected{'L', 'U', 'M', 'N', 0x0F, 0xA0, 4, 'p', 'a', 'r', 't', 0,
-                                    0,   0,   0,   3,   0xAA, 0xBB, 0xCC, 0};
+  const std::vector<UInt8> expected{'L', 'U', 'M', 'N', 0x0F, 0xA0, 4,    'p',  'a',  'r',
+                                    't', 0,   0,   0,   0,    3,    0xAA, 0xBB, 0xCC, 0};
   EXPECT_EQ(block, expected);
 }
 
@@ -116,8 +120,11 @@ TEST_F(BlockFile, FormatLayerParsesTheHostsBlock) {
 class DocumentFile : public TempFolder {};
 
 TEST_F(DocumentFile, RoundTripOfEveryMode) {
-  for (auto [mode, planes] : {std::pair<SInt16, SInt16>{kGrayMode, 1}, {kRGBMode, 3},
-                              {kRGBMode, 4}, {kCMYKMode, 4}, {kLabMode, 3}}) {
+  for (auto [mode, planes] : {std::pair<SInt16, SInt16>{kGrayMode, 1},
+                              {kRGBMode, 3},
+                              {kRGBMode, 4},
+                              {kCMYKMode, 4},
+                              {kLabMode, 3}}) {
     SCOPED_TRACE(::testing::Message() << "mode " << mode << ", planes " << planes);
     const Document written = sample_document(mode, planes);
     ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
@@ -147,7 +154,8 @@ TEST_F(DocumentFile, JPEGInYCbCrReadsAsRGB) {
   Document written = sample_document(kRGBMode, 3, 32, 16);
   std::fill(written.pixels.begin(), written.pixels.end(), UInt8(128));
   ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
-  ASSERT_EQ(run("tiffcp -c jpeg:r " + path("doc.tif").string() + " " + path("jpeg.tif").string()), 0);
+  ASSERT_EQ(run("tiffcp -c jpeg:r " + path("doc.tif").string() + " " + path("jpeg.tif").string()),
+            0);
   auto read = read_document(path("jpeg.tif"));
   ASSERT_TRUE(read);
   EXPECT_EQ(read->mode, kRGBMode);
@@ -160,7 +168,8 @@ TEST_F(DocumentFile, SidecarStandsInWhenTheBlockIsDropped) {
   const Document written = sample_document(kGrayMode, 1);
   ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
   ASSERT_EQ(replace_tiff_block(path("doc.tif"), {}), noErr);
-  ASSERT_EQ(run("tiffcp -c lzw " + path("doc.tif").string() + " " + path("edited.tif").string()), 0);
+  ASSERT_EQ(run("tiffcp -c lzw " + path("doc.tif").string() + " " + path("edited.tif").string()),
+            0);
   std::filesystem::copy_file(path("doc.tif.tessel"), path("edited.tif.tessel"));
   for (const char* name : {"doc.tif", "edited.tif"}) {
     auto read = read_document(path(name));
@@ -181,7 +190,8 @@ TEST_F(DocumentFile, BlockWinsOverTheSidecar) {
 
 TEST_F(DocumentFile, UpdatingResourcesKeepsPixelsAndForeignEntries) {
   Document document = sample_document(kCMYKMode, 4);
-  document.otherBlockEntries = {{FourCC("LUMN"), 1005, "", {0, 0x48, 0, 0, 0, 1, 0, 0, 0, 0x48, 0, 0}}};
+  document.otherBlockEntries = {
+      {FourCC("LUMN"), 1005, "", {0, 0x48, 0, 0, 0, 1, 0, 0, 0, 0x48, 0, 0}}};
   ASSERT_EQ(write_document(path("doc.tif"), document), noErr);
   document.resources = {{kPart, {7, 7, 7}}};
   ASSERT_EQ(update_plugin_resources(path("doc.tif"), document), noErr);

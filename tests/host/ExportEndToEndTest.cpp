@@ -22,7 +22,6 @@ constexpr Rect kRect{5, 7, 25, 40};  // 20 rows, 33 columns of a 64 x 48 image
 
 class ExportEndToEnd : public testing::ProgramTest {
  protected:
-
   // A document cut from image at kRect, every sample inverted, written as doc.tif.
   Document edited_document(const std::filesystem::path& image) {
     auto cut = host::extract_document(image, kRect);
@@ -48,7 +47,9 @@ class ExportEndToEnd : public testing::ProgramTest {
       const bool inside = row >= kRect.top && row < kRect.top + rows && column >= kRect.left &&
                           column < kRect.right;
       const UInt8 expected = inside ? edited.pixels[(std::size_t(row - kRect.top) * edited.columns +
-                                                     std::size_t(column - kRect.left)) * channels + plane]
+                                                     std::size_t(column - kRect.left)) *
+                                                        channels +
+                                                    plane]
                                     : sample_value(0, row, column, plane);
       wrong += pixels[i] != expected;
     }
@@ -77,8 +78,9 @@ class ExportEndToEnd : public testing::ProgramTest {
 };
 
 TEST_F(ExportEndToEnd, EachFormatTakesBackExactlyTheRectangle) {
-  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2,
-                                                    .rowsPerStrip = 7}), noErr);
+  ASSERT_EQ(samples::write_tiff(path("image.tif"),
+                                {.samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 7}),
+            noErr);
   ASSERT_EQ(samples::write_scitex(path("image.sct"), {}), noErr);
   ASSERT_EQ(samples::write_native(path("image.lmn"), {.channels = 3, .mode = 3}), noErr);
   for (const char* name : {"image.tif", "image.sct", "image.lmn"}) {
@@ -96,7 +98,8 @@ TEST_F(ExportEndToEnd, EachFormatTakesBackExactlyTheRectangle) {
 
 // The command line's own way in: extract, edit elsewhere, export.
 TEST_F(ExportEndToEnd, ExtractedDocumentsGoBackWhereTheyCameFrom) {
-  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}),
+            noErr);
   const std::vector<UInt8> before = read_file(path("image.tif"));
   const std::string extract = "extract " + path("image.tif").string() + " --rect 5,7,25,40 -o ";
   ASSERT_EQ(tessel(extract + document().string()).status, 0);
@@ -113,9 +116,10 @@ TEST_F(ExportEndToEnd, ExtractedDocumentsGoBackWhereTheyCameFrom) {
 }
 
 TEST_F(ExportEndToEnd, ExtractRefusesBadRectanglesAndKeepsExistingDocuments) {
-  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
-  const std::string extract = "extract " + path("image.tif").string() + " -o " +
-                              document().string() + " --rect ";
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}),
+            noErr);
+  const std::string extract =
+      "extract " + path("image.tif").string() + " -o " + document().string() + " --rect ";
   for (const char* rect : {"0,0,49,10", "5,7,5,40", "-1,0,4,4", "1,2,3", "1,2,3,4,5"}) {
     SCOPED_TRACE(rect);
     EXPECT_EQ(tessel(extract + rect).status, 1);
@@ -129,12 +133,15 @@ TEST_F(ExportEndToEnd, ExtractRefusesBadRectanglesAndKeepsExistingDocuments) {
 
   write_file("junk.tif", {'I', 'I', 42, 0, 9, 9});
   EXPECT_EQ(tessel("extract " + path("junk.tif").string() + " --rect 0,0,1,1 -o " +
-                   path("other.tif").string()).status, 1);
+                   path("other.tif").string())
+                .status,
+            1);
   EXPECT_FALSE(std::filesystem::exists(path("other.tif")));
 }
 
 TEST_F(ExportEndToEnd, SizeAndChannelMismatchesAreRefused) {
-  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}),
+            noErr);
   Document edited = edited_document(path("image.tif"));
   Document cropped = edited;
   cropped.columns -= 1;
@@ -153,12 +160,16 @@ TEST_F(ExportEndToEnd, SizeAndChannelMismatchesAreRefused) {
 }
 
 TEST_F(ExportEndToEnd, ModeMismatchesAreRefused) {
-  struct Case { SInt16 fileSamples, photometric, documentMode, documentPlanes; int code; };
+  struct Case {
+    SInt16 fileSamples, photometric, documentMode, documentPlanes;
+    int code;
+  };
   for (const Case& c : {Case{1, 1, kRGBMode, 3, 111}, Case{3, 2, kGrayMode, 1, 124},
                         Case{4, 5, kRGBMode, 3, 125}, Case{3, 8, kRGBMode, 3, 126}}) {
     SCOPED_TRACE(c.code);
     ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = UInt16(c.fileSamples),
-                                                      .photometric = UInt16(c.photometric)}), noErr);
+                                                      .photometric = UInt16(c.photometric)}),
+              noErr);
     Document converted = edited_document(path("image.tif"));
     converted.mode = c.documentMode;
     converted.planes = c.documentPlanes;
@@ -171,7 +182,10 @@ TEST_F(ExportEndToEnd, ModeMismatchesAreRefused) {
 // The file changed under the document: reported, then the file is asked for
 // again; headless with nothing pre-selected, that counts as cancelled.
 TEST_F(ExportEndToEnd, FilesThatCannotBeWrittenAreReported) {
-  struct Case { samples::TiffOptions options; int code; };
+  struct Case {
+    samples::TiffOptions options;
+    int code;
+  };
   const std::vector<Case> cases{
       {{.tiles = samples::TiffTiles{}}, 122},
       {{.compression = 5}, 128},
@@ -208,7 +222,8 @@ TEST_F(ExportEndToEnd, TagsThatCannotBeUsedAreRefused) {
 }
 
 TEST_F(ExportEndToEnd, MovedFileIsAskedForAndTheTagRewritten) {
-  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}),
+            noErr);
   const Document edited = edited_document(path("image.tif"));
   std::filesystem::create_directory(path("moved"));
   std::filesystem::rename(path("image.tif"), path("moved/image.tif"));
@@ -241,7 +256,8 @@ TEST_F(ExportEndToEnd, LockedFileAndReadOnlyFolderAreReported) {
 }
 
 TEST_F(ExportEndToEnd, InterruptLeavesTheBandsWrittenSoFar) {
-  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}),
+            noErr);
   const Document edited = edited_document(path("image.tif"));
   setenv("TESSEL_TEST_INTERRUPT_AFTER_BANDS", "2", 1);
   const SInt32 bandBytes = 3 * 33 * 3;  // three rows per band

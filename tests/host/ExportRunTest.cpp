@@ -4,12 +4,12 @@
 #include <fstream>
 #include <functional>
 
+#include "FaultyFileSystem.h"
+#include "Files.h"
 #include "HostCallbacks.h"
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "References.h"
-#include "FaultyFileSystem.h"
-#include "Files.h"
 #include "TempFolder.h"
 #include "host/Document.h"
 #include "host/ExportRun.h"
@@ -65,8 +65,10 @@ void take_band(const ExportParams& params) {
   for (SInt16 r = rect.top; r < rect.bottom; ++r) {
     for (SInt16 c = rect.left; c < rect.right; ++c) {
       for (SInt16 p = first; p <= last; ++p) {
-        f.received[(std::size_t(r) * std::size_t(f.columns) + std::size_t(c)) * std::size_t(f.planes) +
-                   std::size_t(p)] = data[(r - rect.top) * rowStep + (c - rect.left) * (last - first + 1) + (p - first)];
+        f.received[(std::size_t(r) * std::size_t(f.columns) + std::size_t(c)) *
+                       std::size_t(f.planes) +
+                   std::size_t(p)] =
+            data[(r - rect.top) * rowStep + (c - rect.left) * (last - first + 1) + (p - first)];
       }
     }
   }
@@ -97,7 +99,8 @@ void fake_entry(SInt16 selector, ExportParams* params, PluginDataSlot*, SInt16* 
     f.planes = Get(*params, kExportImagePlanes);
     f.received.assign(std::size_t(f.rows) * std::size_t(f.columns) * std::size_t(f.planes), 0);
   } else if (selector == kSelectorStart) {
-    if (f.atStart) f.atStart(ReferencePointerAs<HostResourceProcs>(Get(*params, kExportResourceProcs)));
+    if (f.atStart)
+      f.atStart(ReferencePointerAs<HostResourceProcs>(Get(*params, kExportResourceProcs)));
     *result = f.startResult;
     if (*result == noErr) request_next(*params);
   } else if (selector == kSelectorContinue) {
@@ -124,7 +127,9 @@ class ExportRunTest : public testing::TempFolder {
     TempFolder::TearDown();
   }
   std::filesystem::path file() const { return path("doc.tif"); }
-  ExportOutcome run(ExportOptions options = {}) { return run_export(&fake_entry, file(), document, options); }
+  ExportOutcome run(ExportOptions options = {}) {
+    return run_export(&fake_entry, file(), document, options);
+  }
 
   FakePlugin plugin;
   Document document;

@@ -47,9 +47,10 @@ class ScriptOption : public testing::ProgramTest {
 };
 
 TEST_F(ScriptOption, AboutBoxFollowsTheScript) {
-  const ProgramRun run = tessel("about" + script("about.txt",
-                                              "key qzmrt\nsave shown.png\nwait 200\nsave gone.png\n"
-                                              "key biscuit\nsave never.png\n"));
+  const ProgramRun run =
+      tessel("about" + script("about.txt",
+                              "key qzmrt\nsave shown.png\nwait 200\nsave gone.png\n"
+                              "key biscuit\nsave never.png\n"));
   EXPECT_EQ(run.status, kExitDone) << run.err;
   ASSERT_TRUE(std::filesystem::exists(path("shown.png")));
   ASSERT_TRUE(std::filesystem::exists(path("gone.png")));
@@ -79,7 +80,8 @@ TEST_F(ScriptOption, UnusableScriptsStopTheCommandBeforeItStarts) {
 TEST_F(ScriptOption, ExportFileDialogFollowsTheScript) {
   document_of_moved_image();
   const std::vector<UInt8> before = read_file(path(kMoved));
-  ProgramRun run = tessel("export doc.tif" + script("cancel.txt", "save dialog.png\npress escape\n"));
+  ProgramRun run =
+      tessel("export doc.tif" + script("cancel.txt", "save dialog.png\npress escape\n"));
   EXPECT_EQ(run.status, kExitCancelled) << run.err;
   EXPECT_TRUE(std::filesystem::exists(path("dialog.png")));
   EXPECT_EQ(read_file(path(kMoved)), before);

@@ -85,9 +85,9 @@ void write_indexed_bitmap(PictureWriter& w) {
   w.u32(0);
   w.u16(0);
   w.u16(2);
-  for (auto [value, r, g, b] : {std::array<UInt16, 4>{0, 0xFFFF, 0xFFFF, 0xFFFF},
-                                std::array<UInt16, 4>{1, 0xFFFF, 0, 0},
-                                std::array<UInt16, 4>{2, 0, 0, 0xFFFF}}) {
+  for (auto [value, r, g, b] :
+       {std::array<UInt16, 4>{0, 0xFFFF, 0xFFFF, 0xFFFF}, std::array<UInt16, 4>{1, 0xFFFF, 0, 0},
+        std::array<UInt16, 4>{2, 0, 0, 0xFFFF}}) {
     w.u16(value);
     w.u16(r);
     w.u16(g);

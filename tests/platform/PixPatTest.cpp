@@ -23,14 +23,14 @@ namespace {
 // pixels (a green diagonal on white) and a two-entry colour table.
 std::vector<UInt8> diagonal_pattern_resource() {
   std::vector<UInt8> r;
-  append_big16(r, 1);           // full-colour pattern
-  append_big32(r, 28);          // pixel map record
-  append_big32(r, 78);          // pixels
+  append_big16(r, 1);   // full-colour pattern
+  append_big32(r, 28);  // pixel map record
+  append_big32(r, 78);  // pixels
   append_big32(r, 0);
   append_big16(r, 0xFFFF);
   append_big32(r, 0);
   r.insert(r.end(), {0xAA, 0x55, 0xAA, 0x55, 0xAA, 0x55, 0xAA, 0x55});
-  append_big32(r, 0);           // pixel map: base address
+  append_big32(r, 0);  // pixel map: base address
   append_big16(r, 0x8008);
   for (int v : {0, 0, 8, 8, 0, 0}) append_big16(r, UInt16(v));
   append_big32(r, 0);
@@ -38,7 +38,7 @@ std::vector<UInt8> diagonal_pattern_resource() {
   append_big32(r, 72u << 16);
   for (int v : {0, 8, 1, 8}) append_big16(r, UInt16(v));
   append_big32(r, 0);
-  append_big32(r, 142);         // colour table
+  append_big32(r, 142);  // colour table
   append_big32(r, 0);
   for (int v = 0; v < 8; ++v) {
     for (int h = 0; h < 8; ++h) r.push_back(h == v ? 1 : 0);

@@ -85,11 +85,11 @@ TEST(QuickdrawPen, ThickFrameKeepsInsideTheRectangle) {
   Rect r{4, 4, 16, 16};
   FrameRect(&r);
   EXPECT_EQ(port.at(4, 4), kBlackPixel);
-  EXPECT_EQ(port.at(6, 10), kBlackPixel);    // third column of the left side
-  EXPECT_EQ(port.at(7, 10), kWhitePixel);    // just inside it
-  EXPECT_EQ(port.at(10, 5), kBlackPixel);    // second row of the top
+  EXPECT_EQ(port.at(6, 10), kBlackPixel);  // third column of the left side
+  EXPECT_EQ(port.at(7, 10), kWhitePixel);  // just inside it
+  EXPECT_EQ(port.at(10, 5), kBlackPixel);  // second row of the top
   EXPECT_EQ(port.at(10, 6), kWhitePixel);
-  EXPECT_EQ(port.at(16, 10), kWhitePixel);   // right edge is exclusive
+  EXPECT_EQ(port.at(16, 10), kWhitePixel);  // right edge is exclusive
   EXPECT_EQ(port.at(10, 16), kWhitePixel);
 }
 

@@ -62,7 +62,9 @@ class AcquireDriver : public PluginTest {
 
   // A run armed by prepare whose start has opened file and chosen rect, as
   // the selection dialog would leave it.
-  void start_with_selection(const fs::path& file, Rect rect) { start_with_selection(host(), file, rect); }
+  void start_with_selection(const fs::path& file, Rect rect) {
+    start_with_selection(host(), file, rect);
+  }
   void start_with_selection(FakeAcquireHost& host, const fs::path& file, Rect rect) {
     ASSERT_EQ(host.call(kSelectorPrepare), 0);
     AcquireGlobals* globals = host.globals();
@@ -86,8 +88,9 @@ class AcquireDriver : public PluginTest {
     for (SInt32 r = rect.top; r < rect.bottom; ++r)
       for (SInt32 c = rect.left; c < rect.right; ++c)
         for (SInt32 p = 0; p < planes; ++p)
-          wrong += host().pixels[std::size_t(((r - rect.top) * width + c - rect.left) * planes + p)] !=
-                   sample_value(kSeed, r, c, p);
+          wrong +=
+              host().pixels[std::size_t(((r - rect.top) * width + c - rect.left) * planes + p)] !=
+              sample_value(kSeed, r, c, p);
     EXPECT_EQ(wrong, 0u);
   }
 
@@ -113,7 +116,9 @@ TEST_F(AcquireDriver, StartRefusesWhatTheHostCannotTakeInItsOrder) {
   };
   const std::vector<Case> cases = {
       // The RGB depth test comes before the general one.
-      {"rgb16.tif", {.samplesPerPixel = 3, .bitsPerSample = 16, .photometric = 2}, kModeElevenOrRGB16},
+      {"rgb16.tif",
+       {.samplesPerPixel = 3, .bitsPerSample = 16, .photometric = 2},
+       kModeElevenOrRGB16},
       {"gray4.tif", {.bitsPerSample = 4}, kDepthNotEight},
       {"planar.tif",
        {.samplesPerPixel = 4, .photometric = 5, .planarConfiguration = 2},
@@ -158,15 +163,17 @@ class AcquireWithDialog : public AcquireDriver {
       return {};
     }
     const std::vector<UInt8>& tag = host().tags[0];
-    auto side = [&](std::size_t at) { return SInt16(platform::read_big16(std::span(tag).subspan(at))); };
+    auto side = [&](std::size_t at) {
+      return SInt16(platform::read_big16(std::span(tag).subspan(at)));
+    };
     return Rect{side(76), side(78), side(80), side(82)};
   }
 };
 
 TEST_F(AcquireWithDialog, AFolderThatMayNotChangeIsWarnedOnceAndTheRunGoesOn) {
   fs::create_directories(path("shelf"));
-  fs::path file = write_tiff("shelf/image.tif", {.samplesPerPixel = 3, .photometric = 2,
-                                                 .rowsPerStrip = 5});
+  fs::path file =
+      write_tiff("shelf/image.tif", {.samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 5});
   chmod(path("shelf").c_str(), 0555);
 
   Rect rect = acquire(file);
@@ -198,8 +205,9 @@ TEST_F(AcquireWithDialog, ALockedFileInAWritableFolderIsTakenSilently) {
 // Strips
 
 TEST_F(AcquireDriver, RowsArePaddedToFourBytes) {
-  fs::path file = write_tiff("wide.tif", {.width = 120, .height = 20, .samplesPerPixel = 3,
-                                          .photometric = 2, .rowsPerStrip = 7});
+  fs::path file = write_tiff(
+      "wide.tif",
+      {.width = 120, .height = 20, .samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 7});
   for (SInt16 width : {SInt16(100), SInt16(101)}) {
     FakeAcquireHost fresh;
     start_with_selection(fresh, file, Rect{2, 5, 12, SInt16(5 + width)});
@@ -211,8 +219,9 @@ TEST_F(AcquireDriver, RowsArePaddedToFourBytes) {
 }
 
 TEST_F(AcquireDriver, InterleavedStripsComeInTheRowsTheHostGrantsThenTheEnd) {
-  fs::path file = write_tiff("rgb.tif", {.width = 40, .height = 30, .samplesPerPixel = 3,
-                                         .photometric = 2, .rowsPerStrip = 6});
+  fs::path file = write_tiff(
+      "rgb.tif",
+      {.width = 40, .height = 30, .samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 6});
   const Rect rect{13, 9, 23, 30};
   start_with_selection(file, rect);
 
@@ -242,8 +251,8 @@ TEST_F(AcquireDriver, InterleavedStripsComeInTheRowsTheHostGrantsThenTheEnd) {
 
 TEST_F(AcquireDriver, PlanarStripsComePlaneByPlane) {
   fs::path file = path("image.lmn");
-  ASSERT_EQ(samples::write_native(file, {.channels = 3, .rows = 30, .columns = 40, .mode = 3,
-                                         .seed = kSeed}),
+  ASSERT_EQ(samples::write_native(
+                file, {.channels = 3, .rows = 30, .columns = 40, .mode = 3, .seed = kSeed}),
             0);
   const Rect rect{13, 9, 23, 30};
   start_with_selection(file, rect);
@@ -287,8 +296,9 @@ class DocumentTitle : public AcquireDriver {
   void SetUp() override {
     AcquireDriver::SetUp();
     // "\xC9" is the ellipsis in Mac Roman.
-    open_fork("titles.rsrc", {0, {{FourCC("STR#"), kDocumentTitleList, 0, "",
-                                   string_list({"^1 (^2,^3)-(^4,^5)", "\xC9"})}}});
+    open_fork("titles.rsrc", {0,
+                              {{FourCC("STR#"), kDocumentTitleList, 0, "",
+                                string_list({"^1 (^2,^3)-(^4,^5)", "\xC9"})}}});
   }
 
   std::string title(const std::string& fileName, Rect rect) {

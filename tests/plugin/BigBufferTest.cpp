@@ -1,9 +1,8 @@
-#include "plugin/BigBuffer.h"
-
 #include <gtest/gtest.h>
 
 #include "MacErrors.h"
 #include "MacMemory.h"
+#include "plugin/BigBuffer.h"
 
 namespace mem = tessel::platform::memory;
 

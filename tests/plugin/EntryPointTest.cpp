@@ -107,9 +107,9 @@ TEST_F(EntryPoint, PrepareWarnsWhenTheHostLacksCallbacks) {
 
   Set(host.params, kExportResourceProcs, 0u);
   EXPECT_EQ(host.call(kSelectorPrepare), 1);
-  EXPECT_EQ(alerts(), (std::vector<std::string>{
-                          "no buffer callbacks", alert_line(message_text(13), 1),
-                          "no resource callbacks", alert_line("message 13 [|]", 1)}));
+  EXPECT_EQ(alerts(),
+            (std::vector<std::string>{"no buffer callbacks", alert_line(message_text(13), 1),
+                                      "no resource callbacks", alert_line("message 13 [|]", 1)}));
 }
 
 TEST_F(EntryPoint, PrepareArmsTheRun) {

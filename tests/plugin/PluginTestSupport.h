@@ -308,8 +308,8 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
 
   AcquireParams params{};
   PluginDataSlot slot = 0;
-  SInt16 grantRows = 4;     // rows lent, at most what the plug-in asks for
-  OSErr allocateError = 0;  // what the buffer request answers
+  SInt16 grantRows = 4;                // rows lent, at most what the plug-in asks for
+  OSErr allocateError = 0;             // what the buffer request answers
   std::vector<SInt32> bufferRequests;  // row bytes of each request
   SInt16 mostRowsAsked = 0;
   std::vector<Strip> strips;
@@ -361,18 +361,20 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
 
  private:
   void take_strip() {
-    Strip strip{Get(params, kAcquireDataRect),   Get(params, kAcquireFirstPlane),
-                Get(params, kAcquireLastPlane),  Get(params, kAcquireColumnStep),
-                Get(params, kAcquireRowStep),    Get(params, kAcquirePlaneStep)};
+    Strip strip{Get(params, kAcquireDataRect),  Get(params, kAcquireFirstPlane),
+                Get(params, kAcquireLastPlane), Get(params, kAcquireColumnStep),
+                Get(params, kAcquireRowStep),   Get(params, kAcquirePlaneStep)};
     strips.push_back(strip);
-    const auto* data = static_cast<const UInt8*>(ReferencePointer(Get(params, kAcquireDataPointer)));
+    const auto* data =
+        static_cast<const UInt8*>(ReferencePointer(Get(params, kAcquireDataPointer)));
     ASSERT_NE(data, nullptr);
     const SInt32 planeCount = planes();
     for (SInt32 row = strip.rect.top; row < strip.rect.bottom; ++row)
       for (SInt32 col = strip.rect.left; col < strip.rect.right; ++col)
         for (SInt32 p = strip.firstPlane; p <= strip.lastPlane; ++p)
           pixels[std::size_t((row * columns() + col) * planeCount + p)] =
-              data[(row - strip.rect.top) * strip.rowStep + (col - strip.rect.left) * strip.columnStep +
+              data[(row - strip.rect.top) * strip.rowStep +
+                   (col - strip.rect.left) * strip.columnStep +
                    (p - strip.firstPlane) * strip.planeStep];
   }
 

@@ -37,9 +37,7 @@ class Ants : public tessel::testing::SelectionDialogFixture {
     }
     return counts;
   }
-  static int frame_length(const Rect& r) {
-    return 2 * (r.right - r.left + r.bottom - r.top) - 4;
-  }
+  static int frame_length(const Rect& r) { return 2 * (r.right - r.left + r.bottom - r.top) - 4; }
 };
 
 TEST_F(Ants, IdleFrameStepsAtMostOnceEverySixTicksAndMovesCleanly) {

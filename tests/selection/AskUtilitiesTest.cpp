@@ -12,8 +12,8 @@ namespace {
 using tessel::testing::kBlackPixel;
 using tessel::testing::kWhitePixel;
 using tessel::testing::OffscreenPort;
-using tessel::testing::text_of;
 using tessel::testing::TestFork;
+using tessel::testing::text_of;
 
 TEST(LinearMap, RoundsHalvesUpAndKeepsTheEnds) {
   EXPECT_EQ(LinearMap(3, 300, 1), 100);
@@ -136,7 +136,8 @@ class Offscreens : public ::testing::Test {
     memory::set_zone_budget(memory::temporary_zone(), tempBudget_);
   }
   std::int64_t heapBudget_ = tessel::platform::memory::zone_budget(ApplicZone());
-  std::int64_t tempBudget_ = tessel::platform::memory::zone_budget(tessel::platform::memory::temporary_zone());
+  std::int64_t tempBudget_ =
+      tessel::platform::memory::zone_budget(tessel::platform::memory::temporary_zone());
 };
 
 TEST_F(Offscreens, FallsBackToTemporaryMemoryWhenTheHeapIsFull) {
@@ -153,7 +154,8 @@ TEST_F(Offscreens, FallsBackToTemporaryMemoryWhenTheHeapIsFull) {
 TEST_F(Offscreens, AskedForTemporaryMemoryTriesOnceAndLeavesTheOutputAlone) {
   namespace memory = tessel::platform::memory;
   memory::set_zone_budget(ApplicZone(), memory::zone_used(ApplicZone()) + 1024);
-  memory::set_zone_budget(memory::temporary_zone(), memory::zone_used(memory::temporary_zone()) + 1024);
+  memory::set_zone_budget(memory::temporary_zone(),
+                          memory::zone_used(memory::temporary_zone()) + 1024);
   Rect bounds{0, 0, 200, 200};
   auto sentinel = reinterpret_cast<GWorldPtr>(0x1234);
   GWorldPtr world = sentinel;

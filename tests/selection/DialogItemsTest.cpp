@@ -34,11 +34,11 @@ class DialogItems : public TestFork {
     TestFork::SetUp();
     std::vector<UInt8> dialog;
     append_rect(dialog, Rect{40, 40, 300, 400});
-    append_big16(dialog, 1);                        // procID: modal
-    dialog.insert(dialog.end(), {0, 0, 0, 0});      // hidden, no close box
-    append_big32(dialog, 0);                        // refCon
-    append_big16(dialog, UInt16(kDialogId));        // item list
-    dialog.push_back(0);                            // no title
+    append_big16(dialog, 1);                    // procID: modal
+    dialog.insert(dialog.end(), {0, 0, 0, 0});  // hidden, no close box
+    append_big32(dialog, 0);                    // refCon
+    append_big16(dialog, UInt16(kDialogId));    // item list
+    dialog.push_back(0);                        // no title
     dialog.push_back(0);
     add(FourCC("DLOG"), kDialogId, dialog);
     add(FourCC("DITL"), kDialogId, items());
@@ -59,7 +59,8 @@ class DialogItems : public TestFork {
     add_item(list, Rect{20, 20, 221, 221}, userItem, "");
     return list;
   }
-  static void add_item(std::vector<UInt8>& list, const Rect& box, int kind, const std::string& text) {
+  static void add_item(std::vector<UInt8>& list, const Rect& box, int kind,
+                       const std::string& text) {
     append_big32(list, 0);
     append_rect(list, box);
     list.push_back(UInt8(kind));

@@ -89,7 +89,8 @@ class IconFamilies : public TestFork {
   }
   static std::vector<UInt8> small1() {
     std::vector<UInt8> data;
-    for (int v = 0; v < 16; ++v) data.insert(data.end(), {UInt8(v % 2 ? 0x55 : 0xAA), UInt8(v % 2 ? 0x55 : 0xAA)});
+    for (int v = 0; v < 16; ++v)
+      data.insert(data.end(), {UInt8(v % 2 ? 0x55 : 0xAA), UInt8(v % 2 ? 0x55 : 0xAA)});
     data.resize(64, 0xFF);
     return data;
   }

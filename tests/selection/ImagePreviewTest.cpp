@@ -16,8 +16,8 @@
 namespace {
 
 namespace qd = tessel::platform::quickdraw;
-using tessel::samples::SampleThumbnail;
 using tessel::samples::sample_value;
+using tessel::samples::SampleThumbnail;
 using tessel::samples::TiffOptions;
 using tessel::testing::OpenedImage;
 
@@ -31,8 +31,8 @@ struct DisplayCall {
 };
 std::vector<DisplayCall> displayCalls;
 
-OSErr recordingDisplay(const DisplayPixelMap* map, const VRect* source, SInt32 row,
-                       SInt32 column, void* context) {
+OSErr recordingDisplay(const DisplayPixelMap* map, const VRect* source, SInt32 row, SInt32 column,
+                       void* context) {
   displayCalls.push_back(DisplayCall{*source, row, column});
   return tessel::host::display_pixels(map, source, row, column, context);
 }
@@ -72,8 +72,8 @@ class Preview : public tessel::testing::TempFolder {
   SourceImage& open_native(SInt16 width, SInt16 height) {
     opened_.reset();
     std::filesystem::path file = path("image.raw");
-    tessel::samples::NativeOptions options{.channels = 3, .rows = height, .columns = width,
-                                           .mode = kRGBMode};
+    tessel::samples::NativeOptions options{
+        .channels = 3, .rows = height, .columns = width, .mode = kRGBMode};
     EXPECT_EQ(tessel::samples::write_native(file, options), 0);
     opened_ = std::make_unique<OpenedImage>(file);
     EXPECT_EQ(opened_->result, 0);
@@ -229,7 +229,9 @@ TEST_F(Preview, FileThatBecomesUnreadableStopsThePreviewKeepingItsRows) {
 }
 
 TEST_F(Preview, IndexedImageDoesNotStartAndKeepsNothing) {
-  SourceImage& image = open(TiffOptions{.width = 32, .height = 32, .photometric = 3,
+  SourceImage& image = open(TiffOptions{.width = 32,
+                                        .height = 32,
+                                        .photometric = 3,
                                         .colorMap = tessel::samples::sample_color_map(0, 256)});
   ASSERT_EQ(image.mode, kIndexedMode);
   EXPECT_EQ(start(image, 32, 32), 999);

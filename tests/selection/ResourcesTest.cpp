@@ -65,7 +65,8 @@ TEST_F(CompiledResources, GridButtonsCoverTheirWholeSquare) {
       ForeColor(blackColor);
       IconCache cache{};
       DrawIconFamily(&cache, SInt16(id), 0, 0, 13, 13);
-      for (UInt32 pixel : port.snapshot()) ASSERT_NE(pixel, 0xFF0000u) << id << " at depth " << depth;
+      for (UInt32 pixel : port.snapshot())
+        ASSERT_NE(pixel, 0xFF0000u) << id << " at depth " << depth;
       DisposeIconCache(&cache);
     }
   }

@@ -14,12 +14,12 @@
 #include "QDOffscreen.h"
 #include "Quickdraw.h"
 #include "Resources.h"
+#include "TextUtils.h"
 #include "headless/HeadlessBackend.h"
 #include "platform/DialogTestSupport.h"
-#include "selection/SelectionDialogState.h"
-#include "TextUtils.h"
 #include "selection/AskAnts.h"
 #include "selection/AskUtilities.h"
+#include "selection/SelectionDialogState.h"
 
 namespace tessel::testing {
 
@@ -120,7 +120,8 @@ class SelectionDialogFixture : public DialogTest {
     }
     std::vector<UInt32> pixels;
     for (int v = r.top; v < r.bottom; ++v) {
-      for (int h = r.left; h < r.right; ++h) pixels.push_back(platform::quickdraw::pixel(port, h, v));
+      for (int h = r.left; h < r.right; ++h)
+        pixels.push_back(platform::quickdraw::pixel(port, h, v));
     }
     SetPort(saved);
     platform::quickdraw::close_port(port);
@@ -139,8 +140,8 @@ class SelectionDialogFixture : public DialogTest {
         {ctrlItem + btnCtrl, {270, 440, 290, 510}, text_bytes("OK")},
         {ctrlItem + btnCtrl, {270, 360, 290, 430}, text_bytes("Cancel")},
         user({0, 0, 0, 0}),
-        user({kPreview.top, kPreview.left, SInt16(kPreview.bottom + 1),
-              SInt16(kPreview.right + 1)}),
+        user(
+            {kPreview.top, kPreview.left, SInt16(kPreview.bottom + 1), SInt16(kPreview.right + 1)}),
         user(kImagePane),
         user(kSelectionPane),
         {ctrlItem + chkCtrl, {160, 340, 178, 420}, text_bytes("Grid")},

@@ -138,7 +138,7 @@ struct TiffOptions {
   std::vector<TiffField> extraFields{};
   std::vector<UInt16> omitTags{};
   UInt32 seed = 0;
-  std::optional<OSType> fileType{};  // Finder type in the sidecar; none: no sidecar
+  std::optional<OSType> fileType{};            // Finder type in the sidecar; none: no sidecar
   std::optional<SampleThumbnail> thumbnail{};  // a resource fork holding it when given
 };
 

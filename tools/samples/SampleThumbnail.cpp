@@ -28,10 +28,10 @@ void appendDirectPixMap(std::vector<UInt8>& out, UInt16 height, UInt16 width) {
   append_big32(out, 0);  // packSize
   append_big32(out, k72Dpi);
   append_big32(out, k72Dpi);
-  append_big16(out, 16);  // pixelType: direct
-  append_big16(out, 32);  // pixelSize
-  append_big16(out, 3);   // cmpCount
-  append_big16(out, 8);   // cmpSize
+  append_big16(out, 16);                             // pixelType: direct
+  append_big16(out, 32);                             // pixelSize
+  append_big16(out, 3);                              // cmpCount
+  append_big16(out, 8);                              // cmpSize
   for (int i = 0; i < 3; ++i) append_big32(out, 0);  // planeBytes, pmTable, pmReserved
 }
 
