@@ -154,3 +154,7 @@ OSErr Lumen2FormatClose(NativeV2State* state) {
   DisposeImageResources(&state->imageResources);
   return noErr;
 }
+
+UInt64 Lumen2FormatDataEnd(const NativeV2State* state) {
+  return UInt64(state->channels) * UInt64(state->rows) * UInt64(state->columns);
+}

@@ -1,5 +1,6 @@
 #include "formats/RasterFormats.h"
 
+#include "Files.h"
 #include "MacErrors.h"
 #include "TextUtils.h"
 #include "formats/Lumen2Format.h"
@@ -171,6 +172,31 @@ OSErr RasterFormatPutTile(FormatHandle* handle, const Tile& tile, const TileArea
     case kTIFFFormat: return TIFFFormatPutTile(static_cast<TIFFState*>(handle->state), tile, area);
     case kScitexFormat:
       return ScitexFormatPutTile(static_cast<ScitexState*>(handle->state), tile, area);
+    default: return noErr;
+  }
+}
+
+static OSErr checkFileReaches(SInt16 refNum, UInt64 end) {
+  SInt32 length = 0;
+  if (OSErr err = GetEOF(refNum, &length); err != noErr) return err;
+  return UInt64(length) < end ? eofErr : noErr;
+}
+
+OSErr RasterFormatCheckLength(FormatHandle* handle) {
+  if (handle->state == nullptr) return noErr;
+  switch (handle->code) {
+    case kNativeFormat: {
+      const auto* state = static_cast<const NativeV2State*>(handle->state);
+      return checkFileReaches(state->refNum, Lumen2FormatDataEnd(state));
+    }
+    case kTIFFFormat: {
+      const auto* state = static_cast<const TIFFState*>(handle->state);
+      return checkFileReaches(state->refNum, TIFFFormatDataEnd(state));
+    }
+    case kScitexFormat: {
+      const auto* state = static_cast<const ScitexState*>(handle->state);
+      return checkFileReaches(state->refNum, ScitexFormatDataEnd(state));
+    }
     default: return noErr;
   }
 }

@@ -63,3 +63,7 @@ OSErr RasterFormatOpen(SourceImage* image);
 OSErr RasterFormatGetTile(FormatHandle* handle, const Tile& tile, const TileArea& area);
 OSErr RasterFormatPutTile(FormatHandle* handle, const Tile& tile, const TileArea& area);
 OSErr RasterFormatClose(FormatHandle* handle);
+// eofErr when the open file ends before the last byte of the pixels its
+// header describes: a file cut short (or replaced by a shorter one) is
+// refused whole, before anything is written into it.
+OSErr RasterFormatCheckLength(FormatHandle* handle);

@@ -166,3 +166,7 @@ OSErr ScitexFormatClose(ScitexState* state) {
   DisposeImageResources(&state->imageResources);
   return noErr;
 }
+
+UInt64 ScitexFormatDataEnd(const ScitexState* state) {
+  return UInt64(kPixelStart) + UInt64(state->lines) * UInt64(bytesPerLine(state));
+}

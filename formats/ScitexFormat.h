@@ -22,6 +22,8 @@ OSErr ScitexFormatOpen(ScitexState* state, const FSSpec* file);
 OSErr ScitexFormatGetTile(ScitexState* state, const Tile& tile, const TileArea& area);
 OSErr ScitexFormatPutTile(ScitexState* state, const Tile& tile, const TileArea& area);
 OSErr ScitexFormatClose(ScitexState* state);
+// One past the last byte of the last line's last channel, pad included.
+UInt64 ScitexFormatDataEnd(const ScitexState* state);
 
 // A signed integer field of digits digits after its sign (and a point when
 // point is set) at the current position.

@@ -1,5 +1,6 @@
 #include "formats/TIFFFormat.h"
 
+#include <algorithm>
 #include <climits>
 
 #include "MacErrors.h"
@@ -703,6 +704,21 @@ static OSErr moveBands(TIFFState* state, const Tile& tile, const TileArea& area,
   }
   DisposeBigBuffer(address);
   return err;
+}
+
+UInt64 TIFFFormatDataEnd(const TIFFState* state) {
+  const SInt32 rows = state->rowsPerStrip;
+  if (rows <= 0 || state->stripOffsets == nullptr || state->imageLength <= 0) return 0;
+  const SInt64 used = (SInt64(state->imageLength) + rows - 1) / rows;
+  const SInt64 strips = std::min<SInt64>(used, state->stripCount);
+  UInt64 end = 0;
+  for (SInt64 strip = 0; strip < strips; ++strip) {
+    const SInt64 top = strip * rows;
+    const SInt64 held = std::min<SInt64>(rows, state->imageLength - top);
+    end = std::max(end,
+                   UInt64(state->stripOffsets[strip]) + UInt64(held) * UInt64(rowBytesOf(state)));
+  }
+  return end;
 }
 
 OSErr TIFFFormatGetTile(TIFFState* state, const Tile& tile, const TileArea& area) {

@@ -48,6 +48,9 @@ OSErr TIFFFormatOpen(TIFFState* state, const FSSpec* file);
 OSErr TIFFFormatClose(TIFFState* state);
 OSErr TIFFFormatGetTile(TIFFState* state, const Tile& tile, const TileArea& area);
 OSErr TIFFFormatPutTile(TIFFState* state, const Tile& tile, const TileArea& area);
+// One past the last byte of the image's pixels: the end of the strip that
+// lies furthest into the file; 0 when the directory gives no strips.
+UInt64 TIFFFormatDataEnd(const TIFFState* state);
 
 OSErr ParseIFD(TIFFState* state, UInt32 offset, UInt32* nextOffset);
 OSErr ParseIFDEntry(TIFFState* state);

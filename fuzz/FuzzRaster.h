@@ -34,6 +34,7 @@ inline void exercise_raster(const FSSpec& file) {
   SourceImage image{};
   image.fileSpec = file;
   if (RasterFormatOpen(&image) == noErr && image.depth == 8) {
+    (void)RasterFormatCheckLength(&image.format);
     move_box(image, 0, 0);
     move_box(image, std::max(0, image.height - kBoxSide), std::max(0, image.width - kBoxSide));
   }

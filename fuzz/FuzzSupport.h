@@ -9,12 +9,14 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <span>
 #include <string>
 
 #include "Files.h"
+#include "MacMemory.h"
 #include "MacTypes.h"
 
 namespace tessel::fuzz {
@@ -52,6 +54,33 @@ struct ScratchCleaner {
     std::error_code ignored;
     std::filesystem::remove_all(scratch_folder(), ignored);
   }
+};
+
+// Handles stay reachable through the Memory Manager's own list, so the leak
+// checker cannot see one that an input forgot to dispose of; the zones' byte
+// counts can. Declare one after the target's once-only setup: every block an
+// input allocates must be gone when it returns.
+class ZoneBalance {
+ public:
+  // The scratch folder first: it sets the zones' budgets, which the zones
+  // read once, when they are first used.
+  ZoneBalance() : before_((scratch_folder(), used())) {}
+  ~ZoneBalance() {
+    std::int64_t after = used();
+    if (after == before_) return;
+    std::fprintf(stderr, "ZoneBalance: the input left %lld bytes allocated in the zones\n",
+                 static_cast<long long>(after - before_));
+    abort();
+  }
+  ZoneBalance(const ZoneBalance&) = delete;
+  ZoneBalance& operator=(const ZoneBalance&) = delete;
+
+ private:
+  static std::int64_t used() {
+    return platform::memory::zone_used(ApplicZone()) +
+           platform::memory::zone_used(platform::memory::temporary_zone());
+  }
+  std::int64_t before_;
 };
 
 inline std::filesystem::path write_scratch(const std::string& name,

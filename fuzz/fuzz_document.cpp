@@ -12,6 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Libtiff's complaints about every damaged input would drown the fuzzer's output.
   static const bool quiet = (TIFFSetErrorHandler(nullptr), TIFFSetWarningHandler(nullptr), true);
   (void)quiet;
+  tessel::fuzz::ZoneBalance balance;
   auto parts = tessel::fuzz::split_input({data, size});
   auto document = tessel::fuzz::write_scratch("doc.tif", parts.second);
   tessel::fuzz::write_scratch(tessel::host::sidecar_path(document).filename().string(),

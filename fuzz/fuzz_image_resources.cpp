@@ -8,6 +8,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static tessel::fuzz::ScratchCleaner cleaner;
+  tessel::fuzz::ZoneBalance balance;
   tessel::fuzz::write_scratch("block", {data, size});
   FSSpec spec = tessel::fuzz::scratch_spec("block");
   SInt16 file = 0;

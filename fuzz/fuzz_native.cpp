@@ -6,6 +6,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static tessel::fuzz::ScratchCleaner cleaner;
+  tessel::fuzz::ZoneBalance balance;
   auto parts = tessel::fuzz::split_input({data, size});
   tessel::fuzz::write_scratch("._image.lumn", parts.first);
   tessel::fuzz::write_scratch("image.lumn", parts.second);

@@ -15,6 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return opened;
   }();
   SetPort(&port);
+  tessel::fuzz::ZoneBalance balance;
   Handle picture = NewHandle(Size(size));
   if (picture == nullptr) return 0;
   if (size > 0) std::memcpy(*picture, data, size);

@@ -39,6 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static tessel::fuzz::ScratchCleaner cleaner;
   static const bool ready = (open_descriptor(), true);
   (void)ready;
+  tessel::fuzz::ZoneBalance balance;
   std::filesystem::create_directories(tessel::fuzz::scratch_folder() / "config" / "tessel");
   tessel::fuzz::write_scratch(std::string("config/tessel/") + kPrefsName, {data, size});
   SourceImage image{};

@@ -4,6 +4,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static tessel::fuzz::ScratchCleaner cleaner;
+  tessel::fuzz::ZoneBalance balance;
   tessel::fuzz::write_scratch("image.tif", {data, size});
   tessel::fuzz::exercise_raster(tessel::fuzz::scratch_spec("image.tif"));
   return 0;

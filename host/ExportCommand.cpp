@@ -92,6 +92,17 @@ std::optional<Document> open_document(const std::filesystem::path& path, std::os
   return std::move(*document);
 }
 
+// A negative code reaches the host as 1: the plug-in's alert has shown the
+// code itself, so repeating "1" would only mislead.
+std::string failure_line(const ExportOutcome& outcome, const std::string& name) {
+  if (outcome.result == paramErr) return message(Text::kBandOutOfBounds);
+  if (!outcome.lockedOut.empty()) {
+    return message(Text::kImageBusy, {outcome.lockedOut.front().string(), name});
+  }
+  if (outcome.result == 1) return message(Text::kExportRefused, {name});
+  return message(Text::kExportFailed, {name, std::to_string(outcome.result)});
+}
+
 int report(const ExportOutcome& outcome, const std::string& name, std::ostream& out,
            std::ostream& err) {
   if (outcome.storeError != noErr) {
@@ -102,16 +113,15 @@ int report(const ExportOutcome& outcome, const std::string& name, std::ostream& 
     return kExitCancelled;
   }
   if (outcome.result != noErr) {
-    // The plug-in has told the user why in its alert; a request outside the
-    // document is the host's own refusal.
-    const bool own = outcome.result == paramErr;
-    err << (own ? message(Text::kBandOutOfBounds)
-                : message(Text::kExportFailed, {name, std::to_string(outcome.result)}))
-        << '\n';
+    err << failure_line(outcome, name) << '\n';
     return kExitFailed;
   }
+  for (const auto& failed : outcome.unsynced) {
+    err << message(Text::kNotDurable, {failed.path.string(), std::to_string(failed.error), name})
+        << '\n';
+  }
   if (outcome.savedBack) out << message(Text::kSavedBack, {name}) << '\n';
-  return outcome.storeError == noErr ? kExitDone : kExitFailed;
+  return outcome.storeError == noErr && outcome.unsynced.empty() ? kExitDone : kExitFailed;
 }
 
 }  // namespace

@@ -123,11 +123,13 @@ class Session {
   ExportOutcome run() {
     ExportOutcome outcome;
     platform::files::take_failed_closes();  // earlier runs' are not this run's
+    platform::files::take_locked_out_writes();
     outcome.result = run_phases([this](SInt16 selector) { return call(selector); },
                                 [this, &outcome] { return continue_while_wanted(outcome.bands); });
     outcome.interrupted = InterruptGuard::requested();
     outcome.resourcesChanged = resources_.changed();
     outcome.unsynced = platform::files::take_failed_closes();
+    outcome.lockedOut = platform::files::take_locked_out_writes();
     outcome.savedBack = outcome.result == noErr && outcome.unsynced.empty() &&
                         Get(params_, kExportModifiedFlag) == 0;
     return outcome;

@@ -33,6 +33,8 @@ struct ExportOutcome {
   // Files written in the run whose final sync or close failed: their bands
   // may not be on disk although the plug-in finished.
   std::vector<platform::files::FailedClose> unsynced{};
+  // Files another process was writing, whose writes the platform refused.
+  std::vector<std::filesystem::path> lockedOut{};
 };
 
 // The largest document the records can describe: rows, columns and planes

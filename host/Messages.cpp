@@ -82,6 +82,10 @@ std::string_view text_of(Text text) {
       return "tessel: the system could not finish writing ^0 to disk (error ^1); its new bands "
              "may be lost if the machine stops now. Free the disk or fix the fault, then export "
              "^2 again";
+    case Text::kImageBusy:
+      return "tessel: another program, perhaps another export, is writing ^0; nothing was written "
+             "into it. Export ^1 again when that has finished";
+    case Text::kExportRefused: return "tessel: ^0 was not written back";
     case Text::kBadRect:
       return "tessel: --rect takes TOP,LEFT,BOTTOM,RIGHT in pixels, such as 0,0,512,512; not "
              "\"^0\"";

@@ -29,6 +29,8 @@ enum class Text {
   kExportStopped,
   kSavedBack,
   kNotDurable,
+  kImageBusy,
+  kExportRefused,
   kBadRect,
   kExtractNeeds,
   kDocumentExists,

@@ -19,7 +19,7 @@ struct State {
 };
 
 State& state() {
-  static State instance;
+  static State& instance = *new State;  // never destroyed: see MacMemory.cpp
   return instance;
 }
 

@@ -42,6 +42,16 @@ std::vector<FailedClose>& failed_closes() {
   return record;
 }
 
+std::vector<fs::path>& locked_out_writes() {
+  static std::vector<fs::path> record;
+  return record;
+}
+
+void note_locked_out(const fs::path& path) {
+  auto& record = locked_out_writes();
+  if (std::find(record.begin(), record.end(), path) == record.end()) record.push_back(path);
+}
+
 std::map<SInt16, OpenFile>& open_files() {
   static std::map<SInt16, OpenFile> table;
   return table;
@@ -289,6 +299,12 @@ std::vector<FailedClose> take_failed_closes() {
   return taken;
 }
 
+std::vector<fs::path> take_locked_out_writes() {
+  std::vector<fs::path> taken;
+  taken.swap(locked_out_writes());
+  return taken;
+}
+
 }  // namespace tessel::platform::files
 
 namespace files = tessel::platform::files;
@@ -357,7 +373,11 @@ OSErr FSWrite(SInt16 refNum, SInt32* count, const void* buffer) {
   files::OpenFile* file = files::find_open_file(refNum);
   if (file == nullptr) return rfNumErr;
   if (*count < 0) return paramErr;
-  if (!file->writable) return file->lockedOut ? opWrErr : wrPermErr;
+  if (!file->writable) {
+    if (!file->lockedOut) return wrPermErr;
+    files::note_locked_out(file->path);
+    return opWrErr;
+  }
   const auto* bytes = static_cast<const char*>(buffer);
   SInt32 done = 0;
   OSErr err = noErr;

@@ -125,4 +125,9 @@ struct FailedClose {
 // The failed closes since the last call, oldest first; the record is emptied.
 std::vector<FailedClose> take_failed_closes();
 
+// Files whose writes were refused (opWrErr) because another process held
+// their writer's lock, since the last call, each once; the record is emptied.
+// The refusal's code alone cannot tell the user who holds the file.
+std::vector<std::filesystem::path> take_locked_out_writes();
+
 }  // namespace tessel::platform::files

@@ -68,7 +68,9 @@ struct State {
 };
 
 State& state() {
-  static State instance;
+  // Never destroyed: blocks outlive static destruction (a resource map's
+  // handles, a window's pixels), and they stay findable until the process ends.
+  static State& instance = *new State;
   return instance;
 }
 

@@ -46,7 +46,8 @@ struct State {
 };
 
 State& state() {
-  static State instance;
+  // Never destroyed, like the Memory Manager's state its handles live in.
+  static State& instance = *new State;
   return instance;
 }
 

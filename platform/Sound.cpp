@@ -45,7 +45,7 @@ std::optional<std::size_t> header_offset(std::span<const UInt8> r) {
 
 // The channels made here; a channel the caller made stays the caller's.
 std::set<SndChannelPtr>& own_channels() {
-  static std::set<SndChannelPtr> channels;
+  static auto& channels = *new std::set<SndChannelPtr>;  // never destroyed: see MacMemory.cpp
   return channels;
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 // Front to back. Windows are few; a vector keeps the order plain.
 std::vector<WindowPtr>& list() {
-  static std::vector<WindowPtr> windows;
+  static auto& windows = *new std::vector<WindowPtr>;  // never destroyed: see MacMemory.cpp
   return windows;
 }
 

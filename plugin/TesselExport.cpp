@@ -105,6 +105,7 @@ OSErr OpenImageFile(ExportGlobals* globals, SourceImage* image) {
   OSErr err = RasterFormatOpen(image);
   if (err == noErr) err = GetFileWriteable(&image->fileSpec);
   if (err == noErr) err = checkFileAgainstDocument(globals, image);
+  if (err == noErr) err = RasterFormatCheckLength(&image->format);
   if (err != noErr) RasterFormatClose(&image->format);
   return err;
 }

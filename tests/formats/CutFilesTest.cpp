@@ -65,6 +65,7 @@ class CutFiles : public TempFolder {
       EXPECT_EQ(opened.result, eofErr);
       return false;
     }
+    EXPECT_EQ(RasterFormatCheckLength(&opened.image.format), expected);
     const SourceImage& image = opened.image;
     BoxBuffer buffer(TileArea{0, 0, image.height, image.width, 0, image.channels}, false);
     EXPECT_EQ(RasterFormatGetTile(&opened.image.format, buffer.tile(), buffer.box), expected);

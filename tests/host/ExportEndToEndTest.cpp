@@ -1,7 +1,10 @@
 // The tessel program end to end: documents cut from sample files of each
 // format, exported back by the real binary and module.
 #include <gtest/gtest.h>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "Catalog.h"
 #include "MacErrors.h"
@@ -253,6 +256,28 @@ TEST_F(ExportEndToEnd, LockedFileAndReadOnlyFolderAreReported) {
   edited_document(path("shut/image.tif"));
   chmod(path("shut").c_str(), 0555);
   expect_refused(path("shut/image.tif"), 134, 3);
+}
+
+TEST_F(ExportEndToEnd, AnImageInUseOrCutShortIsLeftAsItIs) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {}), noErr);
+  edited_document(path("image.tif"));
+  const std::vector<UInt8> before = read_file(path("image.tif"));
+  {
+    // Another writer, as the File Manager of another export takes it.
+    const int held = open(path("image.tif").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(held, 0);
+    ASSERT_EQ(flock(held, LOCK_EX | LOCK_NB), 0);
+    const ProgramRun run = tessel(doc());
+    close(held);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(mentions(run.alerts, opWrErr)) << run.alerts;
+    EXPECT_NE(run.err.find(path("image.tif").string() + "; nothing was written"),
+              std::string::npos)
+        << run.err;
+    EXPECT_EQ(read_file(path("image.tif")), before);
+  }
+  std::filesystem::resize_file(path("image.tif"), before.size() - 64);
+  expect_refused(path("image.tif"), eofErr, 3);
 }
 
 TEST_F(ExportEndToEnd, InterruptLeavesTheBandsWrittenSoFar) {
