@@ -7,6 +7,7 @@
 #include "ByteOrder.h"
 #include "MacErrors.h"
 #include "PosixErrors.h"
+#include "host/ReplaceFile.h"
 
 namespace tessel::host {
 
@@ -91,18 +92,13 @@ Expected<SidecarContents> read_sidecar(const std::filesystem::path& document) {
 OSErr write_sidecar(const std::filesystem::path& document, const SidecarContents& contents) {
   const std::vector<UInt8> bytes = encode_sidecar(contents);
   const std::filesystem::path target = sidecar_path(document);
-  std::filesystem::path temporary = target;
-  temporary += ".new";
+  const std::filesystem::path temporary = replacement_path(target);
   FILE* file = std::fopen(temporary.c_str(), "wb");
   if (file == nullptr) return platform::last_os_error();
   const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
   OSErr err = written ? noErr : platform::last_os_error();
   if (std::fclose(file) != 0 && err == noErr) err = platform::last_os_error();
-  if (err == noErr && std::rename(temporary.c_str(), target.c_str()) != 0) {
-    err = platform::last_os_error();
-  }
-  if (err != noErr) std::remove(temporary.c_str());
-  return err;
+  return finish_replacement(temporary, target, err);
 }
 
 }  // namespace tessel::host

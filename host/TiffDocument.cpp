@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "MacErrors.h"
+#include "host/ReplaceFile.h"
 
 namespace tessel::host {
 
@@ -248,12 +249,10 @@ Expected<TiffContents> read_tiff(const std::filesystem::path& path) {
   return contents;
 }
 
-OSErr write_tiff(const std::filesystem::path& path, const Document& image,
-                 std::span<const UInt8> block) {
-  if (image.columns <= 0 || image.rows <= 0 || image.planes <= 0 ||
-      image.pixels.size() != image.row_bytes() * std::size_t(image.rows)) {
-    return paramErr;
-  }
+namespace {
+
+OSErr write_tiff_file(const std::filesystem::path& path, const Document& image,
+                      std::span<const UInt8> block) {
   TiffFile tiff = open_tiff(path, "w");
   if (!tiff) return ioErr;
   set_description(tiff.get(), image);
@@ -264,6 +263,18 @@ OSErr write_tiff(const std::filesystem::path& path, const Document& image,
     if (TIFFWriteScanline(tiff.get(), line, UInt32(row), 0) != 1) return ioErr;
   }
   return TIFFWriteDirectory(tiff.get()) == 1 ? noErr : ioErr;
+}
+
+}  // namespace
+
+OSErr write_tiff(const std::filesystem::path& path, const Document& image,
+                 std::span<const UInt8> block) {
+  if (image.columns <= 0 || image.rows <= 0 || image.planes <= 0 ||
+      image.pixels.size() != image.row_bytes() * std::size_t(image.rows)) {
+    return paramErr;
+  }
+  const std::filesystem::path replacement = replacement_path(path);
+  return finish_replacement(replacement, path, write_tiff_file(replacement, image, block));
 }
 
 OSErr replace_tiff_block(const std::filesystem::path& path, std::span<const UInt8> block) {

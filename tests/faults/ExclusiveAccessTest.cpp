@@ -69,7 +69,7 @@ TEST_F(ExclusiveAccess, AnImageAnotherProcessWritesIsLeftAloneUntilItIsDone) {
 TEST_F(ExclusiveAccess, AnImageCutShortIsRefusedBeforeAnyBand) {
   const std::size_t rowBytes = 64 * 3;
   std::vector<UInt8> shorter(pristine().begin(), pristine().end() - long(36 * rowBytes));
-  write_file("image.tif", shorter);  // rows 12 and below are gone
+  write_file("image.tif", shorter);         // rows 12 and below are gone
   EXPECT_EQ(host().run(), kUserCancelled);  // the user may choose the whole file instead
   EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 13 [|]", eofErr)});
   EXPECT_TRUE(host().requests.empty());

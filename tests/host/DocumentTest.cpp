@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 
@@ -7,6 +9,7 @@
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "TempFolder.h"
+#include "formats/FormatTestSupport.h"
 #include "formats/ImageResources.h"
 #include "host/Document.h"
 #include "host/DocumentSidecar.h"
@@ -17,6 +20,7 @@
 namespace tessel::host {
 namespace {
 
+using testing::file_bytes;
 using testing::TempFolder;
 
 constexpr ResType kPart = FourCC("part");
@@ -132,6 +136,33 @@ TEST_F(DocumentFile, RoundTripOfEveryMode) {
     ASSERT_TRUE(read);
     expect_same_image(written, *read);
     expect_same_resources(written.resources, read->resources);
+  }
+}
+
+// A disk that fills up in the middle of a document (here a file size limit,
+// as the kernel gives it) leaves the document it was to replace as it was,
+// and no part of the new one.
+TEST_F(DocumentFile, AWriteThatRunsOutOfRoomKeepsTheOldDocument) {
+  ASSERT_EQ(write_document(path("doc.tif"), sample_document(kRGBMode, 3)), noErr);
+  const std::vector<UInt8> before = file_bytes(path("doc.tif"));
+  const std::vector<UInt8> sidecarBefore = file_bytes(sidecar_path(path("doc.tif")));
+
+  rlimit saved{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
+  auto* const previous = std::signal(SIGXFSZ, SIG_IGN);
+  rlimit tight = saved;
+  tight.rlim_cur = 4096;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
+  const OSErr err = write_document(path("doc.tif"), sample_document(kRGBMode, 3, 100, 100));
+  setrlimit(RLIMIT_FSIZE, &saved);
+  std::signal(SIGXFSZ, previous);
+
+  EXPECT_NE(err, noErr);
+  EXPECT_EQ(file_bytes(path("doc.tif")), before);
+  EXPECT_EQ(file_bytes(sidecar_path(path("doc.tif"))), sidecarBefore);
+  for (const auto& entry : std::filesystem::directory_iterator(path(""))) {
+    const std::string name = entry.path().filename().string();
+    EXPECT_TRUE(name == "doc.tif" || entry.path() == sidecar_path(path("doc.tif"))) << name;
   }
 }
 

@@ -1,7 +1,7 @@
 // The tessel program end to end: documents cut from sample files of each
 // format, exported back by the real binary and module.
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -271,8 +271,7 @@ TEST_F(ExportEndToEnd, AnImageInUseOrCutShortIsLeftAsItIs) {
     close(held);
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(mentions(run.alerts, opWrErr)) << run.alerts;
-    EXPECT_NE(run.err.find(path("image.tif").string() + "; nothing was written"),
-              std::string::npos)
+    EXPECT_NE(run.err.find(path("image.tif").string() + "; nothing was written"), std::string::npos)
         << run.err;
     EXPECT_EQ(read_file(path("image.tif")), before);
   }
