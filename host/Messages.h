@@ -1,5 +1,6 @@
-// Every text the host program shows, in one table. "^0" to "^3" in a text
-// stand for the arguments, as in the Toolbox's ParamText.
+// Every text the host program shows, fetched from the program's own
+// resources (host/resources/messages.r) by its place in this list. "^0" to
+// "^3" in a text stand for the arguments, as in the Toolbox's ParamText.
 #pragma once
 
 #include <initializer_list>
@@ -61,6 +62,7 @@ enum class Text {
   kInfoWarning,
   kInfoRefused,
   kModeNames,
+  kCount,  // not a text: how many there are
 };
 
 std::string message(Text text, std::initializer_list<std::string_view> arguments = {});

@@ -8,6 +8,7 @@
 #include "TempFolder.h"
 #include "host/Commands.h"
 #include "host/Document.h"
+#include "host/Messages.h"
 
 namespace tessel::host {
 namespace {
@@ -48,6 +49,21 @@ TEST_F(CommandLine, HelpGoesToStandardOutput) {
   EXPECT_NE(out.str().find("export DOCUMENT"), std::string::npos);
   EXPECT_EQ(run({}), kExitFailed);
   EXPECT_NE(err.str().find("export DOCUMENT"), std::string::npos);
+}
+
+// The texts come from the program's resource fork, by their place in the
+// list: one text too many or too few there and every text would be another's.
+TEST(HostTexts, EveryTextIsThereWithItsPlaceholders) {
+  EXPECT_EQ(message(Text::kUnknownCommand, {"frob"}),
+            "tessel: there is no command \"frob\" (see tessel --help)");
+  EXPECT_EQ(message(Text::kModeNames).substr(0, 17), "bitmap|grayscale|");
+  for (int text = 0; text < int(Text::kCount); ++text) {
+    const std::string shown = message(Text(text), {"A", "B", "C"});
+    EXPECT_FALSE(shown.empty()) << text;
+    EXPECT_EQ(shown.find('^'), std::string::npos) << text;
+    EXPECT_EQ(shown.find("reinstall"), std::string::npos) << shown;
+  }
+  EXPECT_NE(message(Text::kUsage).find("\nCommands:\n"), std::string::npos);
 }
 
 TEST_F(CommandLine, DocumentTooLargeForTheRecordsIsRefused) {
