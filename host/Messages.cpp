@@ -25,20 +25,6 @@ std::filesystem::path texts_file() {
   return program.parent_path() / "tessel";
 }
 
-void append_utf8(std::string& out, UInt8 macRoman) {
-  const char32_t c = platform::mac_roman_to_unicode(macRoman);
-  if (c < 0x80) {
-    out += char(c);
-  } else if (c < 0x800) {
-    out += char(0xC0 | (c >> 6));
-    out += char(0x80 | (c & 0x3F));
-  } else {
-    out += char(0xE0 | (c >> 12));
-    out += char(0x80 | ((c >> 6) & 0x3F));
-    out += char(0x80 | (c & 0x3F));
-  }
-}
-
 // Mac Roman in UTF-8, a carriage return (the Toolbox's line break) as '\n'.
 std::string utf8_from_mac_roman(std::span<const UInt8> bytes) {
   std::string result;
@@ -46,7 +32,7 @@ std::string utf8_from_mac_roman(std::span<const UInt8> bytes) {
     if (byte == '\r') {
       result += '\n';
     } else {
-      append_utf8(result, byte);
+      platform::append_utf8(result, platform::mac_roman_to_unicode(byte));
     }
   }
   return result;

@@ -61,19 +61,6 @@ std::string fill_parameters(const std::string& text) {
 
 namespace {
 
-void append_utf8(std::string& out, char32_t code) {
-  if (code < 0x80) {
-    out += char(code);
-  } else if (code < 0x800) {
-    out += char(0xC0 | (code >> 6));
-    out += char(0x80 | (code & 0x3F));
-  } else {
-    out += char(0xE0 | (code >> 12));
-    out += char(0x80 | ((code >> 6) & 0x3F));
-    out += char(0x80 | (code & 0x3F));
-  }
-}
-
 void record_alert(const std::string& line) {
   std::fprintf(stderr, "%s\n", line.c_str());
   if (const char* log = std::getenv(kAlertLogVariable); log != nullptr && *log != '\0') {
