@@ -1,8 +1,9 @@
-// Acquire under file faults, run as the tessel program runs it (module, file
-// dialog, selection dialog, document), in process so that the faulty file
-// system is the one the module's calls go through. Whatever read or write
-// fails, the run either makes exactly the document a clean run makes, or
-// fails and leaves no document behind.
+// The tessel program's commands under file faults, run in process (module,
+// dialogs, documents) so that the faulty file system is the one the module's
+// calls go through. Whatever read or write fails, acquire either makes
+// exactly the document a clean run makes, or fails and leaves no document
+// behind; an export whose final sync fails says so and is not recorded as
+// saved.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -15,12 +16,14 @@
 #include "TempFolder.h"
 #include "formats/FormatTestSupport.h"
 #include "host/AcquireCommand.h"
+#include "host/Document.h"
+#include "host/ExportCommand.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::testing {
 namespace {
 
-class AcquireFaults : public TempFolder {
+class CommandFaults : public TempFolder {
  protected:
   void SetUp() override {
     TempFolder::SetUp();
@@ -45,6 +48,16 @@ class AcquireFaults : public TempFolder {
     return host::run_acquire_command(args, out, err);
   }
 
+  int export_document(platform::FileSystem& files, std::string& told) {
+    const std::string doc = document().string();
+    const std::vector<std::string_view> args{doc};
+    std::ostringstream out, err;
+    platform::ScopedFileSystem scope(files);
+    const int status = host::run_export_command(args, out, err);
+    told = err.str();
+    return status;
+  }
+
   std::filesystem::path document() const { return path("doc.tif"); }
 };
 
@@ -55,7 +68,7 @@ struct Fault {
   bool isShort;
 };
 
-TEST_F(AcquireFaults, EveryFaultGivesTheCleanDocumentOrNone) {
+TEST_F(CommandFaults, AcquireGivesTheCleanDocumentOrNone) {
   FaultyFileSystem counting;
   ASSERT_EQ(acquire(counting), 0);
   const std::vector<UInt8> clean = file_bytes(document());
@@ -93,6 +106,26 @@ TEST_F(AcquireFaults, EveryFaultGivesTheCleanDocumentOrNone) {
       EXPECT_GT(failed, 0) << fault.name;
     }
   }
+}
+
+TEST_F(CommandFaults, ExportWhoseFinalSyncFailsSaysSoAndIsNotSaved) {
+  FaultyFileSystem clean;
+  ASSERT_EQ(acquire(clean), 0);
+  auto edited = host::read_document(document());
+  ASSERT_TRUE(edited);
+  for (UInt8& sample : edited->pixels) sample = UInt8(~sample);
+  ASSERT_EQ(host::write_document(document(), *edited), noErr);
+
+  FaultyFileSystem failingSync;
+  failingSync.sync_error = EIO;
+  std::string told;
+  EXPECT_EQ(export_document(failingSync, told), 1);
+  EXPECT_NE(told.find(path("image.tif").string() + " to disk"), std::string::npos) << told;
+  EXPECT_TRUE(host::read_document(document())->modified());
+
+  FaultyFileSystem healthy;
+  EXPECT_EQ(export_document(healthy, told), 0) << told;
+  EXPECT_FALSE(host::read_document(document())->modified());
 }
 
 }  // namespace
