@@ -207,6 +207,8 @@ SInt16 colour_channels(SInt16 mode) {
   }
 }
 
+constexpr std::size_t kStripBytes = std::size_t(1) << 20;
+
 void set_description(TIFF* tiff, const Document& image) {
   TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, UInt32(image.columns));
   TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, UInt32(image.rows));
@@ -221,7 +223,10 @@ void set_description(TIFF* tiff, const Document& image) {
   }
   TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
   TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
-  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(tiff, 0));
+  // Strips of about a megabyte: libtiff's default of 8 KB makes a large
+  // document thousands of strips, each a seek and a read when it is opened.
+  const std::size_t rows = std::max<std::size_t>(1, kStripBytes / image.row_bytes());
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, UInt32(std::min<std::size_t>(rows, UInt32(image.rows))));
   TIFFSetField(tiff, TIFFTAG_XRESOLUTION, float(image.xResolution));
   TIFFSetField(tiff, TIFFTAG_YRESOLUTION, float(image.yResolution));
   TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
