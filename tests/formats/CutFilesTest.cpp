@@ -80,13 +80,9 @@ class CutFiles : public TempFolder {
                                    const std::vector<UInt8>& before, BoxBuffer& buffer) {
     ASSERT_EQ(after.size(), before.size()) << "a failing write must not grow the file";
     std::vector<int> written(before.size(), -1);
-    const TileArea& box = buffer.box;
-    for (SInt32 r = box.top; r < box.bottom; ++r)
-      for (SInt32 c = box.left; c < box.right; ++c)
-        for (SInt32 p = box.firstPlane; p < box.endPlane; ++p)
-          if (std::size_t at = offset(r, c, p); at < written.size()) {
-            written[at] = buffer.at(r, c, p);
-          }
+    for_each_sample(buffer.box, [&](SInt32 r, SInt32 c, SInt32 p) {
+      if (std::size_t at = offset(r, c, p); at < written.size()) written[at] = buffer.at(r, c, p);
+    });
     for (std::size_t i = 0; i < after.size(); ++i) {
       if (after[i] != before[i]) {
         ASSERT_EQ(int(after[i]), written[i]) << "byte " << i;

@@ -8,10 +8,13 @@
 #include <fstream>
 #include <functional>
 #include <random>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "Files.h"
 #include "MacErrors.h"
+#include "MacMemory.h"
 #include "formats/RasterFormats.h"
 
 namespace tessel::testing {
@@ -32,6 +35,49 @@ class OpenedImage {
   SourceImage image{};
   OSErr result = noErr;
 };
+
+// The budgets of both heaps, given back when the scope ends.
+class ZoneBudgets {
+ public:
+  ZoneBudgets()
+      : application_(platform::memory::zone_budget(ApplicZone())),
+        temporary_(platform::memory::zone_budget(platform::memory::temporary_zone())) {}
+  ~ZoneBudgets() {
+    platform::memory::set_zone_budget(ApplicZone(), application_);
+    platform::memory::set_zone_budget(platform::memory::temporary_zone(), temporary_);
+  }
+  ZoneBudgets(const ZoneBudgets&) = delete;
+  ZoneBudgets& operator=(const ZoneBudgets&) = delete;
+  // Free bytes in the application heap; temporary memory gets none.
+  void leave_free(std::int64_t bytes) {
+    namespace mem = platform::memory;
+    mem::set_zone_budget(ApplicZone(), mem::zone_used(ApplicZone()) + bytes);
+    mem::set_zone_budget(mem::temporary_zone(), mem::zone_used(mem::temporary_zone()));
+  }
+
+ private:
+  std::int64_t application_;
+  std::int64_t temporary_;
+};
+
+// Visits every sample of box; stops at the first failed ASSERT in visit, so
+// that one wrong box reports once.
+template <class Visit>
+void for_each_sample(const TileArea& box, Visit visit) {
+  for (SInt32 r = box.top; r < box.bottom; ++r)
+    for (SInt32 c = box.left; c < box.right; ++c)
+      for (SInt32 p = box.firstPlane; p < box.endPlane; ++p) {
+        visit(r, c, p);
+        if (::testing::Test::HasFatalFailure()) return;
+      }
+}
+
+inline std::string box_text(const TileArea& a) {
+  std::ostringstream out;
+  out << '[' << a.top << ',' << a.left << ',' << a.bottom << ',' << a.right << ") planes "
+      << a.firstPlane << ".." << a.endPlane;
+  return out.str();
+}
 
 inline TileArea random_box(std::mt19937& random, SInt32 width, SInt32 height, SInt32 channels) {
   auto span = [&](SInt32 size) {
@@ -81,12 +127,12 @@ inline void expect_boxes_read(const std::filesystem::path& file, const SampleRul
   for (int i = 0; i < boxes; ++i) {
     TileArea box = random_box(random, image.width, image.height, image.channels);
     BoxBuffer buffer(box, i % 2 == 1);
-    ASSERT_EQ(RasterFormatGetTile(&opened.image.format, buffer.tile(), box), noErr);
-    for (SInt32 r = box.top; r < box.bottom; ++r)
-      for (SInt32 c = box.left; c < box.right; ++c)
-        for (SInt32 p = box.firstPlane; p < box.endPlane; ++p)
-          ASSERT_EQ(buffer.at(r, c, p), expected(r, c, p))
-              << "box " << i << " row " << r << " column " << c << " plane " << p;
+    ASSERT_EQ(RasterFormatGetTile(&opened.image.format, buffer.tile(), box), noErr)
+        << box_text(box);
+    for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
+      ASSERT_EQ(buffer.at(r, c, p), expected(r, c, p))
+          << box_text(box) << " row " << r << " column " << c << " plane " << p;
+    });
   }
 }
 
@@ -111,10 +157,9 @@ inline void expect_boxes_written(const std::filesystem::path& file, const Offset
       BoxBuffer buffer(box, i % 2 == 0);
       for (UInt8& byte : buffer.bytes) byte = UInt8(random());
       ASSERT_EQ(RasterFormatPutTile(&opened.image.format, buffer.tile(), box), noErr);
-      for (SInt32 r = box.top; r < box.bottom; ++r)
-        for (SInt32 c = box.left; c < box.right; ++c)
-          for (SInt32 p = box.firstPlane; p < box.endPlane; ++p)
-            expected.at(offset(r, c, p)) = stored(buffer.at(r, c, p), p);
+      for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
+        expected.at(offset(r, c, p)) = stored(buffer.at(r, c, p), p);
+      });
     }
   }
   std::vector<UInt8> after = file_bytes(file);

@@ -68,8 +68,6 @@ TEST_F(ImageResources, EntriesWithAndWithoutPadsAreRead) {
   auto block = joined(
       {entry(FourCC("LUMN"), 1000, "", "0123456789"), entry(FourCC("LUMN"), 1005, "r", "abc"),
        entry(FourCC("8BIM"), 1006, "other type", "zz"), entry(FourCC("LUMN"), 1000, "", "later")});
-  EXPECT_EQ(entry(FourCC("LUMN"), 1, "", "").size(), 12u);
-  EXPECT_EQ(entry(FourCC("LUMN"), 1, "a", "").size(), 12u);
   ImageResourceList list = nullptr;
   ASSERT_EQ(parse(block, SInt32(block.size()), &list), noErr);
   EXPECT_EQ(text_of(GetImageResource(list, 1000)), "later") << "the entry read later wins";

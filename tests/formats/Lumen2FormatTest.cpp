@@ -13,6 +13,10 @@ using tessel::testing::OpenedImage;
 
 namespace {
 
+samples::NativeOptions planar_cmyk() {
+  return {.channels = 4, .rows = 33, .columns = 51, .mode = 4, .seed = 9};
+}
+
 class Lumen2Format : public tessel::testing::TempFolder {
  protected:
   std::filesystem::path sample(const samples::NativeOptions& options,
@@ -21,20 +25,16 @@ class Lumen2Format : public tessel::testing::TempFolder {
     return path(name);
   }
   OSErr open_result(const samples::NativeOptions& options) {
-    OpenedImage opened(sample(options));
-    return opened.result;
+    return OpenedImage(sample(options)).result;
+  }
+  // Opens planar_cmyk() changed by tweak.
+  template <class Tweak>
+  OSErr open_with(Tweak tweak) {
+    samples::NativeOptions options = planar_cmyk();
+    tweak(options);
+    return open_result(options);
   }
 };
-
-samples::NativeOptions planar_cmyk() {
-  samples::NativeOptions options;
-  options.channels = 4;
-  options.rows = 33;
-  options.columns = 51;
-  options.mode = 4;
-  options.seed = 9;
-  return options;
-}
 
 }  // namespace
 
@@ -84,25 +84,22 @@ TEST_F(Lumen2Format, IndexedAndDuotoneFilesNeedTheirTables) {
 }
 
 TEST_F(Lumen2Format, MissingOrShortDescriptionsAreRefused) {
-  samples::NativeOptions options = planar_cmyk();
-  options.omitResourceFork = true;
-  EXPECT_EQ(open_result(options), kFormatFailure);
-  options = planar_cmyk();
-  options.omitResources = {samples::native_id::kDescription};
-  EXPECT_EQ(open_result(options), kFormatFailure);
+  using samples::native_id::kDescription, samples::native_id::kResolution;
+  EXPECT_EQ(open_with([](auto& o) { o.omitResourceFork = true; }), kFormatFailure);
+  EXPECT_EQ(open_with([](auto& o) { o.omitResources = {kDescription}; }), kFormatFailure);
   // Entries shorter than their layout are refused, not read past their end.
-  options = planar_cmyk();
-  options.extraResources = {
-      {FourCC("LUMN"), samples::native_id::kDescription, 0, "", {0, 4, 0, 33}}};
-  EXPECT_EQ(open_result(options), kFormatFailure);
-  options = planar_cmyk();
-  options.extraResources = {
-      {FourCC("LUMN"), samples::native_id::kResolution, 0, "", {0, 0x48, 0, 0}}};
-  EXPECT_EQ(open_result(options), kFormatFailure);
-  options = planar_cmyk();
-  options.extraResources = {
-      {FourCC("LUMN"), samples::native_id::kDescription, 0, "", {0, 4, 0, 0, 0, 51, 0, 8, 0, 4}}};
-  EXPECT_EQ(open_result(options), kFormatFailure) << "no rows";
+  const std::vector<std::pair<SInt16, std::vector<UInt8>>> entries = {
+      {kDescription, {0, 4, 0, 33}},
+      {kResolution, {0, 0x48, 0, 0}},
+      {kDescription, {0, 4, 0, 0, 0, 51, 0, 8, 0, 4}},  // no rows
+  };
+  for (const auto& [id, data] : entries) {
+    EXPECT_EQ(open_with([&](auto& o) {
+                o.extraResources = {{FourCC("LUMN"), id, 0, "", data}};
+              }),
+              kFormatFailure)
+        << id << " of " << data.size() << " bytes";
+  }
 }
 
 TEST_F(Lumen2Format, BoxesReadAsTheFormulaSays) {

@@ -49,8 +49,6 @@ TEST_F(RasterFormats, TheTypeListNeedsRoomForSix) {
   EXPECT_EQ(types[0], FourCC("none"));
   ASSERT_EQ(RasterFormatsMacFileTypes(types, 10, &count), noErr);
   EXPECT_EQ(count, 6);
-  EXPECT_EQ(types[2], FourCC("..CT"));
-  EXPECT_EQ(types[5], FourCC("    "));
   EXPECT_EQ(types[6], FourCC("none"));
 }
 

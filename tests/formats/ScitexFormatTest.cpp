@@ -2,7 +2,6 @@
 
 #include "FormatTestSupport.h"
 #include "MacErrors.h"
-#include "MacMemory.h"
 #include "TempFolder.h"
 #include "formats/ScitexFormat.h"
 #include "plugin/ResultCodes.h"
@@ -14,6 +13,8 @@ using tessel::testing::OpenedImage;
 
 namespace {
 
+samples::ScitexOptions odd_cmyk() { return {.width = 101, .height = 37, .channels = 4, .seed = 5}; }
+
 class ScitexFormat : public tessel::testing::TempFolder {
  protected:
   std::filesystem::path sample(const samples::ScitexOptions& options,
@@ -22,9 +23,12 @@ class ScitexFormat : public tessel::testing::TempFolder {
     return path(name);
   }
 
-  OSErr open_result(const samples::ScitexOptions& options) {
-    OpenedImage opened(sample(options));
-    return opened.result;
+  // Opens odd_cmyk() changed by tweak.
+  template <class Tweak>
+  OSErr open_with(Tweak tweak) {
+    samples::ScitexOptions options = odd_cmyk();
+    tweak(options);
+    return OpenedImage(sample(options)).result;
   }
 
   // Parses one real field from a file that holds only its text.
@@ -39,25 +43,15 @@ class ScitexFormat : public tessel::testing::TempFolder {
   }
 };
 
-samples::ScitexOptions odd_cmyk() {
-  samples::ScitexOptions options;
-  options.width = 101;
-  options.height = 37;
-  options.channels = 4;
-  options.seed = 5;
-  return options;
-}
-
 }  // namespace
 
 TEST_F(ScitexFormat, DescribesModeSizeAndResolution) {
-  samples::ScitexOptions options;
-  options.width = 2000;
-  options.height = 10;
-  options.channels = 3;
-  options.units = 0;
-  options.physicalWidth = 169.333;
-  options.physicalHeight = 0.847;
+  samples::ScitexOptions options{.width = 2000,
+                                 .height = 10,
+                                 .channels = 3,
+                                 .units = 0,
+                                 .physicalWidth = 169.333,
+                                 .physicalHeight = 0.847};
   OpenedImage opened(sample(options));
   ASSERT_EQ(opened.result, noErr);
   const SourceImage& image = opened.image;
@@ -85,43 +79,30 @@ TEST_F(ScitexFormat, DescribesModeSizeAndResolution) {
 }
 
 TEST_F(ScitexFormat, RealFieldsReadAsTheirValues) {
-  float value = 0;
-  ASSERT_EQ(parse_real("+.10000000E+03", &value), noErr);
-  EXPECT_FLOAT_EQ(value, 100.0f);
-  ASSERT_EQ(parse_real("-.50000000E-01", &value), noErr);
-  EXPECT_FLOAT_EQ(value, -0.05f);
-  ASSERT_EQ(parse_real("+.25400000E+02", &value), noErr);
-  EXPECT_FLOAT_EQ(value, 25.4f);
-  value = 7;
-  EXPECT_EQ(parse_real(" .25400000E+02", &value), kFormatFailure);
-  EXPECT_EQ(parse_real("+.25400000e+02", &value), kFormatFailure);
-  EXPECT_EQ(parse_real("+,25400000E+02", &value), kFormatFailure);
-  EXPECT_EQ(parse_real("+.2540000xE+02", &value), kFormatFailure);
+  for (auto [text, expected] : {std::pair{"+.10000000E+03", 100.0f},
+                                {"-.50000000E-01", -0.05f},
+                                {"+.25400000E+02", 25.4f}}) {
+    float value = 0;
+    ASSERT_EQ(parse_real(text, &value), noErr) << text;
+    EXPECT_FLOAT_EQ(value, expected) << text;
+  }
+  float value = 7;
+  for (const char* text : {" .25400000E+02", "+.25400000e+02", "+,25400000E+02", "+.2540000xE+02"})
+    EXPECT_EQ(parse_real(text, &value), kFormatFailure) << text;
   EXPECT_EQ(parse_real("+.254000", &value), eofErr);
   EXPECT_EQ(value, 7) << "a failed parse leaves the value";
 }
 
 TEST_F(ScitexFormat, HeaderRefusalsHaveTheirCodes) {
-  samples::ScitexOptions options = odd_cmyk();
-  options.unitsByte = 2;
-  EXPECT_EQ(open_result(options), kScitexBadUnits);
-  options = odd_cmyk();
-  for (UInt8 channels : {UInt8(0), UInt8(17)}) {
-    options.channelsByte = channels;
-    EXPECT_EQ(open_result(options), kScitexBadChannels) << int(channels);
-  }
-  options = odd_cmyk();
-  options.heightText = "+.00000000E+00";
-  EXPECT_EQ(open_result(options), kScitexBadSize);
-  options = odd_cmyk();
-  options.widthText = "-.10000000E+01";
-  EXPECT_EQ(open_result(options), kScitexBadSize);
+  EXPECT_EQ(open_with([](auto& o) { o.unitsByte = 2; }), kScitexBadUnits);
+  for (int channels : {0, 17})
+    EXPECT_EQ(open_with([&](auto& o) { o.channelsByte = UInt8(channels); }), kScitexBadChannels)
+        << channels;
+  EXPECT_EQ(open_with([](auto& o) { o.heightText = "+.00000000E+00"; }), kScitexBadSize);
+  EXPECT_EQ(open_with([](auto& o) { o.widthText = "-.10000000E+01"; }), kScitexBadSize);
   // Pixel counts that are zero, negative or too large for 32-bit offsets.
-  for (const char* lines : {"+00000000000", "-00000000010", "+09999999999", "+00100000000"}) {
-    options = odd_cmyk();
-    options.linesText = lines;
-    EXPECT_EQ(open_result(options), kFormatFailure) << lines;
-  }
+  for (const char* lines : {"+00000000000", "-00000000010", "+09999999999", "+00100000000"})
+    EXPECT_EQ(open_with([&](auto& o) { o.linesText = lines; }), kFormatFailure) << lines;
 }
 
 TEST_F(ScitexFormat, AFileCutShortNeverOpens) {
@@ -157,15 +138,9 @@ TEST_F(ScitexFormat, WritingChangesExactlyTheBox) {
 }
 
 TEST_F(ScitexFormat, SmallBuffersMoveTheSameSamples) {
-  namespace mem = tessel::platform::memory;
-  std::int64_t application = mem::zone_budget(ApplicZone());
-  std::int64_t temporary = mem::zone_budget(mem::temporary_zone());
-  // Room for three lines above the reserve in one heap, none in the other.
-  mem::set_zone_budget(ApplicZone(), mem::zone_used(ApplicZone()) + 40000 + 3 * 408 + 1000);
-  mem::set_zone_budget(mem::temporary_zone(), mem::zone_used(mem::temporary_zone()));
+  tessel::testing::ZoneBudgets budgets;
+  budgets.leave_free(40000 + 3 * 408 + 1000);  // three lines above the reserve
   tessel::testing::expect_boxes_read(sample(odd_cmyk()), [](SInt32 r, SInt32 c, SInt32 p) {
     return samples::sample_value(5, r, c, p);
   });
-  mem::set_zone_budget(ApplicZone(), application);
-  mem::set_zone_budget(mem::temporary_zone(), temporary);
 }

@@ -13,20 +13,10 @@
 
 namespace tessel::testing {
 
-enum TIFFFieldType : UInt16 {
-  kTIFFByte = 1,
-  kTIFFAscii = 2,
-  kTIFFShort = 3,
-  kTIFFLong = 4,
-  kTIFFRational = 5,
-  kTIFFSByte = 6,
-  kTIFFUndefined = 7,
-  kTIFFSShort = 8,
-  kTIFFSLong = 9,
-  kTIFFSRational = 10,
-  kTIFFFloat = 11,
-  kTIFFDouble = 12,
-};
+// Field types by their codes in an entry.
+constexpr UInt16 kTIFFByte = 1, kTIFFAscii = 2, kTIFFShort = 3, kTIFFLong = 4, kTIFFRational = 5,
+                 kTIFFSByte = 6, kTIFFUndefined = 7, kTIFFSShort = 8, kTIFFSLong = 9,
+                 kTIFFSRational = 10, kTIFFFloat = 11, kTIFFDouble = 12;
 
 class TIFFBuilder {
  public:

@@ -4,13 +4,13 @@
 // checked against what libtiff itself decodes of the same bytes.
 #include <gtest/gtest.h>
 #include <tiffio.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <memory>
 #include <random>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 #include "FormatTestSupport.h"
 #include "MacErrors.h"
@@ -23,15 +23,6 @@ using namespace tessel::testing;
 namespace {
 
 using TiffHandle = std::unique_ptr<TIFF, decltype(&TIFFClose)>;
-
-bool on_path(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  std::istringstream folders(path != nullptr ? path : "");
-  for (std::string folder; std::getline(folders, folder, ':');) {
-    if (!folder.empty() && access((folder + "/" + program).c_str(), X_OK) == 0) return true;
-  }
-  return false;
-}
 
 // Every sample of a chunky 8-bit file, as libtiff hands it over.
 struct Decoded {
@@ -110,7 +101,7 @@ const char* const kByteOrders[] = {"-B", "-L"};
 class TIFFCrossCheck : public TempFolder {
  protected:
   void SetUp() override {
-    if (!on_path("tiffcp")) GTEST_SKIP() << "tiffcp is not on PATH";
+    if (std::system("command -v tiffcp >/dev/null") != 0) GTEST_SKIP() << "tiffcp is not on PATH";
     TempFolder::SetUp();
     TIFFSetWarningHandler(nullptr);
   }
@@ -147,34 +138,20 @@ class TIFFCrossCheck : public TempFolder {
   }
 };
 
-std::string text(const TileArea& a) {
-  std::ostringstream out;
-  out << '[' << a.top << ',' << a.left << ',' << a.bottom << ',' << a.right << ") planes "
-      << a.firstPlane << ".." << a.endPlane;
-  return out.str();
-}
-
 }  // namespace
 
 TEST_F(TIFFCrossCheck, RandomBoxesReadWhatLibtiffDecodes) {
   for_each_case([](const std::filesystem::path& file, const Decoded& reference) {
-    OpenedImage opened(file);
-    ASSERT_EQ(opened.result, noErr);
-    ASSERT_EQ(opened.image.width, reference.width);
-    ASSERT_EQ(opened.image.height, reference.height);
-    ASSERT_EQ(opened.image.channels, reference.planes);
-    std::mt19937 random(3);
-    for (int i = 0; i < 10; ++i) {
-      TileArea box = random_box(random, reference.width, reference.height, reference.planes);
-      BoxBuffer buffer(box, i % 2 == 0);
-      ASSERT_EQ(RasterFormatGetTile(&opened.image.format, buffer.tile(), box), noErr) << text(box);
-      for (SInt32 r = box.top; r < box.bottom; ++r)
-        for (SInt32 c = box.left; c < box.right; ++c)
-          for (SInt32 p = box.firstPlane; p < box.endPlane; ++p)
-            ASSERT_EQ(buffer.at(r, c, p),
-                      host_sample(reference.photometric, p, reference.at(r, c, p)))
-                << text(box) << " row " << r << " column " << c << " plane " << p;
+    {
+      OpenedImage opened(file);
+      ASSERT_EQ(opened.result, noErr);
+      const SourceImage& image = opened.image;
+      ASSERT_EQ(std::tuple(image.width, image.height, image.channels),
+                std::tuple(reference.width, reference.height, reference.planes));
     }
+    expect_boxes_read(file, [&](SInt32 r, SInt32 c, SInt32 p) {
+      return host_sample(reference.photometric, p, reference.at(r, c, p));
+    });
   });
 }
 
@@ -190,12 +167,11 @@ TEST_F(TIFFCrossCheck, WrittenBoxesAreWhatLibtiffThenDecodes) {
         BoxBuffer buffer(box, i % 2 == 1);
         for (UInt8& byte : buffer.bytes) byte = UInt8(random());
         ASSERT_EQ(RasterFormatPutTile(&opened.image.format, buffer.tile(), box), noErr)
-            << text(box);
-        for (SInt32 r = box.top; r < box.bottom; ++r)
-          for (SInt32 c = box.left; c < box.right; ++c)
-            for (SInt32 p = box.firstPlane; p < box.endPlane; ++p)
-              expected.samples[(std::size_t(r) * expected.width + c) * expected.planes + p] =
-                  host_sample(reference.photometric, p, buffer.at(r, c, p));
+            << box_text(box);
+        for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
+          expected.samples[(std::size_t(r) * expected.width + c) * expected.planes + p] =
+              host_sample(reference.photometric, p, buffer.at(r, c, p));
+        });
       }
     }
     Decoded after = decode(file, Decoder::kScanlines);

@@ -6,42 +6,23 @@
 #include <sstream>
 
 #include "FaultyFileSystem.h"
+#include "FormatTestSupport.h"
 #include "MacErrors.h"
-#include "MacMemory.h"
 #include "TIFFBuilder.h"
 #include "TempFolder.h"
 #include "formats/TIFFFormat.h"
 #include "plugin/ResultCodes.h"
 
 using namespace tessel::testing;
-namespace mem = tessel::platform::memory;
 
 namespace {
 
-enum : UInt16 {
-  kWidth = 256,
-  kLength = 257,
-  kBits = 258,
-  kCompression = 259,
-  kPhotometric = 262,
-  kFillOrder = 266,
-  kStripOffsets = 273,
-  kSamples = 277,
-  kRowsPerStrip = 278,
-  kStripByteCounts = 279,
-  kXResolution = 282,
-  kYResolution = 283,
-  kPlanar = 284,
-  kResolutionUnit = 296,
-  kPredictor = 317,
-  kColorMap = 320,
-  kTileWidth = 322,
-  kTileLength = 323,
-  kTileOffsets = 324,
-  kTileByteCounts = 325,
-  kDotRange = 336,
-  kImageResources = 34377,
-};
+constexpr UInt16 kWidth = 256, kLength = 257, kBits = 258, kCompression = 259, kPhotometric = 262,
+                 kFillOrder = 266, kStripOffsets = 273, kSamples = 277, kRowsPerStrip = 278,
+                 kStripByteCounts = 279, kXResolution = 282, kYResolution = 283, kPlanar = 284,
+                 kResolutionUnit = 296, kPredictor = 317, kColorMap = 320, kTileWidth = 322,
+                 kTileLength = 323, kTileOffsets = 324, kTileByteCounts = 325, kDotRange = 336,
+                 kImageResources = 34377;
 
 using Values = std::vector<std::int64_t>;
 
@@ -51,27 +32,6 @@ struct Field {
   Values values;
 };
 using Fields = std::vector<Field>;
-
-// The budgets of both zones, given back when the scope ends.
-class ZoneBudgets {
- public:
-  ZoneBudgets()
-      : application_(mem::zone_budget(ApplicZone())),
-        temporary_(mem::zone_budget(mem::temporary_zone())) {}
-  ~ZoneBudgets() {
-    mem::set_zone_budget(ApplicZone(), application_);
-    mem::set_zone_budget(mem::temporary_zone(), temporary_);
-  }
-  // Free bytes in the application heap; temporary memory gets none.
-  void leave_free(std::int64_t bytes) {
-    mem::set_zone_budget(ApplicZone(), mem::zone_used(ApplicZone()) + bytes);
-    mem::set_zone_budget(mem::temporary_zone(), mem::zone_used(mem::temporary_zone()));
-  }
-
- private:
-  std::int64_t application_;
-  std::int64_t temporary_;
-};
 
 // Four by two 8-bit gray pixels in one strip at offset 8 (the directory
 // follows at 16), without the tag omit, with the extra fields after.
@@ -145,6 +105,123 @@ std::string describe(const TIFFState& s) {
   return out.str();
 }
 
+struct Pixels {
+  const char* name;
+  SInt32 width;
+  SInt32 height;
+  SInt32 planes;
+  SInt32 rowsPerStrip;  // the height itself: no RowsPerStrip tag
+  std::int64_t photometric;
+  Values dotRange = {};
+  bool little = false;
+  std::int64_t bits = 8;
+  bool tiled = false;
+};
+
+// Random samples with the strips stored last to first and stray bytes
+// between them, so that a reader assuming contiguous strips goes wrong.
+struct PixelFile {
+  std::vector<UInt8> bytes;
+  std::vector<UInt32> strips;
+  Pixels px;
+
+  std::size_t position(SInt32 row, SInt32 column, SInt32 plane) const {
+    SInt32 rowBytes = px.width * px.planes;
+    return strips[std::size_t(row / px.rowsPerStrip)] +
+           std::size_t((row % px.rowsPerStrip) * rowBytes + column * px.planes + plane);
+  }
+};
+
+PixelFile pixel_file(const Pixels& px, std::mt19937& random, const Fields& extra = {}) {
+  TIFFBuilder b(px.little);
+  SInt32 stripCount = (px.height + px.rowsPerStrip - 1) / px.rowsPerStrip;
+  std::vector<UInt32> strips(std::size_t(stripCount), 0);
+  Values offsets, counts;
+  for (SInt32 k = stripCount - 1; k >= 0; --k) {
+    SInt32 rows = std::min(px.rowsPerStrip, px.height - k * px.rowsPerStrip);
+    std::vector<UInt8> strip(std::size_t(rows * px.width * px.planes));
+    for (UInt8& sample : strip) sample = UInt8(random());
+    b.append({0xEE, 0xEE, 0xEE});
+    strips[std::size_t(k)] = b.append(strip);
+  }
+  for (SInt32 k = 0; k < stripCount; ++k) offsets.push_back(strips[std::size_t(k)]);
+  counts.assign(offsets.size(), px.rowsPerStrip * px.width * px.planes);
+  b.add(kWidth, kTIFFShort, {px.width});
+  b.add(kLength, kTIFFShort, {px.height});
+  b.add(kBits, kTIFFShort, Values(std::size_t(px.planes), px.bits));
+  b.add(kSamples, kTIFFShort, {px.planes});
+  b.add(kPhotometric, kTIFFShort, {px.photometric});
+  if (px.rowsPerStrip < px.height && !px.tiled) b.add(kRowsPerStrip, kTIFFLong, {px.rowsPerStrip});
+  if (px.tiled) b.add(kTileLength, kTIFFLong, {px.rowsPerStrip});
+  b.add(px.tiled ? kTileOffsets : kStripOffsets, kTIFFLong, offsets);
+  b.add(px.tiled ? kTileByteCounts : kStripByteCounts, kTIFFLong, counts);
+  if (!px.dotRange.empty()) b.add(kDotRange, kTIFFShort, px.dotRange);
+  for (const Field& f : extra) b.add(f.tag, f.type, f.values);
+  return {b.bytes(), strips, px};
+}
+
+// What the host sees of a file sample, and the other way round: each
+// conversion is its own inverse.
+UInt8 host_sample(const Pixels& px, SInt32 plane, UInt8 sample) {
+  bool inks = px.dotRange.empty() || px.dotRange[1] >= px.dotRange[0];
+  switch (px.photometric) {
+    case 0: return UInt8(255 - sample);
+    case 5: return inks && plane < 4 ? UInt8(255 - sample) : sample;
+    case 8: return plane == 1 || plane == 2 ? UInt8(sample ^ 0x80) : sample;
+    default: return sample;
+  }
+}
+
+// Caller memory a little larger than the box, holding every plane, planar or
+// chunky with a spare byte per pixel; everything starts as 0x5A.
+struct TileMemory {
+  std::vector<UInt8> bytes;
+  Tile tile;
+
+  TileMemory(const Pixels& px, const TileArea& box, bool planar) {
+    TileArea area{std::max(0, box.top - 1),
+                  std::max(0, box.left - 2),
+                  box.bottom + 1,
+                  box.right + 1,
+                  0,
+                  px.planes};
+    SInt32 columns = area.right - area.left;
+    SInt32 colBytes = planar ? 1 : px.planes + 1;
+    SInt32 rowBytes = columns * colBytes + 3;
+    SInt32 planeBytes = planar ? (area.bottom - area.top) * rowBytes : 0;
+    bytes.assign(std::size_t(planar ? planeBytes * px.planes : (area.bottom - area.top) * rowBytes),
+                 0x5A);
+    tile = Tile{bytes.data(), area, rowBytes, colBytes, planeBytes};
+  }
+  TileMemory(const TileMemory&) = delete;
+
+  std::size_t index(SInt32 row, SInt32 column, SInt32 plane) const {
+    return std::size_t(TileSampleAddress(tile, row, column, plane) - tile.data);
+  }
+};
+
+// The tile's bytes once the box has been read from file: only the box's
+// samples differ from before.
+std::vector<UInt8> expected_read(const PixelFile& file, const TileMemory& t, const TileArea& box) {
+  std::vector<UInt8> expected = t.bytes;
+  for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
+    expected[t.index(r, c, p)] = host_sample(file.px, p, file.bytes[file.position(r, c, p)]);
+  });
+  return expected;
+}
+
+// Strips of 8 rows, the last one full.
+const Pixels kRGB{"RGB", 10, 24, 3, 8, 2};
+
+const std::vector<Pixels> kModes = {
+    {"RGB", 23, 19, 3, 4, 2},
+    {"CMYK and an extra plane", 17, 13, 5, 3, 5},
+    {"CMYK with a descending DotRange", 17, 13, 5, 3, 5, {255, 0}},
+    {"Lab, little-endian", 11, 9, 3, 2, 8, {}, true},
+    {"WhiteIsZero gray", 31, 10, 1, 4, 0},
+    {"gray in one strip", 9, 7, 1, 7, 1},
+};
+
 class TIFFFormat : public TempFolder {
  protected:
   void TearDown() override {
@@ -161,6 +238,13 @@ class TIFFFormat : public TempFolder {
 
   std::vector<UInt8> file_now() { return read_file(path("image.tif")); }
 
+  PixelFile open_pixels(const Pixels& px, UInt32 seed, const Fields& extra = {}) {
+    std::mt19937 random(seed);
+    PixelFile file = pixel_file(px, random, extra);
+    EXPECT_EQ(open(file.bytes), noErr) << px.name;
+    return file;
+  }
+
   TIFFState state_{};
 };
 
@@ -168,7 +252,7 @@ class TIFFFormat : public TempFolder {
 
 // ---- Directory
 
-TEST_F(TIFFFormat, BothByteOrdersGiveTheSameState) {
+TEST_F(TIFFFormat, ByteOrderAndTagOrderDoNotChangeTheState) {
   ASSERT_EQ(open(rich_file(false, false)), noErr);
   std::string big = describe(state_);
   EXPECT_EQ(state_.littleEndian, 0);
@@ -181,17 +265,10 @@ TEST_F(TIFFFormat, BothByteOrdersGiveTheSameState) {
   EXPECT_NE(GetImageResource(state_.imageResources, 1005), nullptr);
   EXPECT_EQ(state_.nextIFDOffset, 1234u);
 
-  ASSERT_EQ(open(rich_file(true, false)), noErr);
-  EXPECT_EQ(state_.littleEndian, 1);
-  EXPECT_EQ(describe(state_), big);
-}
-
-TEST_F(TIFFFormat, TagsInDescendingOrderGiveTheSameState) {
-  for (bool little : {false, true}) {
-    ASSERT_EQ(open(rich_file(little, false)), noErr);
-    std::string ascending = describe(state_);
-    ASSERT_EQ(open(rich_file(little, true)), noErr);
-    EXPECT_EQ(describe(state_), ascending);
+  for (auto [little, descending] : {std::pair{true, false}, {false, true}, {true, true}}) {
+    ASSERT_EQ(open(rich_file(little, descending)), noErr);
+    EXPECT_EQ(state_.littleEndian, little ? 1 : 0);
+    EXPECT_EQ(describe(state_), big) << little << descending;
   }
 }
 
@@ -418,182 +495,34 @@ TEST_F(TIFFFormat, CloseFreesWhatAFailedOpenLeftAndMayRunTwice) {
 
 // ---- Pixels
 
-namespace {
-
-struct Pixels {
-  const char* name;
-  SInt32 width;
-  SInt32 height;
-  SInt32 planes;
-  SInt32 rowsPerStrip;  // the height itself: no RowsPerStrip tag
-  std::int64_t photometric;
-  Values dotRange = {};
-  bool little = false;
-  std::int64_t bits = 8;
-  bool tiled = false;
-};
-
-// Random samples with the strips stored last to first and stray bytes
-// between them, so that a reader assuming contiguous strips goes wrong.
-struct PixelFile {
-  std::vector<UInt8> bytes;
-  std::vector<UInt32> strips;
-  Pixels px;
-
-  std::size_t position(SInt32 row, SInt32 column, SInt32 plane) const {
-    SInt32 rowBytes = px.width * px.planes;
-    return strips[std::size_t(row / px.rowsPerStrip)] +
-           std::size_t((row % px.rowsPerStrip) * rowBytes + column * px.planes + plane);
-  }
-};
-
-PixelFile pixel_file(const Pixels& px, std::mt19937& random, const Fields& extra = {}) {
-  TIFFBuilder b(px.little);
-  SInt32 stripCount = (px.height + px.rowsPerStrip - 1) / px.rowsPerStrip;
-  std::vector<UInt32> strips(std::size_t(stripCount), 0);
-  Values offsets, counts;
-  for (SInt32 k = stripCount - 1; k >= 0; --k) {
-    SInt32 rows = std::min(px.rowsPerStrip, px.height - k * px.rowsPerStrip);
-    std::vector<UInt8> strip(std::size_t(rows * px.width * px.planes));
-    for (UInt8& sample : strip) sample = UInt8(random());
-    b.append({0xEE, 0xEE, 0xEE});
-    strips[std::size_t(k)] = b.append(strip);
-  }
-  for (SInt32 k = 0; k < stripCount; ++k) offsets.push_back(strips[std::size_t(k)]);
-  counts.assign(offsets.size(), px.rowsPerStrip * px.width * px.planes);
-  b.add(kWidth, kTIFFShort, {px.width});
-  b.add(kLength, kTIFFShort, {px.height});
-  b.add(kBits, kTIFFShort, Values(std::size_t(px.planes), px.bits));
-  b.add(kSamples, kTIFFShort, {px.planes});
-  b.add(kPhotometric, kTIFFShort, {px.photometric});
-  if (px.rowsPerStrip < px.height && !px.tiled) b.add(kRowsPerStrip, kTIFFLong, {px.rowsPerStrip});
-  if (px.tiled) b.add(kTileLength, kTIFFLong, {px.rowsPerStrip});
-  b.add(px.tiled ? kTileOffsets : kStripOffsets, kTIFFLong, offsets);
-  b.add(px.tiled ? kTileByteCounts : kStripByteCounts, kTIFFLong, counts);
-  if (!px.dotRange.empty()) b.add(kDotRange, kTIFFShort, px.dotRange);
-  for (const Field& f : extra) b.add(f.tag, f.type, f.values);
-  return {b.bytes(), strips, px};
-}
-
-// What the host sees of a file sample, and the other way round: each
-// conversion is its own inverse.
-UInt8 host_sample(const Pixels& px, SInt32 plane, UInt8 sample) {
-  bool inks = px.dotRange.empty() || px.dotRange[1] >= px.dotRange[0];
-  switch (px.photometric) {
-    case 0: return UInt8(255 - sample);
-    case 5: return inks && plane < 4 ? UInt8(255 - sample) : sample;
-    case 8: return plane == 1 || plane == 2 ? UInt8(sample ^ 0x80) : sample;
-    default: return sample;
-  }
-}
-
-TileArea random_box(const Pixels& px, std::mt19937& random) {
-  auto pick = [&](SInt32 limit) { return SInt32(random() % UInt32(limit)); };
-  TileArea box{};
-  box.top = pick(px.height);
-  box.bottom = box.top + 1 + pick(px.height - box.top);
-  box.left = pick(px.width);
-  box.right = box.left + 1 + pick(px.width - box.left);
-  box.firstPlane = pick(px.planes);
-  box.endPlane = box.firstPlane + 1 + pick(px.planes - box.firstPlane);
-  return box;
-}
-
-// Caller memory a little larger than the box, holding every plane, planar or
-// chunky with a spare byte per pixel; everything starts as 0x5A.
-struct TileMemory {
-  std::vector<UInt8> bytes;
-  Tile tile;
-
-  TileMemory(const Pixels& px, const TileArea& box, bool planar) {
-    TileArea area{std::max(0, box.top - 1),
-                  std::max(0, box.left - 2),
-                  box.bottom + 1,
-                  box.right + 1,
-                  0,
-                  px.planes};
-    SInt32 columns = area.right - area.left;
-    SInt32 colBytes = planar ? 1 : px.planes + 1;
-    SInt32 rowBytes = columns * colBytes + 3;
-    SInt32 planeBytes = planar ? (area.bottom - area.top) * rowBytes : 0;
-    bytes.assign(std::size_t(planar ? planeBytes * px.planes : (area.bottom - area.top) * rowBytes),
-                 0x5A);
-    tile = Tile{bytes.data(), area, rowBytes, colBytes, planeBytes};
-  }
-  TileMemory(const TileMemory&) = delete;
-
-  std::size_t index(SInt32 row, SInt32 column, SInt32 plane) const {
-    return std::size_t(TileSampleAddress(tile, row, column, plane) - tile.data);
-  }
-};
-
-template <class Visit>
-void for_each_sample(const TileArea& box, Visit visit) {
-  for (SInt32 r = box.top; r < box.bottom; ++r) {
-    for (SInt32 c = box.left; c < box.right; ++c) {
-      for (SInt32 p = box.firstPlane; p < box.endPlane; ++p) visit(r, c, p);
-    }
-  }
-}
-
-// The tile's bytes once the box has been read from file: only the box's
-// samples differ from before.
-std::vector<UInt8> expected_read(const PixelFile& file, const TileMemory& t, const TileArea& box) {
-  std::vector<UInt8> expected = t.bytes;
-  for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
-    expected[t.index(r, c, p)] = host_sample(file.px, p, file.bytes[file.position(r, c, p)]);
-  });
-  return expected;
-}
-
-std::string text(const TileArea& a) {
-  std::ostringstream out;
-  out << '[' << a.top << ',' << a.left << ',' << a.bottom << ',' << a.right << ") planes "
-      << a.firstPlane << ".." << a.endPlane;
-  return out.str();
-}
-
-const std::vector<Pixels> kModes = {
-    {"RGB", 23, 19, 3, 4, 2},
-    {"CMYK and an extra plane", 17, 13, 5, 3, 5},
-    {"CMYK with a descending DotRange", 17, 13, 5, 3, 5, {255, 0}},
-    {"Lab, little-endian", 11, 9, 3, 2, 8, {}, true},
-    {"WhiteIsZero gray", 31, 10, 1, 4, 0},
-    {"gray in one strip", 9, 7, 1, 7, 1},
-};
-
-}  // namespace
-
 TEST_F(TIFFFormat, RandomBoxesReadTheFileSamplesInEveryMode) {
   for (const Pixels& px : kModes) {
-    std::mt19937 random(11);
-    PixelFile file = pixel_file(px, random);
-    ASSERT_EQ(open(file.bytes), noErr) << px.name;
+    PixelFile file = open_pixels(px, 11);
+    std::mt19937 random(12);
     for (int i = 0; i < 12; ++i) {
-      TileArea box = random_box(px, random);
+      TileArea box = random_box(random, px.width, px.height, px.planes);
       TileMemory t(px, box, i % 2 == 0);
       std::vector<UInt8> expected = expected_read(file, t, box);
-      ASSERT_EQ(TIFFFormatGetTile(&state_, t.tile, box), noErr) << px.name << ' ' << text(box);
-      EXPECT_EQ(t.bytes, expected) << px.name << ' ' << text(box);
+      ASSERT_EQ(TIFFFormatGetTile(&state_, t.tile, box), noErr) << px.name << ' ' << box_text(box);
+      EXPECT_EQ(t.bytes, expected) << px.name << ' ' << box_text(box);
     }
   }
 }
 
 TEST_F(TIFFFormat, WritingRandomBoxesChangesOnlyTheirSamples) {
   for (const Pixels& px : kModes) {
-    std::mt19937 random(5);
-    PixelFile file = pixel_file(px, random);
-    ASSERT_EQ(open(file.bytes), noErr) << px.name;
+    PixelFile file = open_pixels(px, 5);
+    std::mt19937 random(6);
     std::vector<UInt8> expected = file.bytes;
     for (int i = 0; i < 8; ++i) {
-      TileArea box = random_box(px, random);
+      TileArea box = random_box(random, px.width, px.height, px.planes);
       TileMemory t(px, box, i % 2 == 1);
       for (UInt8& sample : t.bytes) sample = UInt8(random());
       for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
         expected[file.position(r, c, p)] = host_sample(px, p, t.bytes[t.index(r, c, p)]);
       });
-      ASSERT_EQ(TIFFFormatPutTile(&state_, t.tile, box), noErr) << px.name << ' ' << text(box);
-      ASSERT_EQ(file_now(), expected) << px.name << ' ' << text(box);
+      ASSERT_EQ(TIFFFormatPutTile(&state_, t.tile, box), noErr) << px.name << ' ' << box_text(box);
+      ASSERT_EQ(file_now(), expected) << px.name << ' ' << box_text(box);
     }
   }
 }
@@ -609,9 +538,7 @@ TEST_F(TIFFFormat, BandsNeverCrossAStripTheAreaOrTheBuffer) {
                         {8, 3, 21, 24, 1}, {24, 5, 0, 24, 5}, {24, 0, 3, 4, 1}};
   for (const Case& c : cases) {
     Pixels px{"RGB", 10, 24, 3, c.rowsPerStrip, 2};
-    std::mt19937 random(3);
-    PixelFile file = pixel_file(px, random);
-    ASSERT_EQ(open(file.bytes), noErr);
+    PixelFile file = open_pixels(px, 3);
     TileArea box{c.top, 2, c.bottom, 7, 0, 3};
     TileMemory t(px, box, false);
     std::vector<UInt8> expected = expected_read(file, t, box);
@@ -619,9 +546,9 @@ TEST_F(TIFFFormat, BandsNeverCrossAStripTheAreaOrTheBuffer) {
     if (c.granted != 0) budgets.leave_free(40000 + (c.granted + 1) * 30 - 1);
     FaultyFileSystem counting;
     tessel::platform::ScopedFileSystem scope(counting);
-    ASSERT_EQ(TIFFFormatGetTile(&state_, t.tile, box), noErr) << text(box);
-    EXPECT_EQ(counting.reads, c.reads) << text(box) << " granting " << c.granted;
-    EXPECT_EQ(t.bytes, expected) << text(box) << " granting " << c.granted;
+    ASSERT_EQ(TIFFFormatGetTile(&state_, t.tile, box), noErr) << box_text(box);
+    EXPECT_EQ(counting.reads, c.reads) << box_text(box) << " granting " << c.granted;
+    EXPECT_EQ(t.bytes, expected) << box_text(box) << " granting " << c.granted;
   }
 }
 
@@ -637,9 +564,7 @@ TEST_F(TIFFFormat, LayoutsOtherThanChunky8BitStripsAreRefusedUntouched) {
       {{"tiles", 8, 8, 3, 4, 2, {}, false, 8, true}, {}},
   };
   for (const Case& c : cases) {
-    std::mt19937 random(1);
-    PixelFile file = pixel_file(c.px, random, c.extra);
-    ASSERT_EQ(open(file.bytes), noErr) << c.px.name;
+    PixelFile file = open_pixels(c.px, 1, c.extra);
     TileArea box{1, 1, 6, 6, 0, 3};
     TileMemory t(c.px, box, false);
     std::vector<UInt8> before = t.bytes;
@@ -677,22 +602,20 @@ TEST_F(TIFFFormat, StripsThatLeaveRowsUncoveredGive300BeforeAnythingMoves) {
 }
 
 TEST_F(TIFFFormat, BoxesOutsideTheImageAreRefused) {
-  Pixels px{"RGB", 10, 24, 3, 8, 2};
-  std::mt19937 random(2);
-  ASSERT_EQ(open(pixel_file(px, random).bytes), noErr);
+  const Pixels& px = kRGB;
+  open_pixels(px, 2);
   for (TileArea box : {TileArea{20, 0, 25, 10, 0, 3}, TileArea{0, 5, 4, 11, 0, 3},
                        TileArea{0, 0, 4, 10, 1, 4}, TileArea{-1, 0, 4, 10, 0, 3}}) {
     TileMemory t(px, box, false);
-    EXPECT_EQ(TIFFFormatGetTile(&state_, t.tile, box), kFormatFailure) << text(box);
-    EXPECT_EQ(TIFFFormatPutTile(&state_, t.tile, box), kFormatFailure) << text(box);
+    EXPECT_EQ(TIFFFormatGetTile(&state_, t.tile, box), kFormatFailure) << box_text(box);
+    EXPECT_EQ(TIFFFormatPutTile(&state_, t.tile, box), kFormatFailure) << box_text(box);
   }
 }
 
 TEST_F(TIFFFormat, WriteFaultKeepsEarlierBandsAndLeavesLaterOnesAlone) {
-  Pixels px{"RGB", 10, 24, 3, 8, 2};
-  std::mt19937 random(9);
-  PixelFile file = pixel_file(px, random);
-  ASSERT_EQ(open(file.bytes), noErr);
+  const Pixels& px = kRGB;
+  PixelFile file = open_pixels(px, 9);
+  std::mt19937 random(10);
   TileArea box{2, 1, 22, 9, 0, 3};  // bands 2-8, 8-16, 16-22
   TileMemory t(px, box, true);
   for (UInt8& sample : t.bytes) sample = UInt8(random());
@@ -708,10 +631,8 @@ TEST_F(TIFFFormat, WriteFaultKeepsEarlierBandsAndLeavesLaterOnesAlone) {
 }
 
 TEST_F(TIFFFormat, ReadFaultsAndShortStripsGiveTheFileError) {
-  Pixels px{"RGB", 10, 24, 3, 8, 2};
-  std::mt19937 random(4);
-  PixelFile file = pixel_file(px, random);
-  ASSERT_EQ(open(file.bytes), noErr);
+  const Pixels& px = kRGB;
+  PixelFile file = open_pixels(px, 4);
   TileArea box{0, 0, 24, 10, 0, 3};
   TileMemory t(px, box, false);
   {

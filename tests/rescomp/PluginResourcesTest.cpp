@@ -104,14 +104,6 @@ TEST_F(PluginResources, EveryResultHasAMessageWithItsNumbersWhereTheTableSaysSo)
   }
 }
 
-TEST_F(PluginResources, DocumentTitleTemplateHoldsFivePlaceholders) {
-  std::vector<std::string> title = strings_of(16004);
-  ASSERT_EQ(title.size(), 2u);
-  for (const char* mark : {"^1", "^2", "^3", "^4", "^5"})
-    EXPECT_EQ(count(title[0], mark), 1u) << mark;
-  EXPECT_FALSE(title[1].empty()) << "the truncation mark";
-}
-
 TEST_F(PluginResources, ResultAlertShowsMessageAndCodeWithOKAsDefault) {
   std::vector<UInt8> alert = bytes_of(FourCC("ALRT"), 16100);
   ASSERT_GE(alert.size(), 12u);
@@ -152,16 +144,19 @@ TEST_F(PluginResources, PreferencesDescriptorNamesAShortFile) {
   EXPECT_EQ(read_big16(std::span(file).subspan(40)), 0) << "script code";
 }
 
-TEST_F(PluginResources, PaneAndGridTextsHoldTheirPlaceholders) {
+// Pane and grid texts, then the document title and its truncation mark.
+TEST_F(PluginResources, TextTemplatesHoldTheirPlaceholders) {
   using Marks = std::vector<std::vector<const char*>>;
   const std::map<SInt16, Marks> wanted = {{16000, {{"^1"}, {"^1", "^2"}, {"^1"}}},
                                           {16001, {{"^1"}, {"^1"}}},
                                           {16002, {{"^1", "^2"}, {"^1"}}},
-                                          {16003, {{"^1"}, {"^1"}, {"^1"}, {"^1"}}}};
+                                          {16003, {{"^1"}, {"^1"}, {"^1"}, {"^1"}}},
+                                          {16004, {{"^1", "^2", "^3", "^4", "^5"}, {}}}};
   for (const auto& [id, marks] : wanted) {
     std::vector<std::string> strings = strings_of(id);
     ASSERT_EQ(strings.size(), marks.size()) << id;
     for (std::size_t i = 0; i < marks.size(); ++i) {
+      EXPECT_FALSE(strings[i].empty()) << id << "/" << i + 1;
       for (const char* mark : marks[i])
         EXPECT_EQ(count(strings[i], mark), 1u) << id << "/" << i + 1 << " " << mark;
     }

@@ -19,9 +19,16 @@ TEST(Templates, StringListIsCountedAndStoredInMacRoman) {
             (Bytes{0x00, 0x03, 0x05, 'C', 'a', 'f', 0x8E, '!', 0x00, 0x04, 0xC9, 0x09, '"', '\\'}));
 }
 
-TEST(Templates, SingleStringHasOnlyItsLengthByte) {
-  EXPECT_EQ(compiled_data("resource 'STR ' 1 { \"Line\\rbreak\" }"),
-            (Bytes{10, 'L', 'i', 'n', 'e', 0x0D, 'b', 'r', 'e', 'a', 'k'}));
+// Forms whose few fields are all given, or all left to their defaults.
+TEST(Templates, ShortFormsMatchTheirLayouts) {
+  const std::pair<const char*, Bytes> cases[] = {
+      {"resource 'STR ' 1 { \"Line\\rbreak\" }",
+       {10, 'L', 'i', 'n', 'e', 0x0D, 'b', 'r', 'e', 'a', 'k'}},
+      {"resource 'DLOG' 1 { items -1 bounds 0, 0, 1, 2 }",  // an invisible modal box, no title
+       {0, 0, 0, 0, 0, 1, 0, 2, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0}},
+      {"resource 'DLOG' 5 raw { hex \"ABCD\" }", {0xAB, 0xCD}},  // raw replaces the form
+  };
+  for (const auto& [source, expected] : cases) EXPECT_EQ(compiled_data(source), expected) << source;
 }
 
 TEST(Templates, DialogPadsTheTitleOnlyWhenAPlacementFollows) {
@@ -40,11 +47,6 @@ TEST(Templates, DialogPadsTheTitleOnlyWhenAPlacementFollows) {
   EXPECT_EQ(compiled_data(std::string("resource 'DLOG' 300 { ") + fields +
                           " position center_main_screen }"),
             placed);
-}
-
-TEST(Templates, DialogDefaultsToAnInvisibleModalBoxWithoutTitle) {
-  EXPECT_EQ(compiled_data("resource 'DLOG' 1 { items -1 bounds 0, 0, 1, 2 }"),
-            (Bytes{0, 0, 0, 0, 0, 1, 0, 2, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0}));
 }
 
 TEST(Templates, AlertStagesRunFromTheLowBitsUp) {
@@ -137,10 +139,6 @@ TEST_F(RawData, StatementsFollowOneAnother) {
   EXPECT_EQ(resource.data,
             (Bytes{0x0A, 0x0B, 0x0C, 1, 2,   3,   0xA0, 0x00, 0x80, 0xFF, 0xFF, 0xFE,
                    1,    2,    3,    4, 'a', 'b', ' ',  'c',  1,    0x8E, 'H',  'i'}));
-}
-
-TEST(Templates, RawMarkReplacesAStructuredForm) {
-  EXPECT_EQ(compiled_data("resource 'DLOG' 5 raw { hex \"ABCD\" }"), (Bytes{0xAB, 0xCD}));
 }
 
 }  // namespace

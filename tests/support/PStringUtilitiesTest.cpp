@@ -50,12 +50,7 @@ Boolean endsWith(const std::string& text, const std::string& suffix) {
   return EndEqualPString(Text(text).p(), Text(suffix).p());
 }
 
-TEST(PStringUtilities, NumbersAndAppendsKeepOnlyWhatFitsIn255Characters) {
-  Text text(std::string(250, 'a'));
-  AppendPString(Text("0123456789").p(), text.p());
-  EXPECT_EQ(text.str(), std::string(250, 'a') + "01234");
-  EXPECT_TRUE(text.guardsIntact());
-
+TEST(PStringUtilities, NumbersKeepOnlyWhatFitsIn255Characters) {
   Text number("stale");
   CopyNumToPString(-30200, number.p());
   EXPECT_EQ(number.str(), "-30200");
@@ -78,37 +73,19 @@ TEST(PStringUtilities, AppendingAStringToItselfDoublesIt) {
   EXPECT_TRUE(full.guardsIntact());
 }
 
-TEST(PStringUtilities, FindGivesTheLeftmostOneBasedPosition) {
-  EXPECT_EQ(found("xxab", "ab"), 3);
-  EXPECT_EQ(found("ab", "ab"), 1);
-  EXPECT_EQ(found("ab", "abc"), 0);
-  EXPECT_EQ(found("ab", ""), 0);
-  EXPECT_EQ(found("", ""), 0);
-  EXPECT_EQ(found("aab", "ab"), 2);
-  EXPECT_EQ(found("abab", "ab"), 1);
-  EXPECT_EQ(found("xyz", "z"), 3);
+TEST(PStringUtilities, FindReachesTheLastPosition) {
   EXPECT_EQ(found(std::string(254, 'x') + "q", "q"), 255);
 }
 
-TEST(PStringUtilities, SubstituteReplacesOnlyTheFirstMatchingPlaceholder) {
-  EXPECT_EQ(substituted("File ^1 (^2)", 1, "x.tif"), "File x.tif (^2)");
-  EXPECT_EQ(substituted("File ^1 (^2)", 3, "x.tif"), "File ^1 (^2)");
-  EXPECT_EQ(substituted("^1 and ^1", 1, "one"), "one and ^1");
+// Placeholders ^0 and past ^9, which the random texts below never hold.
+TEST(PStringUtilities, SubstituteTakesPlaceholdersByTheirDigit) {
   EXPECT_EQ(substituted("end ^0", 0, ""), "end ");
-  EXPECT_EQ(substituted("^1", 1, std::string(255, 'r')), std::string(255, 'r'));
   EXPECT_EQ(substituted("^: ^1", 10, "ten"), "^: ^1");
 
   Text counted("^0 of ^1");
   SubstituteNumPString(counted.p(), 1, 12);
   SubstituteNumPString(counted.p(), 0, -3);
   EXPECT_EQ(counted.str(), "-3 of 12");
-}
-
-TEST(PStringUtilities, SubstituteCutsTheReplacementButNeverTheTail) {
-  std::string head(100, 'h');
-  std::string tail(148, 't');
-  std::string result = substituted(head + "^2" + tail, 2, "ABCDEFGHIJKLMNOPQRST");
-  EXPECT_EQ(result, head + "ABCDEFG" + tail);
 }
 
 TEST(PStringUtilities, SubstituteTakesTheReplacementFromTheTextItself) {
@@ -122,22 +99,13 @@ TEST(PStringUtilities, SubstituteTakesTheReplacementFromTheTextItself) {
   EXPECT_EQ(tail.str(), "xyz\x03xyz");
 }
 
-TEST(PStringUtilities, TruncateEndsTheCutTextWithTheMark) {
-  EXPECT_EQ(truncated("abcdefgh", 5, "\xC9"), "abcd\xC9");
-  EXPECT_EQ(truncated("abcdefgh", 5, "..."), "ab...");
-  EXPECT_EQ(truncated("abcdefgh", 5, ""), "abcde");
-  EXPECT_EQ(truncated("abcdefgh", 8, "..."), "abcdefgh");
-  EXPECT_EQ(truncated("abcdefgh", 2, "..."), "..");
-  EXPECT_EQ(truncated("abcdefgh", 0, "..."), "");
+TEST(PStringUtilities, TruncateToANegativeLengthEmptiesTheText) {
   EXPECT_EQ(truncated("abcdefgh", -4, "..."), "");
 }
 
 TEST(PStringUtilities, ComparisonsAreByteExact) {
   EXPECT_EQ(endsWith("SCAN.TIF", ".TIF"), 1);
   EXPECT_EQ(endsWith("scan.tif", ".TIF"), 0);
-  EXPECT_EQ(endsWith("TIF", ".TIF"), 0);
-  EXPECT_EQ(endsWith("TIF", ""), 1);
-  EXPECT_EQ(endsWith("A.TIFF", ".TIF"), 0);
 
   Text abc("abc");
   EXPECT_EQ(EqualPString(abc.p(), Text("abc").p()), 1);

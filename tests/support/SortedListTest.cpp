@@ -28,20 +28,6 @@ Pairs insertedAndReadBack(SInt32 capacity, const Pairs& pairs) {
   return read;
 }
 
-TEST(SortedList, ReadsPairsBackInKeyOrder) {
-  EXPECT_EQ(insertedAndReadBack(4, {{273, 0}, {256, 1}, {259, 2}, {257, 3}}),
-            (Pairs{{256, 1}, {257, 3}, {259, 2}, {273, 0}}));
-  EXPECT_EQ(insertedAndReadBack(3, {{1, 0}, {2, 1}, {3, 2}}), (Pairs{{1, 0}, {2, 1}, {3, 2}}));
-  EXPECT_EQ(insertedAndReadBack(2, {{9, 0}, {-4, 1}}), (Pairs{{-4, 1}, {9, 0}}));
-  EXPECT_EQ(insertedAndReadBack(3, {{1, 0}, {10, 1}, {5, 2}}), (Pairs{{1, 0}, {5, 2}, {10, 1}}));
-}
-
-TEST(SortedList, EqualKeysKeepTheirOrderOfInsertion) {
-  EXPECT_EQ(insertedAndReadBack(2, {{300, 5}, {300, 9}}), (Pairs{{300, 5}, {300, 9}}));
-  EXPECT_EQ(insertedAndReadBack(4, {{7, 1}, {3, 2}, {7, 3}, {3, 4}}),
-            (Pairs{{3, 2}, {3, 4}, {7, 1}, {7, 3}}));
-}
-
 TEST(SortedList, AFullListDropsFurtherPairs) {
   EXPECT_EQ(insertedAndReadBack(2, {{5, 0}, {6, 1}, {1, 2}}), (Pairs{{5, 0}, {6, 1}}));
 }

@@ -104,17 +104,6 @@ TEST(CopyTile, OverlappingRowsMoveOneAfterAnotherEachAsIfThroughABuffer) {
   }
 }
 
-TEST(CopyTile, PlanarToChunkyKeepsPlaneOrderAndEachTilesRowOrigin) {
-  // Two planes of 2 x 2 from a buffer whose rows start at 0 into a chunky
-  // tile whose rows start at 100.
-  std::vector<UInt8> planes = {1, 2, 3, 4, 11, 12, 13, 14};
-  std::vector<UInt8> pixels(8, 0);
-  const Tile source = {planes.data(), {0, 0, 2, 2, 0, 2}, 2, 1, 4};
-  const Tile destination = {pixels.data(), {100, 5, 102, 7, 0, 2}, 4, 2, 0};
-  CopyTile(source, {0, 0, 2, 2, 0, 2}, destination, {100, 5, 100, 5, 0, 2});
-  EXPECT_EQ(pixels, (std::vector<UInt8>{1, 11, 2, 12, 3, 13, 4, 14}));
-}
-
 TEST(CopyTile, InvertAndToggleSignChangeOnlyTheBoxSamples) {
   std::mt19937 rng(99);
   for (int trial = 0; trial < 2000; ++trial) {
@@ -138,20 +127,6 @@ TEST(CopyTile, InvertAndToggleSignChangeOnlyTheBoxSamples) {
         << (planar ? "planar" : "chunky") << ", colBytes " << placed.buffer.tile.colBytes
         << ", box " << rows << " x " << columns << ", planes " << first << ".." << end;
   }
-}
-
-TEST(CopyTile, InvertAndToggleSignMapValuesAsDefinedAndSkipAPaddingByte) {
-  // Four planes in pixels of five bytes; the fifth byte belongs to no plane.
-  const std::vector<UInt8> original = {0x00, 0x80, 0x7F, 0xFF, 0x11, 0x80, 0x00, 0xFF, 0x7F, 0x42};
-  std::vector<UInt8> pixels = original;
-  const Tile tile = {pixels.data(), {0, 0, 1, 2, 0, 4}, 10, 5, 0};
-  InvertTile(tile, {0, 0, 1, 2, 0, 4});
-  EXPECT_EQ(pixels,
-            (std::vector<UInt8>{0xFF, 0x7F, 0x80, 0x00, 0x11, 0x7F, 0xFF, 0x00, 0x80, 0x42}));
-  pixels = original;
-  ToggleSignTile(tile, {0, 0, 1, 2, 0, 4});
-  EXPECT_EQ(pixels,
-            (std::vector<UInt8>{0x80, 0x00, 0xFF, 0x7F, 0x11, 0x00, 0x80, 0x7F, 0xFF, 0x42}));
 }
 
 }  // namespace tessel::test
