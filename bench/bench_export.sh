@@ -21,7 +21,7 @@ DOCUMENT="$WORK/document.tif"
 LEFT=7001 TOP=5003 SIDE=4000 REPEATS=5
 PYTHON=/usr/bin/python3
 source "$(dirname "$0")/common.sh"
-install_peer_tools
+[ -n "${TESSEL_BENCH_NO_INSTALL:-}" ] || install_peer_tools
 
 build_for_bench tessel tessel_module tessel-sample tessel_bench_formats
 
