@@ -6,6 +6,7 @@
 #include "QDOffscreen.h"
 #include "Quickdraw.h"
 
+using tessel::testing::expect_pixels;
 using tessel::testing::kBlackPixel;
 using tessel::testing::kWhitePixel;
 using tessel::testing::OffscreenPort;
@@ -42,11 +43,8 @@ TEST(QuickdrawCopyBits, ScalesUpByNearestNeighbour) {
   OffscreenPort dest(16, 8);
   Rect from{0, 0, 2, 4}, to{0, 0, 8, 16};
   CopyBits(source.bits(), dest.bits(), &from, &to, srcCopy, nullptr);
-  EXPECT_EQ(dest.at(0, 0), 0xFF0000u);
-  EXPECT_EQ(dest.at(7, 3), 0xFF0000u);
-  EXPECT_EQ(dest.at(8, 3), 0x00FF00u);
-  EXPECT_EQ(dest.at(7, 4), 0x0000FFu);
-  EXPECT_EQ(dest.at(15, 7), 0x808080u);
+  expect_pixels(dest, {{0, 0, 0xFF0000}, {7, 3, 0xFF0000}, {8, 3, 0x00FF00}});
+  expect_pixels(dest, {{7, 4, 0x0000FF}, {15, 7, 0x808080}});
 }
 
 TEST(QuickdrawCopyBits, ScalesDownAndOffsetsIntoTheDestination) {
@@ -56,12 +54,8 @@ TEST(QuickdrawCopyBits, ScalesDownAndOffsetsIntoTheDestination) {
   OffscreenPort dest(10, 10);
   Rect from{0, 0, 8, 16}, to{3, 2, 5, 6};
   CopyBits(source.bits(), dest.bits(), &from, &to, srcCopy, nullptr);
-  EXPECT_EQ(dest.at(2, 3), 0xFF0000u);
-  EXPECT_EQ(dest.at(3, 3), 0xFF0000u);
-  EXPECT_EQ(dest.at(4, 3), kWhitePixel);
-  EXPECT_EQ(dest.at(5, 4), 0x00FF00u);
-  EXPECT_EQ(dest.at(6, 4), kWhitePixel);
-  EXPECT_EQ(dest.at(2, 5), kWhitePixel);
+  expect_pixels(dest, {{2, 3, 0xFF0000}, {3, 3, 0xFF0000}, {4, 3, kWhitePixel}});
+  expect_pixels(dest, {{5, 4, 0x00FF00}, {6, 4, kWhitePixel}, {2, 5, kWhitePixel}});
 }
 
 TEST(QuickdrawCopyBits, OneBitSourcesTakeTheForeAndBackColours) {
@@ -70,14 +64,12 @@ TEST(QuickdrawCopyBits, OneBitSourcesTakeTheForeAndBackColours) {
   OffscreenPort dest(8, 1);
   Rect all{0, 0, 1, 8};
   CopyBits(source.bits(), dest.bits(), &all, &all, srcCopy, nullptr);
-  EXPECT_EQ(dest.at(0, 0), kBlackPixel);
-  EXPECT_EQ(dest.at(4, 0), kWhitePixel);
+  expect_pixels(dest, {{0, 0, kBlackPixel}, {4, 0, kWhitePixel}});
   RGBColor red{0xFFFF, 0, 0}, yellow{0xFFFF, 0xFFFF, 0};
   RGBForeColor(&red);
   RGBBackColor(&yellow);
   CopyBits(source.bits(), dest.bits(), &all, &all, srcCopy, nullptr);
-  EXPECT_EQ(dest.at(1, 0), 0xFF0000u);
-  EXPECT_EQ(dest.at(5, 0), 0xFFFF00u);
+  expect_pixels(dest, {{1, 0, 0xFF0000}, {5, 0, 0xFFFF00}});
 }
 
 TEST(QuickdrawCopyBits, OrAndXorModesTouchOnlyForegroundPixels) {
@@ -87,11 +79,9 @@ TEST(QuickdrawCopyBits, OrAndXorModesTouchOnlyForegroundPixels) {
   paint(0x00FF00, Rect{0, 0, 1, 8});
   Rect all{0, 0, 1, 8};
   CopyBits(source.bits(), dest.bits(), &all, &all, srcOr, nullptr);
-  EXPECT_EQ(dest.at(0, 0), kBlackPixel);
-  EXPECT_EQ(dest.at(4, 0), 0x00FF00u);
+  expect_pixels(dest, {{0, 0, kBlackPixel}, {4, 0, 0x00FF00}});
   CopyBits(source.bits(), dest.bits(), &all, &all, srcXor, nullptr);
-  EXPECT_EQ(dest.at(0, 0), kWhitePixel);
-  EXPECT_EQ(dest.at(7, 0), 0x00FF00u);
+  expect_pixels(dest, {{0, 0, kWhitePixel}, {7, 0, 0x00FF00}});
 }
 
 TEST(QuickdrawCopyBits, IndexedPixelMapsAreReadThroughTheirColourTable) {
@@ -103,10 +93,9 @@ TEST(QuickdrawCopyBits, IndexedPixelMapsAreReadThroughTheirColourTable) {
   OffscreenPort dest(4, 1);
   Rect all{0, 0, 1, 4};
   CopyBits(*map, dest.bits(), &all, &all, srcCopy, nullptr);
-  EXPECT_EQ(dest.at(0, 0), kWhitePixel);
-  EXPECT_EQ(dest.at(1, 0), 0xFFFF00u);  // entry 5: FFFF FFFF 0000
-  EXPECT_EQ(dest.at(2, 0), 0xEE0000u);
-  EXPECT_EQ(dest.at(3, 0), kBlackPixel);
+  // Entry 5 is FFFF FFFF 0000, entry 215 EEEE 0000 0000.
+  expect_pixels(dest, {{0, 0, kWhitePixel}, {1, 0, 0xFFFF00}, {2, 0, 0xEE0000}});
+  expect_pixels(dest, {{3, 0, kBlackPixel}});
   DisposePixMap(map);
 }
 
@@ -122,11 +111,11 @@ TEST(QuickdrawCopyBits, FourBitPixelMapsUnpackTwoPixelsPerByte) {
   OffscreenPort dest(4, 1);
   Rect all{0, 0, 1, 4};
   CopyBits(*map, dest.bits(), &all, &all, srcCopy, nullptr);
-  EXPECT_EQ(dest.at(0, 0), 0xDD0806u);  // entry 3, red
-  EXPECT_EQ(dest.at(1, 0), kBlackPixel);
-  EXPECT_EQ(dest.at(2, 0), kWhitePixel);
-  EXPECT_EQ(dest.at(3, 0), 0xC0C0C0u);
+  // Entry 3 is red, 15 black, 0 white, 12 light grey.
+  expect_pixels(dest, {{0, 0, 0xDD0806}, {1, 0, kBlackPixel}, {2, 0, kWhitePixel}});
+  expect_pixels(dest, {{3, 0, 0xC0C0C0}});
   DisposePixMap(map);
+  EXPECT_EQ(GetCTable(3), nullptr) << "no standard table of three bits";
 }
 
 TEST(QuickdrawCopyBits, CopiesIntoTheCurrentPortStayInsideItsClip) {
@@ -137,10 +126,8 @@ TEST(QuickdrawCopyBits, CopiesIntoTheCurrentPortStayInsideItsClip) {
   ClipRect(&clip);
   Rect all{0, 0, 10, 10};
   CopyBits(source.bits(), dest.bits(), &all, &all, srcCopy, nullptr);
-  EXPECT_EQ(dest.at(2, 2), 0xFF0000u);
-  EXPECT_EQ(dest.at(4, 4), 0xFF0000u);
-  EXPECT_EQ(dest.at(5, 4), kWhitePixel);
-  EXPECT_EQ(dest.at(1, 2), kWhitePixel);
+  expect_pixels(dest, {{2, 2, 0xFF0000}, {4, 4, 0xFF0000}});
+  expect_pixels(dest, {{5, 4, kWhitePixel}, {1, 2, kWhitePixel}});
 }
 
 TEST(QuickdrawCopyBits, CopyMaskDrawsOnlyWhereTheMaskIsSet) {
@@ -151,11 +138,8 @@ TEST(QuickdrawCopyBits, CopyMaskDrawsOnlyWhereTheMaskIsSet) {
   OffscreenPort dest(16, 4);
   Rect from{0, 0, 2, 8}, to{0, 0, 4, 16};
   CopyMask(source.bits(), &mask, dest.bits(), &from, &from, &to);
-  EXPECT_EQ(dest.at(0, 0), 0x0000FFu);
-  EXPECT_EQ(dest.at(7, 1), 0x0000FFu);
-  EXPECT_EQ(dest.at(8, 1), kWhitePixel);
-  EXPECT_EQ(dest.at(0, 2), kWhitePixel);
-  EXPECT_EQ(dest.at(15, 3), 0x0000FFu);
+  expect_pixels(dest, {{0, 0, 0x0000FF}, {7, 1, 0x0000FF}, {15, 3, 0x0000FF}});
+  expect_pixels(dest, {{8, 1, kWhitePixel}, {0, 2, kWhitePixel}});
 }
 
 TEST(QuickdrawCopyBits, ColourPatternFillsTileFromThePixelBuffer) {
@@ -170,9 +154,7 @@ TEST(QuickdrawCopyBits, ColourPatternFillsTileFromThePixelBuffer) {
   (**(**pattern).patMap).bounds = Rect{0, 0, 8, 8};
   Rect area{3, 3, 20, 20};
   FillCRect(&area, pattern);
-  EXPECT_EQ(dest.at(8, 8), kWhitePixel);
-  EXPECT_EQ(dest.at(16, 16), kWhitePixel);
-  EXPECT_EQ(dest.at(9, 8), kBlackPixel);
+  expect_pixels(dest, {{8, 8, kWhitePixel}, {16, 16, kWhitePixel}, {9, 8, kBlackPixel}});
   EXPECT_EQ(dest.at(2, 2), kWhitePixel);  // outside the area
   (**(**pattern).patMap).baseAddr = nullptr;
   DisposePixPat(pattern);

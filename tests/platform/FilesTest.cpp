@@ -215,21 +215,21 @@ TEST_F(Files, CatalogInfoListsAFolderInNameOrderWithoutSidecars) {
   write_file("list/b", {1, 2, 3});
   write_file("list/a", {});
   write_file("list/._b", {});
-  FSSpec any = spec_of("list/a");
+  const SInt32 folder = spec_of("list/a").parID;
   Str63 name{};
   CInfoPBRec pb{};
-  pb.hFileInfo.ioNamePtr = name;
-  pb.hFileInfo.ioDirID = any.parID;
-  pb.hFileInfo.ioFDirIndex = 2;
-  ASSERT_EQ(PBGetCatInfoSync(&pb), noErr);
+  auto entry = [&](SInt16 index) {
+    pb = CInfoPBRec{};
+    pb.hFileInfo.ioNamePtr = name;
+    pb.hFileInfo.ioDirID = folder;
+    pb.hFileInfo.ioFDirIndex = index;
+    return PBGetCatInfoSync(&pb);
+  };
+  ASSERT_EQ(entry(2), noErr);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(name + 1), name[0]), "b");
   EXPECT_EQ(pb.hFileInfo.ioFlLgLen, 3);
-  EXPECT_EQ(pb.hFileInfo.ioFlParID, any.parID);
-  pb = CInfoPBRec{};
-  pb.hFileInfo.ioNamePtr = name;
-  pb.hFileInfo.ioDirID = any.parID;
-  pb.hFileInfo.ioFDirIndex = 3;
-  EXPECT_EQ(PBGetCatInfoSync(&pb), fnfErr);
+  EXPECT_EQ(pb.hFileInfo.ioFlParID, folder);
+  EXPECT_EQ(entry(3), fnfErr);
 }
 
 TEST_F(Files, PreferencesFolderIsMadeOnDemand) {

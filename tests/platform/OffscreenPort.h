@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <vector>
 
 #include "QDOffscreen.h"
@@ -41,5 +42,15 @@ class OffscreenPort {
 
 constexpr UInt32 kWhitePixel = 0xFFFFFF;
 constexpr UInt32 kBlackPixel = 0x000000;
+
+struct PixelAt {
+  int h, v;
+  UInt32 colour;
+};
+
+// Every listed pixel of the port has its colour; a wrong one is named by place.
+inline void expect_pixels(const OffscreenPort& port, std::initializer_list<PixelAt> pixels) {
+  for (const PixelAt& p : pixels) EXPECT_EQ(port.at(p.h, p.v), p.colour) << p.h << "," << p.v;
+}
 
 }  // namespace tessel::testing

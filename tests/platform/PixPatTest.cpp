@@ -14,6 +14,7 @@
 
 using tessel::platform::append_big16;
 using tessel::platform::append_big32;
+using tessel::testing::expect_pixels;
 using tessel::testing::kWhitePixel;
 using tessel::testing::OffscreenPort;
 
@@ -74,9 +75,8 @@ TEST_F(PixPatResource, PatternFromItsResourceFillsAlignedToThePixels) {
   OffscreenPort port(24, 24);
   Rect area{2, 2, 24, 24};
   FillCRect(&area, pattern);
-  EXPECT_EQ(port.at(3, 3), 0x00FF00u);
-  EXPECT_EQ(port.at(13, 13), 0x00FF00u);
-  EXPECT_EQ(port.at(13, 5), 0x00FF00u);  // rows 13 and 5 share a pattern row
+  // Rows 13 and 5 share a pattern row.
+  expect_pixels(port, {{3, 3, 0x00FF00}, {13, 13, 0x00FF00}, {13, 5, 0x00FF00}});
   EXPECT_EQ(port.at(4, 3), kWhitePixel);
   EXPECT_EQ(port.at(1, 1), kWhitePixel);  // outside the area
   DisposePixPat(pattern);

@@ -87,16 +87,6 @@ TEST(QuickdrawText, ForeColourAndAntiAliasingShowInColourPorts) {
   EXPECT_TRUE(blended);
 }
 
-TEST(QuickdrawText, OneBitPortsGetThresholdedGlyphs) {
-  OffscreenPort port(60, 24, 1);
-  TextSize(16);
-  MoveTo(2, 18);
-  PString text("Ab");
-  DrawString(text.bytes);
-  Rect all{0, 0, 24, 60};
-  EXPECT_GT(count_drawn(port, all), 15);
-}
-
 TEST(QuickdrawText, BoldAndFixedWidthFontsAreDistinctFaces) {
   OffscreenPort port(10, 10);
   TextSize(12);

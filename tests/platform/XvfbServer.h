@@ -40,7 +40,6 @@ class XvfbServer {
     waitpid(server_, nullptr, 0);
   }
 
-  int display() const { return display_; }
   std::string name() const { return ":" + std::to_string(display_); }
 
  private:

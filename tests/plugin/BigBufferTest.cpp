@@ -53,34 +53,30 @@ class BigBuffer : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(BigBuffer, TakesTheApplicationHeapWhenEverythingFits) {
-  give_free(140000, 1000000);
-  Grant grant = ask(1000, 50);
-  EXPECT_EQ(grant.err, noErr);
-  EXPECT_EQ(grant.units, 50);
-  EXPECT_EQ(grant.zone, ApplicZone());
-}
-
-TEST_F(BigBuffer, TakesTheRoomierHeapWhenTheNeedDoesNotFit) {
-  give_free(100000, 240000);
-  Grant grant = ask(1000, 500);
-  EXPECT_EQ(grant.err, noErr);
-  EXPECT_EQ(grant.units, 200);
-  EXPECT_EQ(grant.zone, mem::temporary_zone());
-
-  give_free(100000, 50000);
-  grant = ask(1000, 500);
-  EXPECT_EQ(grant.units, 60);
-  EXPECT_EQ(grant.zone, ApplicZone());
-}
-
-TEST_F(BigBuffer, RefusesWhenNotOneUnitFitsAboveTheReserve) {
-  give_free(40999, 40999);
-  EXPECT_EQ(ask(1000, 10).err, memFullErr);
-  give_free(41000, 0);
-  Grant grant = ask(1000, 10);
-  EXPECT_EQ(grant.err, noErr);
-  EXPECT_EQ(grant.units, 1);
+// The application heap when the whole need fits there, else the roomier
+// heap; at least one unit above the reserve, or nothing.
+TEST_F(BigBuffer, TakesTheHeapThatFitsOrRefuses) {
+  struct Case {
+    std::int64_t applicationFree, temporaryFree;
+    SInt32 unitCount;
+    OSErr err;
+    SInt32 units;
+    bool application;
+  };
+  const Case cases[] = {{140000, 1000000, 50, noErr, 50, true},
+                        {100000, 240000, 500, noErr, 200, false},
+                        {100000, 50000, 500, noErr, 60, true},
+                        {40999, 40999, 10, memFullErr, -1, false},
+                        {41000, 0, 10, noErr, 1, true}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.applicationFree);
+    give_free(c.applicationFree, c.temporaryFree);
+    Grant grant = ask(1000, c.unitCount);
+    EXPECT_EQ(grant.err, c.err);
+    EXPECT_EQ(grant.units, c.units);
+    THz zone = c.err != noErr ? nullptr : c.application ? ApplicZone() : mem::temporary_zone();
+    EXPECT_EQ(grant.zone, zone);
+  }
 }
 
 TEST_F(BigBuffer, AllOrNothingWhenOneUnitIsTheWholeNeed) {

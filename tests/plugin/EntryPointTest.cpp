@@ -1,6 +1,5 @@
 #include "PluginTestSupport.h"
 #include "plugin/ResultCodes.h"
-#include "plugin/TagTheDocument.h"
 #include "plugin/TesselAcquire.h"
 #include "tools/samples/SampleImages.h"
 
@@ -18,14 +17,7 @@ class EntryPoint : public PluginTest {
   // A document tagged with a sample file's rectangle, ready to export.
   void tagged_document() {
     ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), 0);
-    SourceImage image{};
-    image.fileSpec = spec_of("image.tif");
-    image.selection = Rect{0, 0, 10, 10};
-    image.width = 64;
-    image.height = 48;
-    auto* procs = ReferencePointerAs<HostResourceProcs>(Get(host.params, kExportResourceProcs));
-    ASSERT_EQ(TagTheDocument(procs, &image), 0);
-    host.document.fill(10, 10, 3);
+    ASSERT_EQ(host.tag(spec_of("image.tif"), Rect{0, 0, 10, 10}), 0);
     host.describe_document();
   }
 };
@@ -128,9 +120,6 @@ TEST_F(EntryPoint, PrepareArmsTheRun) {
   ts_acquire_main(kSelectorPrepare, &acquire, &slot, &result);
   ASSERT_EQ(result, 0);
   EXPECT_EQ(Get(acquire, kAcquireMemoryLimit), 0);
-  auto* globals = ReferencePointerAs<AcquireGlobals>(slot);
-  EXPECT_EQ(globals->firstContinue, 1);
-  EXPECT_EQ(globals->tagAtFinish, 1);
 }
 
 }  // namespace

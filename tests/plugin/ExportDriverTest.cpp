@@ -3,7 +3,6 @@
 #include "PluginTestSupport.h"
 #include "formats/FormatTestSupport.h"
 #include "plugin/ResultCodes.h"
-#include "plugin/TagTheDocument.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::testing {
@@ -36,22 +35,7 @@ class ExportDriver : public PluginTest {
     return file;
   }
 
-  // Tags the host's document with name's file, the rectangle, and the size
-  // the image had then; the document gets the rectangle's size.
-  void tag(const std::string& name, Rect rect, SInt32 width = 64, SInt32 height = 48,
-           SInt16 planes = 3) {
-    SourceImage image{};
-    image.fileSpec = spec_of(name);
-    image.selection = rect;
-    image.width = width;
-    image.height = height;
-    ASSERT_EQ(TagTheDocument(resource_procs(), &image), 0);
-    host().document.fill(SInt16(rect.bottom - rect.top), SInt16(rect.right - rect.left), planes);
-  }
-
-  const HostResourceProcs* resource_procs() {
-    return ReferencePointerAs<HostResourceProcs>(Get(host().params, kExportResourceProcs));
-  }
+  void tag(const std::string& name, Rect rect) { ASSERT_EQ(host().tag(spec_of(name), rect), 0); }
 
   // The file must hold the document in rect and the sample formula elsewhere,
   // and be byte for byte what a bare write of the document gives a copy of it.
@@ -159,13 +143,7 @@ TEST_F(ExportDriver, AFileThatCannotBeWrittenIsReportedAndAskedForAgain) {
   for (const Case& c : cases) {
     FakeExportHost fresh;  // new state record: report texts start empty
     write_rgb_tiff("image.tif", c.options);
-    SourceImage image{};
-    image.fileSpec = spec_of("image.tif");
-    image.selection = Rect{0, 0, 4, 4};
-    image.width = 64;
-    image.height = 48;
-    ASSERT_EQ(TagTheDocument(resource_procs(), &image), 0);
-    fresh.document.fill(4, 4, 3);
+    ASSERT_EQ(fresh.tag(spec_of("image.tif"), Rect{0, 0, 4, 4}), 0);
     fs::remove(path("alerts.log"));
     EXPECT_EQ(fresh.run(), kUserCancelled);  // nothing pre-selected: the dialog is cancelled
     EXPECT_EQ(alerts(), std::vector<std::string>{c.alert});
@@ -233,22 +211,6 @@ TEST_F(ExportDriver, AChosenFileOfAnotherSizeCannotBeUsed) {
   EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 32 [64|48]", 133)});
   std::vector<UInt8> tagBytes = host().tag_bytes();
   EXPECT_EQ(platform::read_big32(std::span(tagBytes).subspan(84)), 64u);
-}
-
-TEST_F(ExportDriver, StoppingMidRunKeepsTheBandsAlreadyWritten) {
-  fs::path file = write_rgb_tiff("image.tif");
-  tag("image.tif", Rect{0, 0, 12, 10});
-  Set(host().params, kExportMemoryLimit, 10 * 3 * 4);  // bands of four rows
-  host().abortAtCall = 4;                              // after the second band is written
-
-  EXPECT_EQ(host().run(), kUserCancelled);
-
-  EXPECT_TRUE(alerts().empty());
-  EXPECT_EQ(Get(host().params, kExportModifiedFlag), 1);
-  expect_boxes_read(file, [](SInt32 r, SInt32 c, SInt32 p) {
-    bool written = r < 8 && c < 10;
-    return written ? FakeDocument::sample(r, c, p) : sample_value(kSeed, r, c, p);
-  });
 }
 
 }  // namespace

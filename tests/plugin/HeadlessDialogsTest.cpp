@@ -14,12 +14,9 @@ class HeadlessDialogs : public PluginTest {
   void add_second_alert() {
     FSSpec spec = spec_of("second.rsrc");
     write_file("second.rsrc", {});
-    std::vector<UInt8> alert(8, 0);
-    platform::append_big16(alert, 200);
-    platform::append_big16(alert, 0x0008);
     platform::resources::ResourceFork fork{
         0,
-        {{FourCC("ALRT"), 200, 0, "", alert},
+        {{FourCC("ALRT"), 200, 0, "", alert_template(Rect{}, 200, 0x0008)},
          {FourCC("DITL"), 200, 0, "", message_items("^0\xD5s ^1/^2/^3 ^0\r^4")}}};
     ASSERT_EQ(platform::appledouble::write_resource_fork(
                   path("second.rsrc"), *platform::resources::serialize_fork(fork)),

@@ -20,13 +20,13 @@
 #include "Resources.h"
 #include "StandardFile.h"
 #include "TempFolder.h"
+#include "platform/DialogTestSupport.h"
 #include "plugin/HostRecords.h"
+#include "plugin/TagTheDocument.h"
 #include "plugin/TesselAcquire.h"
 #include "plugin/TesselExport.h"
 
 namespace tessel::testing {
-
-using platform::append_big16;
 
 // Message i of string list 16005 reads "message i [^0|^1]", so an alert line
 // shows which message was picked and what replaced its placeholders.
@@ -51,29 +51,14 @@ inline std::vector<UInt8> string_list(const std::vector<std::string>& texts) {
 
 // An item list with an OK button and one static text.
 inline std::vector<UInt8> message_items(const std::string& text) {
-  std::vector<UInt8> bytes;
-  append_big16(bytes, 1);
-  auto item = [&bytes](UInt8 type, const std::string& data) {
-    bytes.insert(bytes.end(), 4 + 8, 0);
-    bytes.push_back(type);
-    bytes.push_back(UInt8(data.size()));
-    bytes.insert(bytes.end(), data.begin(), data.end());
-    if (data.size() % 2 != 0) bytes.push_back(0);
-  };
-  item(4, "OK");
-  item(8 | 0x80, text);
-  return bytes;
+  return item_list(
+      {{ctrlItem + btnCtrl, {}, text_bytes("OK")}, {statText | itemDisable, {}, text_bytes(text)}});
 }
 
 inline platform::resources::ResourceFork message_fork() {
   std::vector<std::string> messages;
   for (int i = 1; i <= 32; ++i) messages.push_back(message_text(i));
-  auto alert = [](SInt16 items) {
-    std::vector<UInt8> bytes(8, 0);
-    append_big16(bytes, UInt16(items));
-    append_big16(bytes, 0x5555);
-    return bytes;
-  };
+  auto alert = [](SInt16 items) { return alert_template(Rect{}, items, 0x5555); };
   return {0,
           {{FourCC("STR#"), 16005, 0, "", string_list(messages)},
            {FourCC("STR#"), kHostCallbackStrings, 0, "",
@@ -138,20 +123,34 @@ struct FakeDocument {
   }
 };
 
-// What both fake hosts answer alike: the abort test and the progress
-// report, and the tables of their buffer and resource callbacks. The
-// callbacks have no context argument, so the host that runs a call is the
-// current one: the one made last and not yet gone.
+// What both fake hosts answer alike: the abort test, the progress report,
+// the document's "part" resources, and the tables of their buffer and
+// resource callbacks. The callbacks have no context argument, so the host
+// that runs a call is the current one: the one made last and not yet gone.
 template <class Host>
 class FakeHostCallbacks {
  public:
   SInt32 abortAtCall = 0;  // testAbort answers 1 from this call on; 0 never
   SInt32 abortCalls = 0;
   SInt32 lastDone = -1, lastTotal = -1;
+  std::vector<Handle> tags;  // the document's "part" resources
+
+  std::vector<UInt8> tag_bytes(std::size_t index = 0) const {
+    const UInt8* data = reinterpret_cast<const UInt8*>(*tags.at(index));
+    return {data, data + GetHandleSize(tags[index])};
+  }
+  void add_tag(const std::vector<UInt8>& bytes) {
+    Handle tag = NewHandle(Size(bytes.size()));
+    std::copy(bytes.begin(), bytes.end(), reinterpret_cast<UInt8*>(*tag));
+    tags.push_back(tag);
+  }
 
  protected:
   FakeHostCallbacks() { current() = static_cast<Host*>(this); }
-  ~FakeHostCallbacks() { current() = nullptr; }
+  ~FakeHostCallbacks() {
+    current() = nullptr;
+    for (Handle tag : tags) DisposeHandle(tag);
+  }
   FakeHostCallbacks(const FakeHostCallbacks&) = delete;
   FakeHostCallbacks& operator=(const FakeHostCallbacks&) = delete;
 
@@ -173,8 +172,30 @@ class FakeHostCallbacks {
     return procs;
   }
   static HostResourceProcs& resourceProcs() {
-    static HostResourceProcs procs{Host::count, Host::get, Host::remove, Host::add};
+    static HostResourceProcs procs{count, get, remove, add};
     return procs;
+  }
+
+ private:
+  static SInt16 count(ResType type) {
+    return type == FourCC("part") ? SInt16(current()->tags.size()) : SInt16(0);
+  }
+  static Handle get(ResType type, SInt16 index) {
+    auto& tags = current()->tags;
+    bool found = type == FourCC("part") && index >= 1 && std::size_t(index) <= tags.size();
+    return found ? tags[std::size_t(index - 1)] : nullptr;
+  }
+  static void remove(ResType type, SInt16 index) {
+    auto& tags = current()->tags;
+    if (type != FourCC("part") || index < 1 || std::size_t(index) > tags.size()) return;
+    DisposeHandle(tags[std::size_t(index - 1)]);
+    tags.erase(tags.begin() + (index - 1));
+  }
+  static OSErr add(ResType type, Handle data) {
+    if (type != FourCC("part")) return -50;
+    const UInt8* bytes = reinterpret_cast<const UInt8*>(*data);
+    current()->add_tag({bytes, bytes + GetHandleSize(data)});
+    return 0;
   }
 };
 
@@ -186,10 +207,8 @@ class FakeExportHost : public FakeHostCallbacks<FakeExportHost> {
   ExportParams params{};
   PluginDataSlot slot = 0;
   FakeDocument document;
-  std::vector<Handle> tags;  // the document's "part" resources
   std::vector<Rect> requests;
   std::vector<std::pair<SInt16, SInt16>> requestedPlanes;
-  bool offerProcs = true;
 
   FakeExportHost() {
     Set(params, kExportMemoryLimit, 1 << 20);
@@ -199,8 +218,18 @@ class FakeExportHost : public FakeHostCallbacks<FakeExportHost> {
     Set(params, kExportResourceProcs, NewReference(&resourceProcs()));
     Set(params, kExportModifiedFlag, 1);
   }
-  ~FakeExportHost() {
-    for (Handle tag : tags) DisposeHandle(tag);
+
+  // Tags the document with rect of file, an image of width x height, and
+  // gives the document the rectangle's size.
+  OSErr tag(const FSSpec& file, Rect rect, SInt16 planes = 3, SInt32 width = 64,
+            SInt32 height = 48) {
+    SourceImage image{};
+    image.fileSpec = file;
+    image.selection = rect;
+    image.width = width;
+    image.height = height;
+    document.fill(SInt16(rect.bottom - rect.top), SInt16(rect.right - rect.left), planes);
+    return TagTheDocument(&resourceProcs(), &image);
   }
 
   void describe_document() {
@@ -233,16 +262,6 @@ class FakeExportHost : public FakeHostCallbacks<FakeExportHost> {
     return r.top == 0 && r.left == 0 && r.bottom == 0 && r.right == 0;
   }
 
-  std::vector<UInt8> tag_bytes(std::size_t index = 0) const {
-    const UInt8* data = reinterpret_cast<const UInt8*>(*tags.at(index));
-    return {data, data + GetHandleSize(tags[index])};
-  }
-  void add_tag(const std::vector<UInt8>& bytes) {
-    Handle tag = NewHandle(Size(bytes.size()));
-    std::copy(bytes.begin(), bytes.end(), reinterpret_cast<UInt8*>(*tag));
-    tags.push_back(tag);
-  }
-
  private:
   // Hands over the requested rows and planes, each row padded by 3 bytes so
   // that the row step matters, and runs one continue.
@@ -271,26 +290,6 @@ class FakeExportHost : public FakeHostCallbacks<FakeExportHost> {
   static OSErr allocate(SInt32, SInt16, SInt16, SInt16, SInt16*, BufferID*) { return -108; }
   static Ptr lock(BufferID, Boolean) { return nullptr; }
   static void release(BufferID) {}
-  static SInt16 count(ResType type) {
-    return type == FourCC("part") ? SInt16(current()->tags.size()) : SInt16(0);
-  }
-  static Handle get(ResType type, SInt16 index) {
-    auto& tags = current()->tags;
-    bool found = type == FourCC("part") && index >= 1 && std::size_t(index) <= tags.size();
-    return found ? tags[std::size_t(index - 1)] : nullptr;
-  }
-  static void remove(ResType type, SInt16 index) {
-    auto& tags = current()->tags;
-    if (type != FourCC("part") || index < 1 || std::size_t(index) > tags.size()) return;
-    DisposeHandle(tags[std::size_t(index - 1)]);
-    tags.erase(tags.begin() + (index - 1));
-  }
-  static OSErr add(ResType type, Handle data) {
-    if (type != FourCC("part")) return -50;
-    const UInt8* bytes = reinterpret_cast<const UInt8*>(*data);
-    current()->add_tag({bytes, bytes + GetHandleSize(data)});
-    return 0;
-  }
 };
 
 // The host side of an acquire run: it lends one strip buffer of the rows it
@@ -314,7 +313,6 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
   SInt16 mostRowsAsked = 0;
   std::vector<Strip> strips;
   std::vector<UInt8> pixels;  // planes interleaved, rows × columns × planes
-  std::vector<std::vector<UInt8>> tags;
   bool bufferLent = false;
 
   FakeAcquireHost() {
@@ -395,21 +393,6 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
   }
   static void release(BufferID id) {
     if (id == 77) current()->bufferLent = false;
-  }
-  static SInt16 count(ResType type) {
-    return type == FourCC("part") ? SInt16(current()->tags.size()) : SInt16(0);
-  }
-  static Handle get(ResType, SInt16) { return nullptr; }
-  static void remove(ResType type, SInt16 index) {
-    auto& tags = current()->tags;
-    if (type == FourCC("part") && index >= 1 && std::size_t(index) <= tags.size())
-      tags.erase(tags.begin() + (index - 1));
-  }
-  static OSErr add(ResType type, Handle data) {
-    if (type != FourCC("part")) return -50;
-    const UInt8* bytes = reinterpret_cast<const UInt8*>(*data);
-    current()->tags.emplace_back(bytes, bytes + GetHandleSize(data));
-    return 0;
   }
 
   std::vector<UInt8> buffer_;

@@ -98,6 +98,10 @@ TEST_F(Grid, TogglingSelectsTheCellUnderTheClickPointOrRemovesTheLines) {
   SetGridToggle(state_.get(), false);
   EXPECT_EQ(GetDItemValue(dialog_, kGridCheckBoxItem), 0);
   EXPECT_EQ(row(67), Shows::preview);
+
+  // A user item's handle is its drawing routine, not a control to set.
+  SetDItemValue(dialog_, kPreviewItem, 1);
+  EXPECT_EQ(GetDItemValue(dialog_, kPreviewItem), 0);
 }
 
 TEST_F(Grid, OneByOneTurnsTheGridOffAndAnyOtherCountTurnsItOn) {

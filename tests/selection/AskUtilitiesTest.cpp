@@ -15,11 +15,14 @@ using tessel::testing::OffscreenPort;
 using tessel::testing::TestFork;
 using tessel::testing::text_of;
 
+// Halves round up, negative results are truncated toward zero after the
+// half is added, and the ends map to the ends.
 TEST(LinearMap, RoundsHalvesUpAndKeepsTheEnds) {
-  EXPECT_EQ(LinearMap(3, 300, 1), 100);
-  EXPECT_EQ(LinearMap(2, 5, 1), 3);
-  EXPECT_EQ(LinearMap(4, 10, 3), 8);
-  EXPECT_EQ(LinearMap(7, 13, 3), 6);  // 5.571 rounds to nearest
+  const struct {
+    SInt32 from, to, value, mapped;
+  } cases[] = {{3, 300, 1, 100}, {2, 5, 1, 3},     {4, 10, 3, 8},  {7, 13, 3, 6},
+               {10, 13, -1, 0},  {10, 16, -1, -1}, {4, 10, -3, -7}};
+  for (const auto& c : cases) EXPECT_EQ(LinearMap(c.from, c.to, c.value), c.mapped) << c.value;
   for (SInt32 n : {1, 3, 49, 50, 700}) {
     EXPECT_EQ(LinearMap(n, 517, 0), 0);
     EXPECT_EQ(LinearMap(n, 517, n), 517);
@@ -31,12 +34,6 @@ TEST(LinearMap, DividesFirstInSinglePrecision) {
   // grid must land where the rest of the dialog computes it.
   EXPECT_EQ(LinearMap(12, 54, 7), 31);
   EXPECT_EQ(LinearMap(12, 438, 7), 255);
-}
-
-TEST(LinearMap, TruncatesNegativeResultsTowardZero) {
-  EXPECT_EQ(LinearMap(10, 13, -1), 0);   // -1.3 + 0.5
-  EXPECT_EQ(LinearMap(10, 16, -1), -1);  // -1.6 + 0.5
-  EXPECT_EQ(LinearMap(4, 10, -3), -7);   // -7.5 + 0.5
 }
 
 class ByteCounts : public TestFork {
@@ -52,38 +49,23 @@ class ByteCounts : public TestFork {
   }
 };
 
-TEST_F(ByteCounts, KilobytesRoundUpBelow1024) {
-  EXPECT_EQ(text(0), "0 KB");
-  EXPECT_EQ(text(1), "1 KB");
-  EXPECT_EQ(text(1024), "1 KB");
-  EXPECT_EQ(text(1025), "2 KB");
-  EXPECT_EQ(text(1023 * 1024), "1023 KB");
-}
-
-TEST_F(ByteCounts, MegabytesRoundHalfUpFromKilobytes) {
-  EXPECT_EQ(text(1023 * 1024 + 1), "1 MB");
-  EXPECT_EQ(text(1535 * 1024), "1 MB");
-  EXPECT_EQ(text(1536 * 1024), "2 MB");
-  EXPECT_EQ(text(1536 * 1024 - 1), "2 MB");  // still 1536 kilobytes, rounded up
-  EXPECT_EQ(text(2047 * 1024 * 1024 + 1), "2047 MB");
+// Kilobytes round up below 1024 of them; megabytes round half up from the
+// kilobytes, so 1536 KB less a byte is still 2 MB.
+TEST_F(ByteCounts, KilobytesRoundUpAndMegabytesHalfUp) {
+  const std::pair<SInt32, const char*> cases[] = {{0, "0 KB"},
+                                                  {1, "1 KB"},
+                                                  {1024, "1 KB"},
+                                                  {1025, "2 KB"},
+                                                  {1023 * 1024, "1023 KB"},
+                                                  {1023 * 1024 + 1, "1 MB"},
+                                                  {1535 * 1024, "1 MB"},
+                                                  {1536 * 1024, "2 MB"},
+                                                  {1536 * 1024 - 1, "2 MB"},
+                                                  {2047 * 1024 * 1024 + 1, "2047 MB"}};
+  for (const auto& [bytes, shown] : cases) EXPECT_EQ(text(bytes), shown) << bytes;
 }
 
 class Styles : public TestFork {};
-
-TEST_F(Styles, StyleResourceGivesSizeFaceAndFontByName) {
-  std::vector<UInt8> style{0, 9, 0, bold | italic, 6, 'G', 'e', 'n', 'e', 'v', 'a'};
-  add(kStyleResourceType, 16000, style);
-  SInt16 geneva = 0;
-  GetFNum(reinterpret_cast<ConstStringPtr>("\x06Geneva"), &geneva);
-  FontState state{-1, -1, -1, -1};
-  Handle resource = GetFontStateFromID(16000, &state);
-  EXPECT_NE(resource, nullptr);
-  EXPECT_EQ(state.size, 9);
-  EXPECT_EQ(state.face, bold | italic);
-  EXPECT_EQ(state.font, geneva);
-  EXPECT_NE(geneva, 0);
-  EXPECT_EQ(state.mode, srcOr);
-}
 
 TEST_F(Styles, MissingStyleGivesDefaultsInSrcOr) {
   FontState state{-1, -1, -1, -1};
@@ -102,8 +84,9 @@ TEST_F(Styles, ANameLongerThanTheResourceIsCutNotOverrun) {
   EXPECT_EQ(state.font, 0);  // "Ge" names no font
 }
 
+// The style's size, face and font by name reach the port, in srcOr.
 TEST_F(Styles, SetFontStateFromIDAppliesTheStyleToThePort) {
-  add(kStyleResourceType, 16002, {0, 10, 0, bold, 6, 'M', 'o', 'n', 'a', 'c', 'o'});
+  add(kStyleResourceType, 16002, {0, 10, 0, bold | italic, 6, 'M', 'o', 'n', 'a', 'c', 'o'});
   OffscreenPort port(8, 8);
   TextMode(srcCopy);
   SetFontStateFromID(16002);
@@ -112,7 +95,8 @@ TEST_F(Styles, SetFontStateFromIDAppliesTheStyleToThePort) {
   SInt16 monaco = 0;
   GetFNum(reinterpret_cast<ConstStringPtr>("\x06Monaco"), &monaco);
   EXPECT_EQ(now.size, 10);
-  EXPECT_EQ(now.face, bold);
+  EXPECT_EQ(now.face, bold | italic);
+  EXPECT_NE(monaco, 0);
   EXPECT_EQ(now.font, monaco);
   EXPECT_EQ(now.mode, srcOr);
 }

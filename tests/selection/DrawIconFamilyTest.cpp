@@ -10,6 +10,7 @@
 namespace {
 
 namespace qd = tessel::platform::quickdraw;
+using tessel::testing::expect_pixels;
 using tessel::testing::kBlackPixel;
 using tessel::testing::kWhitePixel;
 using tessel::testing::OffscreenPort;
@@ -106,12 +107,8 @@ TEST_F(IconFamilies, TwoBitScreenDrawsTheOneBitSmallIcon) {
   ASSERT_TRUE(qd::set_screen_depth(2));
   OffscreenPort port(40, 40);
   DrawIconFamily(&cache_, kId, 4, 6, 16, 16);
-  EXPECT_EQ(port.at(4, 6), kBlackPixel);
-  EXPECT_EQ(port.at(5, 6), kWhitePixel);
-  EXPECT_EQ(port.at(4, 7), kWhitePixel);
-  EXPECT_EQ(port.at(19, 21), kBlackPixel);
-  EXPECT_EQ(port.at(20, 21), kWhitePixel);
-  EXPECT_EQ(port.at(3, 6), kWhitePixel);
+  expect_pixels(port, {{4, 6, kBlackPixel}, {5, 6, kWhitePixel}, {4, 7, kWhitePixel}});
+  expect_pixels(port, {{19, 21, kBlackPixel}, {20, 21, kWhitePixel}, {3, 6, kWhitePixel}});
   EXPECT_EQ(cache_.signature, kIconCacheSignature);
 }
 
@@ -120,14 +117,13 @@ TEST_F(IconFamilies, SmallRequestOnEightBitsCropsTheLargeIconUnderItsMask) {
   ASSERT_TRUE(qd::set_screen_depth(8));
   OffscreenPort port(40, 40);
   DrawIconFamily(&cache_, kId, 4, 4, 16, 16);
-  EXPECT_EQ(port.at(4, 4), kWhitePixel) << "column 0 is outside the mask";
-  EXPECT_EQ(port.at(4, 19), kWhitePixel);
+  // Column 0 is outside the mask.
+  expect_pixels(port, {{4, 4, kWhitePixel}, {4, 19, kWhitePixel}});
   for (int d = 1; d < 16; ++d) {
     EXPECT_EQ(port.at(4 + d, 4 + d), colour(8, 5)) << d;
     EXPECT_EQ(port.at(4 + d, 4), colour(8, 5)) << d;
   }
-  EXPECT_EQ(port.at(20, 10), kWhitePixel);
-  EXPECT_EQ(port.at(10, 20), kWhitePixel);
+  expect_pixels(port, {{20, 10, kWhitePixel}, {10, 20, kWhitePixel}});
 }
 
 TEST_F(IconFamilies, ThirteenPixelRequestTakesTheSmallIconAndCropsIt) {
@@ -135,10 +131,8 @@ TEST_F(IconFamilies, ThirteenPixelRequestTakesTheSmallIconAndCropsIt) {
   ASSERT_TRUE(qd::set_screen_depth(8));
   OffscreenPort port(40, 40);
   DrawIconFamily(&cache_, kId, 10, 10, 13, 13);
-  EXPECT_EQ(port.at(10, 10), colour(8, 35));
-  EXPECT_EQ(port.at(22, 22), colour(8, 35));
-  EXPECT_EQ(port.at(23, 22), kWhitePixel);
-  EXPECT_EQ(port.at(22, 23), kWhitePixel);
+  expect_pixels(port, {{10, 10, colour(8, 35)}, {22, 22, colour(8, 35)}});
+  expect_pixels(port, {{23, 22, kWhitePixel}, {22, 23, kWhitePixel}});
 }
 
 TEST_F(IconFamilies, FourBitScreenUsesTheFourBitKindsAndTheirMasks) {
@@ -146,13 +140,10 @@ TEST_F(IconFamilies, FourBitScreenUsesTheFourBitKindsAndTheirMasks) {
   ASSERT_TRUE(qd::set_screen_depth(4));
   OffscreenPort port(40, 40);
   DrawIconFamily(&cache_, kId, 0, 0, 32, 32);
-  EXPECT_EQ(port.at(0, 5), kWhitePixel);
-  EXPECT_EQ(port.at(1, 5), colour(4, 6));
-  EXPECT_EQ(port.at(31, 31), colour(4, 6));
+  expect_pixels(port, {{0, 5, kWhitePixel}, {1, 5, colour(4, 6)}, {31, 31, colour(4, 6)}});
   EXPECT_EQ(port.at(32, 31), kWhitePixel);
   DrawIconFamily(&cache_, kId, 0, 0, 16, 16);
-  EXPECT_EQ(port.at(0, 0), colour(4, 3));
-  EXPECT_EQ(port.at(15, 15), colour(4, 3));
+  expect_pixels(port, {{0, 0, colour(4, 3)}, {15, 15, colour(4, 3)}});
 }
 
 TEST_F(IconFamilies, ColourIconWithoutAMaskIsCopiedWhole) {
@@ -160,9 +151,7 @@ TEST_F(IconFamilies, ColourIconWithoutAMaskIsCopiedWhole) {
   ASSERT_TRUE(qd::set_screen_depth(4));
   OffscreenPort port(20, 20);
   DrawIconFamily(&cache_, kId, 2, 2, 16, 16);
-  EXPECT_EQ(port.at(2, 2), colour(4, 3));
-  EXPECT_EQ(port.at(17, 17), colour(4, 3));
-  EXPECT_EQ(port.at(18, 17), kWhitePixel);
+  expect_pixels(port, {{2, 2, colour(4, 3)}, {17, 17, colour(4, 3)}, {18, 17, kWhitePixel}});
 }
 
 TEST_F(IconFamilies, FamilyWithoutUsableKindsDrawsNothing) {

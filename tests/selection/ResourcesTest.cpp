@@ -85,10 +85,6 @@ TEST_F(CompiledResources, SoundIsAShortSampledSoundThePlatformPlays) {
   Handle sound = Get1Resource(FourCC("snd "), 16000);
   ASSERT_NE(sound, nullptr);
   auto bytes = bytes_of(sound);
-  ASSERT_GE(bytes.size(), 42u);
-  EXPECT_EQ(read_big16(bytes), 1);                   // format 1
-  EXPECT_EQ(read_big16(bytes.subspan(10)), 1);       // one command
-  EXPECT_EQ(read_big16(bytes.subspan(12)), 0x8051);  // bufferCmd with an offset
   auto decoded = tessel::platform::sound::decode(bytes);
   ASSERT_TRUE(decoded.has_value());
   EXPECT_EQ(decoded->rate, 11025.0);
@@ -111,13 +107,6 @@ TEST_F(CompiledResources, AboutBoxDialogIsHiddenWithItsButtonFirst) {
   ASSERT_GE(list.size(), 15u);
   EXPECT_GE(read_big16(list) + 1, 2);
   EXPECT_EQ(list[14], 4) << "item 1 is an enabled push button";
-}
-
-TEST_F(CompiledResources, WaitingPatternDecodes) {
-  PixPatHandle pattern = GetPixPat(16000);
-  ASSERT_NE(pattern, nullptr);
-  EXPECT_EQ((**pattern).patType, 1);
-  DisposePixPat(pattern);
 }
 
 }  // namespace
