@@ -70,9 +70,10 @@ static OSErr parseCounts(ScitexState* state) {
   SInt64 lines = 0, pixels = 0;
   if (OSErr err = parseField(state->refNum, kCountDigits, 0, &lines); err != noErr) return err;
   if (OSErr err = parseField(state->refNum, kCountDigits, 0, &pixels); err != noErr) return err;
-  if (lines <= 0 || pixels <= 0) return kFormatFailure;
-  SInt64 padded = pixels + (pixels & 1);
-  if (kPixelStart + lines * state->channels * padded > INT32_MAX) return kFormatFailure;
+  if (lines <= 0 || pixels <= 0 || lines > INT32_MAX || pixels > INT32_MAX) return kFormatFailure;
+  // Eleven digits each: the product is tested by division, never formed.
+  const SInt64 lineBytes = SInt64(state->channels) * (pixels + (pixels & 1));
+  if (lines > (INT32_MAX - kPixelStart) / lineBytes) return kFormatFailure;
   state->lines = SInt32(lines);
   state->pixelsPerLine = SInt32(pixels);
   return noErr;
