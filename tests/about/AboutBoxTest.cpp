@@ -47,15 +47,7 @@ class AboutBox : public DialogTest {
  protected:
   void SetUp() override {
     DialogTest::SetUp();
-    auto compiled = platform::files::spec_from_path(TESSEL_RESOURCE_FORK);
-    ASSERT_TRUE(compiled.has_value());
-    compiled_ = FSpOpenResFile(&*compiled, fsRdPerm);
-    ASSERT_GT(compiled_, 0);
-  }
-
-  void TearDown() override {
-    if (compiled_ > 0) CloseResFile(compiled_);
-    DialogTest::TearDown();
+    open_compiled(TESSEL_RESOURCE_FORK);
   }
 
   // One showing driven by script, with the box's filter watched.
@@ -92,8 +84,6 @@ class AboutBox : public DialogTest {
     EXPECT_TRUE(platform::windows::all().empty());
     return backend;
   }
-
-  SInt16 compiled_ = 0;
 };
 
 // Lower-case keys count; a second word replaces the first's line at once, as
@@ -138,8 +128,7 @@ TEST_F(AboutBox, FirstWordClosesTheBoxAndPlaysTheSound) {
 // Without the sound the word still closes the box; without the template
 // there is no box.
 TEST_F(AboutBox, MissingResourcesMeanNoSoundOrNoBox) {
-  CloseResFile(compiled_);
-  compiled_ = 0;
+  close_compiled();
   EXPECT_FALSE(show_box("key biscuit")->script_finished());
 
   add({FourCC("DLOG"), kAboutDialogID, 0, "", dialog_template({0, 0, 100, 200}, 16000, false, 0)});

@@ -25,6 +25,10 @@ void paint(UInt32 rgb, Rect r) {
   ForeColor(blackColor);
 }
 
+void copy(const BitMap* from, OffscreenPort& to, Rect src, Rect dst, SInt16 mode = srcCopy) {
+  CopyBits(from, to.bits(), &src, &dst, mode, nullptr);
+}
+
 // A 4 x 2 source of four colours, each two pixels wide:
 //   row 0: red red green green
 //   row 1: blue blue grey grey
@@ -41,8 +45,7 @@ TEST(QuickdrawCopyBits, ScalesUpByNearestNeighbour) {
   OffscreenPort source(4, 2);
   paint_quadrants();
   OffscreenPort dest(16, 8);
-  Rect from{0, 0, 2, 4}, to{0, 0, 8, 16};
-  CopyBits(source.bits(), dest.bits(), &from, &to, srcCopy, nullptr);
+  copy(source.bits(), dest, {0, 0, 2, 4}, {0, 0, 8, 16});
   expect_pixels(dest, {{0, 0, 0xFF0000}, {7, 3, 0xFF0000}, {8, 3, 0x00FF00}});
   expect_pixels(dest, {{7, 4, 0x0000FF}, {15, 7, 0x808080}});
 }
@@ -52,36 +55,30 @@ TEST(QuickdrawCopyBits, ScalesDownAndOffsetsIntoTheDestination) {
   paint(0xFF0000, Rect{0, 0, 4, 8});
   paint(0x00FF00, Rect{4, 8, 8, 16});
   OffscreenPort dest(10, 10);
-  Rect from{0, 0, 8, 16}, to{3, 2, 5, 6};
-  CopyBits(source.bits(), dest.bits(), &from, &to, srcCopy, nullptr);
+  copy(source.bits(), dest, {0, 0, 8, 16}, {3, 2, 5, 6});
   expect_pixels(dest, {{2, 3, 0xFF0000}, {3, 3, 0xFF0000}, {4, 3, kWhitePixel}});
   expect_pixels(dest, {{5, 4, 0x00FF00}, {6, 4, kWhitePixel}, {2, 5, kWhitePixel}});
 }
 
-TEST(QuickdrawCopyBits, OneBitSourcesTakeTheForeAndBackColours) {
+// srcCopy gives a 1-bit source the port's fore and back colours; srcOr and
+// srcXor touch only the pixels under its set bits.
+TEST(QuickdrawCopyBits, OneBitSourcesTakeThePortColoursAndOrAndXorTouchOnlyTheirBits) {
   OffscreenPort source(8, 1, 1);
   paint(0x000000, Rect{0, 0, 1, 4});
   OffscreenPort dest(8, 1);
   Rect all{0, 0, 1, 8};
-  CopyBits(source.bits(), dest.bits(), &all, &all, srcCopy, nullptr);
+  copy(source.bits(), dest, all, all);
   expect_pixels(dest, {{0, 0, kBlackPixel}, {4, 0, kWhitePixel}});
+  paint(0x00FF00, all);
+  copy(source.bits(), dest, all, all, srcOr);
+  expect_pixels(dest, {{0, 0, kBlackPixel}, {4, 0, 0x00FF00}});
+  copy(source.bits(), dest, all, all, srcXor);
+  expect_pixels(dest, {{0, 0, kWhitePixel}, {7, 0, 0x00FF00}});
   RGBColor red{0xFFFF, 0, 0}, yellow{0xFFFF, 0xFFFF, 0};
   RGBForeColor(&red);
   RGBBackColor(&yellow);
-  CopyBits(source.bits(), dest.bits(), &all, &all, srcCopy, nullptr);
+  copy(source.bits(), dest, all, all);
   expect_pixels(dest, {{1, 0, 0xFF0000}, {5, 0, 0xFFFF00}});
-}
-
-TEST(QuickdrawCopyBits, OrAndXorModesTouchOnlyForegroundPixels) {
-  OffscreenPort source(8, 1, 1);
-  paint(0x000000, Rect{0, 0, 1, 4});
-  OffscreenPort dest(8, 1);
-  paint(0x00FF00, Rect{0, 0, 1, 8});
-  Rect all{0, 0, 1, 8};
-  CopyBits(source.bits(), dest.bits(), &all, &all, srcOr, nullptr);
-  expect_pixels(dest, {{0, 0, kBlackPixel}, {4, 0, 0x00FF00}});
-  CopyBits(source.bits(), dest.bits(), &all, &all, srcXor, nullptr);
-  expect_pixels(dest, {{0, 0, kWhitePixel}, {7, 0, 0x00FF00}});
 }
 
 TEST(QuickdrawCopyBits, IndexedPixelMapsAreReadThroughTheirColourTable) {
@@ -91,8 +88,7 @@ TEST(QuickdrawCopyBits, IndexedPixelMapsAreReadThroughTheirColourTable) {
   (**map).rowBytes = SInt16(4 | kPixMapMarker);
   (**map).bounds = Rect{0, 0, 1, 4};
   OffscreenPort dest(4, 1);
-  Rect all{0, 0, 1, 4};
-  CopyBits(*map, dest.bits(), &all, &all, srcCopy, nullptr);
+  copy(*map, dest, {0, 0, 1, 4}, {0, 0, 1, 4});
   // Entry 5 is FFFF FFFF 0000, entry 215 EEEE 0000 0000.
   expect_pixels(dest, {{0, 0, kWhitePixel}, {1, 0, 0xFFFF00}, {2, 0, 0xEE0000}});
   expect_pixels(dest, {{3, 0, kBlackPixel}});
@@ -109,8 +105,7 @@ TEST(QuickdrawCopyBits, FourBitPixelMapsUnpackTwoPixelsPerByte) {
   (**map).rowBytes = SInt16(2 | kPixMapMarker);
   (**map).bounds = Rect{0, 0, 1, 4};
   OffscreenPort dest(4, 1);
-  Rect all{0, 0, 1, 4};
-  CopyBits(*map, dest.bits(), &all, &all, srcCopy, nullptr);
+  copy(*map, dest, {0, 0, 1, 4}, {0, 0, 1, 4});
   // Entry 3 is red, 15 black, 0 white, 12 light grey.
   expect_pixels(dest, {{0, 0, 0xDD0806}, {1, 0, kBlackPixel}, {2, 0, kWhitePixel}});
   expect_pixels(dest, {{3, 0, 0xC0C0C0}});
@@ -124,8 +119,7 @@ TEST(QuickdrawCopyBits, CopiesIntoTheCurrentPortStayInsideItsClip) {
   OffscreenPort dest(10, 10);
   Rect clip{2, 2, 5, 5};
   ClipRect(&clip);
-  Rect all{0, 0, 10, 10};
-  CopyBits(source.bits(), dest.bits(), &all, &all, srcCopy, nullptr);
+  copy(source.bits(), dest, {0, 0, 10, 10}, {0, 0, 10, 10});
   expect_pixels(dest, {{2, 2, 0xFF0000}, {4, 4, 0xFF0000}});
   expect_pixels(dest, {{5, 4, kWhitePixel}, {1, 2, kWhitePixel}});
 }
@@ -140,22 +134,4 @@ TEST(QuickdrawCopyBits, CopyMaskDrawsOnlyWhereTheMaskIsSet) {
   CopyMask(source.bits(), &mask, dest.bits(), &from, &from, &to);
   expect_pixels(dest, {{0, 0, 0x0000FF}, {7, 1, 0x0000FF}, {15, 3, 0x0000FF}});
   expect_pixels(dest, {{8, 1, kWhitePixel}, {0, 2, kWhitePixel}});
-}
-
-TEST(QuickdrawCopyBits, ColourPatternFillsTileFromThePixelBuffer) {
-  OffscreenPort dest(20, 20);
-  std::vector<UInt8> pixels(64, 255);
-  pixels[0] = 0;  // one white pixel at the tile's top-left
-  PixPatHandle pattern = NewPixPat();
-  (**pattern).patType = 1;
-  (**pattern).patMap = NewPixMap();
-  (**(**pattern).patMap).baseAddr = reinterpret_cast<Ptr>(pixels.data());
-  (**(**pattern).patMap).rowBytes = SInt16(8 | kPixMapMarker);
-  (**(**pattern).patMap).bounds = Rect{0, 0, 8, 8};
-  Rect area{3, 3, 20, 20};
-  FillCRect(&area, pattern);
-  expect_pixels(dest, {{8, 8, kWhitePixel}, {16, 16, kWhitePixel}, {9, 8, kBlackPixel}});
-  EXPECT_EQ(dest.at(2, 2), kWhitePixel);  // outside the area
-  (**(**pattern).patMap).baseAddr = nullptr;
-  DisposePixPat(pattern);
 }

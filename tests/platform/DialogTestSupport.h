@@ -91,6 +91,23 @@ inline std::vector<UInt8> sampled_sound(UInt32 rate, std::size_t count) {
   return out;
 }
 
+struct DialogItem {
+  SInt16 kind = 0;
+  Handle handle = nullptr;
+  Rect box{};
+};
+inline DialogItem item_of(DialogPtr dialog, SInt16 number) {
+  DialogItem item;
+  GetDItem(dialog, number, &item.kind, &item.handle, &item.box);
+  return item;
+}
+
+// A resource file opened for reading on top of the chain; -1 when it cannot be.
+inline SInt16 open_resource_file(const std::filesystem::path& file) {
+  auto spec = platform::files::spec_from_path(file);
+  return spec ? FSpOpenResFile(&*spec, fsRdPerm) : SInt16(-1);
+}
+
 inline int dark_pixels(const GrafPort& port, const Rect& r) {
   int dark = 0;
   for (int v = r.top; v < r.bottom; ++v) {
@@ -102,7 +119,8 @@ inline int dark_pixels(const GrafPort& port, const Rect& r) {
 }
 
 // A scratch folder whose resource file, built by add() and opened by
-// open_resources(), sits at the top of the resource chain.
+// open_resources(), sits at the top of the resource chain, above a compiled
+// one the test may open.
 class DialogTest : public TempFolder {
  protected:
   void SetUp() override {
@@ -113,7 +131,16 @@ class DialogTest : public TempFolder {
   void TearDown() override {
     for (WindowPtr window : platform::windows::all()) platform::windows::close(*window);
     if (file_ > 0) CloseResFile(file_);
+    close_compiled();
     TempFolder::TearDown();
+  }
+
+  void open_compiled(const std::filesystem::path& file) {
+    ASSERT_GT(compiled_ = open_resource_file(file), 0) << file;
+  }
+  void close_compiled() {
+    if (compiled_ > 0) CloseResFile(compiled_);
+    compiled_ = 0;
   }
 
   void add(platform::resources::Resource resource) { fork_.resources.push_back(resource); }
@@ -128,6 +155,8 @@ class DialogTest : public TempFolder {
     file_ = FSpOpenResFile(&spec, fsRdPerm);
     ASSERT_GT(file_, 0);
   }
+
+  SInt16 compiled_ = 0;
 
  private:
   platform::resources::ResourceFork fork_;

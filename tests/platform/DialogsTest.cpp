@@ -11,6 +11,7 @@
 #include "Dialogs.h"
 #include "Events.h"
 #include "MacErrors.h"
+#include "OffscreenPort.h"
 #include "Resources.h"
 #include "Sound.h"
 #include "TempFolder.h"
@@ -21,6 +22,7 @@ namespace {
 
 namespace headless = platform::headless;
 namespace qd = platform::quickdraw;
+using Points = std::vector<std::pair<int, int>>;
 
 // Dialog 300: 1 OK button, 2 check box, 3 static text "^0", 4 user item
 // (the default outline), 5 user item drawn by the test, 6 disabled text.
@@ -35,10 +37,7 @@ const std::vector<DialogItemSpec> kItems = {
 int gUserItemDraws = 0;
 void paint_user_item(DialogPtr dialog, SInt16 item) {
   ++gUserItemDraws;
-  SInt16 kind = 0;
-  Handle handle = nullptr;
-  Rect box{};
-  GetDItem(dialog, item, &kind, &handle, &box);
+  Rect box = item_of(dialog, item).box;
   PaintRect(&box);
 }
 
@@ -63,24 +62,13 @@ class Dialogs : public DialogTest {
     DialogPtr dialog = GetNewDialog(300, storage_, kFirstWindowOfClass);
     if (dialog == nullptr) return nullptr;
     SetOutlineOKHook(dialog, 4);
-    SInt16 kind = 0;
-    Handle handle = nullptr;
-    Rect box{};
-    GetDItem(dialog, 5, &kind, &handle, &box);
-    SetDItem(dialog, 5, kind, UserItemHandle(paint_user_item), &box);
+    DialogItem drawn = item_of(dialog, 5);
+    SetDItem(dialog, 5, drawn.kind, UserItemHandle(paint_user_item), &drawn.box);
     return dialog;
   }
 
   alignas(DialogRecord) unsigned char storage_[sizeof(DialogRecord) + sizeof(void*)]{};
 };
-
-ControlHandle control_of(DialogPtr dialog, SInt16 item) {
-  SInt16 kind = 0;
-  Handle handle = nullptr;
-  Rect box{};
-  GetDItem(dialog, item, &kind, &handle, &box);
-  return reinterpret_cast<ControlHandle>(handle);
-}
 
 TEST_F(Dialogs, ScriptedClickTogglesCheckBoxAndReturnEndsTheDialog) {
   ASSERT_NE(headless::use_script("click 2\n"), nullptr);
@@ -93,7 +81,7 @@ TEST_F(Dialogs, ScriptedClickTogglesCheckBoxAndReturnEndsTheDialog) {
   SInt16 item = 0;
   ModalDialog(record_events, &item);
   EXPECT_EQ(item, 2);
-  ControlHandle box = control_of(dialog, 2);
+  auto box = reinterpret_cast<ControlHandle>(item_of(dialog, 2).handle);
   SetCtlValue(box, SInt16(!GetCtlValue(box)));
   ModalDialog(record_events, &item);
   EXPECT_EQ(item, 1);  // the script ran out: Return confirms
@@ -139,24 +127,20 @@ TEST_F(Dialogs, TrackingFollowsDragsUntilTheScriptedRelease) {
   ASSERT_EQ(item, 5);
   SetPort(dialog);
   UInt32 start = TickCount();
-  std::vector<std::pair<int, int>> seen;
+  Points seen;
   int looks = 0;
+  Point mouse{};
   do {
-    Point mouse{};
     GetMouse(&mouse);
-    if (seen.empty() || seen.back() != std::pair{int(mouse.h), int(mouse.v)}) {
-      seen.emplace_back(mouse.h, mouse.v);
-    }
+    if (seen.empty() || seen.back() != hv(mouse)) seen.push_back(hv(mouse));
     ++looks;
   } while (StillDown());
-  EXPECT_EQ(seen, (std::vector<std::pair<int, int>>{{30, 90}, {40, 100}, {60, 120}}));
+  EXPECT_EQ(seen, (Points{{30, 90}, {40, 100}, {60, 120}}));
   EXPECT_EQ(TickCount() - start, 3u);
   EXPECT_FALSE(StillDown());
   EXPECT_FALSE(Button());
-  Point last{};
-  GetMouse(&last);
-  EXPECT_EQ(last.h, 61);
-  EXPECT_EQ(last.v, 121);
+  GetMouse(&mouse);
+  EXPECT_EQ(hv(mouse), std::pair(61, 121));
   EXPECT_GE(looks, 6);
   CloseDialog(dialog);
 }
@@ -202,8 +186,7 @@ TEST_F(Dialogs, HostHelpersCentreAndMakeTheTemplateMovable) {
   Point where{SInt16(bounds.top + 5), SInt16(bounds.left + 7)};
   SetPort(dialog);
   GlobalToLocal(&where);
-  EXPECT_EQ(where.h, 7);
-  EXPECT_EQ(where.v, 5);
+  EXPECT_EQ(hv(where), std::pair(7, 5));
   DisposeDialog(dialog);
 }
 
@@ -308,8 +291,7 @@ TEST_F(CursorsAndSounds, CursorCopiedFromItsResourceIsDecoded) {
   auto shown = headless::active()->cursor();
   ASSERT_TRUE(shown.has_value());
   EXPECT_EQ(shown->image[5], 0x8005);
-  EXPECT_EQ(shown->hotSpot.v, 3);
-  EXPECT_EQ(shown->hotSpot.h, 9);
+  EXPECT_EQ(hv(shown->hotSpot), std::pair(9, 3));
   InitCursor();
   EXPECT_FALSE(headless::active()->cursor().has_value());
 }

@@ -23,6 +23,10 @@ class Files : public tessel::testing::TempFolder {
     EXPECT_EQ(FSpOpenDF(&spec, permission, &ref), noErr) << name;
     return ref;
   }
+  static OSErr write_byte(SInt16 ref, UInt8 byte) {
+    SInt32 count = 1;
+    return FSWrite(ref, &count, &byte);
+  }
 };
 
 std::string name_of(const FSSpec& spec) {
@@ -31,19 +35,8 @@ std::string name_of(const FSSpec& spec) {
 
 }  // namespace
 
-TEST_F(Files, SpecOfAPathResolvesBackToIt) {
-  write_file("images/scan.tif", {1, 2, 3});
-  FSSpec spec = spec_of("images/scan.tif");
-  EXPECT_EQ(name_of(spec), "scan.tif");
-  EXPECT_LT(spec.vRefNum, 0);
-  EXPECT_GE(spec.parID, 16);
-  auto back = files::path_from_spec(spec);
-  ASSERT_TRUE(back.has_value());
-  EXPECT_EQ(*back, path("images/scan.tif"));
-  EXPECT_EQ(spec_of("images/other.tif").parID, spec.parID) << "one folder, one id";
-}
-
-TEST_F(Files, SpecResolvesInALaterProcess) {
+// Made in one process, a spec resolves back to its path in the next.
+TEST_F(Files, SpecOfAPathResolvesBackToItInALaterProcess) {
   write_file("kept/a.tif", {1});
   int pipe_ends[2];
   ASSERT_EQ(pipe(pipe_ends), 0);
@@ -58,10 +51,14 @@ TEST_F(Files, SpecResolvesInALaterProcess) {
   int status = 0;
   waitpid(child, &status, 0);
   ASSERT_EQ(status, 0);
+  EXPECT_EQ(name_of(spec), "a.tif");
+  EXPECT_LT(spec.vRefNum, 0);
+  EXPECT_GE(spec.parID, 16);
   tessel::platform::catalog::forget();  // as a fresh process would start
   auto back = files::path_from_spec(spec);
   ASSERT_TRUE(back.has_value());
   EXPECT_EQ(*back, path("kept/a.tif"));
+  EXPECT_EQ(spec_of("kept/other.tif").parID, spec.parID) << "one folder, one id";
 }
 
 TEST_F(Files, AMovedFolderIsNotFound) {
@@ -92,28 +89,28 @@ TEST_F(Files, MakeFSSpecNamesMissingFilesAndRefusesLongNames) {
 TEST_F(Files, ReadsStopAtTheEndAndPositionsFollowTheirModes) {
   write_file("data", {10, 11, 12, 13, 14, 15, 16, 17});
   SInt16 ref = open("data", fsRdPerm);
+  auto mark = [ref] {
+    SInt32 position = -1;
+    GetFPos(ref, &position);
+    return position;
+  };
   UInt8 buffer[16] = {};
   SInt32 count = 3;
   ASSERT_EQ(FSRead(ref, &count, buffer), noErr);
   EXPECT_EQ(buffer[2], 12);
   EXPECT_EQ(SetFPos(ref, fsFromMark, 2), noErr);
-  SInt32 position = 0;
-  GetFPos(ref, &position);
-  EXPECT_EQ(position, 5);
+  EXPECT_EQ(mark(), 5);
   count = 10;
   EXPECT_EQ(FSRead(ref, &count, buffer), eofErr);
   EXPECT_EQ(count, 3);
   EXPECT_EQ(buffer[0], 15);
 
   EXPECT_EQ(SetFPos(ref, fsFromLEOF, -2), noErr);
-  GetFPos(ref, &position);
-  EXPECT_EQ(position, 6);
+  EXPECT_EQ(mark(), 6);
   EXPECT_EQ(SetFPos(ref, fsFromStart, -1), posErr);
-  GetFPos(ref, &position);
-  EXPECT_EQ(position, 6) << "a refused position leaves the mark";
+  EXPECT_EQ(mark(), 6) << "a refused position leaves the mark";
   EXPECT_EQ(SetFPos(ref, fsFromStart, 100), eofErr);
-  GetFPos(ref, &position);
-  EXPECT_EQ(position, 8);
+  EXPECT_EQ(mark(), 8);
   EXPECT_EQ(FSClose(ref), noErr);
   EXPECT_EQ(FSClose(ref), rfNumErr);
 }
@@ -125,11 +122,8 @@ TEST_F(Files, OneWriterAtATime) {
   SInt16 second = 0;
   EXPECT_EQ(FSpOpenDF(&spec, fsRdWrPerm, &second), opWrErr);
   SInt16 reader = open("shared", fsCurPerm);
-  UInt8 byte = 9;
-  SInt32 count = 1;
-  EXPECT_EQ(FSWrite(reader, &count, &byte), opWrErr) << "the second open settles for reading";
-  count = 1;
-  EXPECT_EQ(FSWrite(first, &count, &byte), noErr);
+  EXPECT_EQ(write_byte(reader, 9), opWrErr) << "the second open settles for reading";
+  EXPECT_EQ(write_byte(first, 9), noErr);
   FSClose(reader);
   FSClose(first);
   SInt16 again = open("shared", fsRdWrPerm);
@@ -145,9 +139,7 @@ TEST_F(Files, ALockedFileOpensForReadingOnly) {
   SInt16 ref = 0;
   EXPECT_EQ(FSpOpenDF(&spec, fsWrPerm, &ref), fLckdErr);
   ASSERT_EQ(FSpOpenDF(&spec, fsCurPerm, &ref), noErr);
-  UInt8 byte = 0;
-  SInt32 count = 1;
-  EXPECT_EQ(FSWrite(ref, &count, &byte), wrPermErr);
+  EXPECT_EQ(write_byte(ref, 0), wrPermErr);
   FSClose(ref);
 }
 
@@ -180,11 +172,7 @@ TEST_F(Files, CloseSyncsOnlyFilesThatWereWritten) {
   FSClose(reader);
   EXPECT_EQ(faulty.syncs, 0);
   SInt16 writer = open("synced", fsRdWrPerm);
-  UInt8 bytes[2] = {5, 6};
-  for (int i = 0; i < 3; ++i) {
-    SInt32 count = 1;
-    FSWrite(writer, &count, &bytes[i % 2]);
-  }
+  for (int byte : {5, 6, 5}) EXPECT_EQ(write_byte(writer, UInt8(byte)), noErr);
   EXPECT_EQ(faulty.syncs, 0) << "writes are not synced one by one";
   FSClose(writer);
   EXPECT_EQ(faulty.syncs, 1);

@@ -31,7 +31,16 @@ class SmallZones : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(SmallZones, MaxBlockShrinksWithEachAllocationAndRecovers) {
+TEST_F(SmallZones, AllocationsBeyondTheBudgetFailAndMaxBlockFollowsTheRest) {
+  EXPECT_EQ(NewHandle(100001), nullptr);
+  EXPECT_EQ(MemError(), memFullErr);
+  EXPECT_EQ(NewPtrClear(200000), nullptr);
+  EXPECT_EQ(MemError(), memFullErr);
+  Handle exact = NewHandle(100000);
+  EXPECT_NE(exact, nullptr);
+  EXPECT_EQ(MemError(), noErr);
+  DisposeHandle(exact);
+
   EXPECT_EQ(MaxBlock(), 100000);
   Handle h = NewHandle(60000);
   ASSERT_NE(h, nullptr);
@@ -42,17 +51,6 @@ TEST_F(SmallZones, MaxBlockShrinksWithEachAllocationAndRecovers) {
   DisposeHandle(h);
   DisposePtr(p);
   EXPECT_EQ(MaxBlock(), 100000);
-}
-
-TEST_F(SmallZones, AllocationBeyondTheBudgetFailsWithMemFull) {
-  EXPECT_EQ(NewHandle(100001), nullptr);
-  EXPECT_EQ(MemError(), memFullErr);
-  EXPECT_EQ(NewPtrClear(200000), nullptr);
-  EXPECT_EQ(MemError(), memFullErr);
-  Handle exact = NewHandle(100000);
-  EXPECT_NE(exact, nullptr);
-  EXPECT_EQ(MemError(), noErr);
-  DisposeHandle(exact);
 }
 
 TEST_F(SmallZones, TemporaryMemoryHasItsOwnZoneAndBudget) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <utility>
 #include <vector>
 
 #include "QDOffscreen.h"
@@ -27,14 +28,15 @@ class OffscreenPort {
   const BitMap* bits() { return GetPortBitMapForCopyBits(&port_); }
   UInt32 at(int h, int v) const { return platform::quickdraw::pixel(port_, h, v); }
 
-  // Every pixel of the port rectangle, row by row.
-  std::vector<UInt32> snapshot() const {
+  // Every pixel of r, or of the port rectangle, row by row.
+  std::vector<UInt32> snapshot(const Rect& r) const {
     std::vector<UInt32> pixels;
-    for (int v = port_.portRect.top; v < port_.portRect.bottom; ++v) {
-      for (int h = port_.portRect.left; h < port_.portRect.right; ++h) pixels.push_back(at(h, v));
+    for (int v = r.top; v < r.bottom; ++v) {
+      for (int h = r.left; h < r.right; ++h) pixels.push_back(at(h, v));
     }
     return pixels;
   }
+  std::vector<UInt32> snapshot() const { return snapshot(port_.portRect); }
 
  private:
   GrafPort port_{};
@@ -47,6 +49,10 @@ struct PixelAt {
   int h, v;
   UInt32 colour;
 };
+
+// Rectangles and points as values a failed comparison prints in full.
+inline std::vector<int> sides(const Rect& r) { return {r.top, r.left, r.bottom, r.right}; }
+inline std::pair<int, int> hv(Point p) { return {p.h, p.v}; }
 
 // Every listed pixel of the port has its colour; a wrong one is named by place.
 inline void expect_pixels(const OffscreenPort& port, std::initializer_list<PixelAt> pixels) {

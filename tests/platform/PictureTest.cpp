@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstring>
 #include <vector>
 
@@ -37,31 +36,25 @@ class PictureWriter {
     if (bytes_.size() % 2 != 0) bytes_.push_back(0);
     append_big16(bytes_, code);
   }
-  void u8(UInt8 value) { bytes_.push_back(value); }
   void u16(UInt16 value) { append_big16(bytes_, value); }
+  void u16s(std::initializer_list<UInt16> values) {
+    for (UInt16 value : values) u16(value);
+  }
   void u32(UInt32 value) { append_big32(bytes_, value); }
   void rect(Rect r) {
     for (SInt16 v : {r.top, r.left, r.bottom, r.right}) u16(UInt16(v));
   }
   void raw(std::initializer_list<UInt8> values) { bytes_.insert(bytes_.end(), values); }
 
-  // rowBytes with its marker and bounds, then the fields after them.
+  // rowBytes with its marker and bounds, then the fields after them: the
+  // version, the packing, its size, 72 dpi both ways, the pixel layout, and
+  // the plane, table and reserved words left zero.
   void pixmap(UInt16 rowBytes, Rect bounds, UInt16 packType, UInt16 pixelType, UInt16 pixelSize,
               UInt16 cmpCount, UInt16 cmpSize) {
     u16(UInt16(rowBytes | 0x8000));
     rect(bounds);
-    u16(0);
-    u16(packType);
-    u32(0);
-    u32(72u << 16);
-    u32(72u << 16);
-    u16(pixelType);
-    u16(pixelSize);
-    u16(cmpCount);
-    u16(cmpSize);
-    u32(0);
-    u32(0);
-    u32(0);
+    u16s({0, packType, 0, 0, 72, 0, 72, 0, pixelType, pixelSize, cmpCount, cmpSize, 0, 0, 0, 0, 0,
+          0});
   }
 
   void end() { op(0x00FF); }
@@ -83,17 +76,8 @@ class PictureWriter {
 void write_indexed_bitmap(PictureWriter& w) {
   w.op(0x0098);
   w.pixmap(8, Rect{0, 0, 2, 8}, 0, 0, 8, 1, 8);
-  w.u32(0);
-  w.u16(0);
-  w.u16(2);
-  for (auto [value, r, g, b] :
-       {std::array<UInt16, 4>{0, 0xFFFF, 0xFFFF, 0xFFFF}, std::array<UInt16, 4>{1, 0xFFFF, 0, 0},
-        std::array<UInt16, 4>{2, 0, 0, 0xFFFF}}) {
-    w.u16(value);
-    w.u16(r);
-    w.u16(g);
-    w.u16(b);
-  }
+  w.u32(0);  // the colour table: seed, flags, last entry, then value and colour each
+  w.u16s({0, 2, 0, 0xFFFF, 0xFFFF, 0xFFFF, 1, 0xFFFF, 0, 0, 2, 0, 0, 0xFFFF});
   w.rect(Rect{0, 0, 2, 8});
   w.rect(Rect{0, 0, 2, 8});
   w.u16(0);

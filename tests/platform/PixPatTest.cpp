@@ -1,16 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <vector>
 
 #include "ByteOrder.h"
-#include "Files.h"
-#include "MacErrors.h"
-#include "MacMemory.h"
+#include "DialogTestSupport.h"
 #include "OffscreenPort.h"
 #include "Quickdraw.h"
-#include "Resources.h"
-#include "TempFolder.h"
 
 using tessel::platform::append_big16;
 using tessel::platform::append_big32;
@@ -51,43 +46,33 @@ std::vector<UInt8> diagonal_pattern_resource() {
   return r;
 }
 
-class PixPatResource : public tessel::testing::TempFolder {
- protected:
-  SInt16 open_file_with(const std::vector<UInt8>& bytes) {
-    write_file("patterns", {});
-    FSSpec spec = spec_of("patterns");
-    FSpCreateResFile(&spec, FourCC("TSSL"), FourCC("rsrc"), 0);
-    SInt16 ref = FSpOpenResFile(&spec, fsCurPerm);
-    Handle h = NewHandle(Size(bytes.size()));
-    std::memcpy(*h, bytes.data(), bytes.size());
-    AddResource(h, FourCC("ppat"), 16000, nullptr);
-    EXPECT_EQ(ResError(), noErr);
-    return ref;
-  }
-};
+using PixPatResource = tessel::testing::DialogTest;
 
 }  // namespace
 
+// The pattern keeps to the port's pixels, not to the filled area's corner.
 TEST_F(PixPatResource, PatternFromItsResourceFillsAlignedToThePixels) {
-  SInt16 ref = open_file_with(diagonal_pattern_resource());
+  add({FourCC("ppat"), 16000, 0, "", diagonal_pattern_resource()});
+  open_resources();
   PixPatHandle pattern = GetPixPat(16000);
   ASSERT_NE(pattern, nullptr);
   OffscreenPort port(24, 24);
-  Rect area{2, 2, 24, 24};
+  Rect area{2, 5, 24, 24};
   FillCRect(&area, pattern);
-  // Rows 13 and 5 share a pattern row.
-  expect_pixels(port, {{3, 3, 0x00FF00}, {13, 13, 0x00FF00}, {13, 5, 0x00FF00}});
-  EXPECT_EQ(port.at(4, 3), kWhitePixel);
-  EXPECT_EQ(port.at(1, 1), kWhitePixel);  // outside the area
+  expect_pixels(port, {{5, 5, 0x00FF00},
+                       {13, 13, 0x00FF00},
+                       {13, 5, 0x00FF00},
+                       {8, 5, kWhitePixel},
+                       {6, 5, kWhitePixel},
+                       {4, 4, kWhitePixel}});  // the last outside the area
   DisposePixPat(pattern);
-  CloseResFile(ref);
 }
 
 TEST_F(PixPatResource, DamagedOrMissingPatternsGiveNothing) {
   std::vector<UInt8> damaged = diagonal_pattern_resource();
   damaged.resize(120);  // the pixels run past the resource's end
-  SInt16 ref = open_file_with(damaged);
+  add({FourCC("ppat"), 16000, 0, "", damaged});
+  open_resources();
   EXPECT_EQ(GetPixPat(16000), nullptr);
   EXPECT_EQ(GetPixPat(16001), nullptr);
-  CloseResFile(ref);
 }

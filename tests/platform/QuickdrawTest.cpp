@@ -11,9 +11,12 @@
 
 namespace qd = tessel::platform::quickdraw;
 using tessel::testing::expect_pixels;
+using tessel::testing::hv;
 using tessel::testing::kBlackPixel;
 using tessel::testing::kWhitePixel;
 using tessel::testing::OffscreenPort;
+using tessel::testing::sides;
+using Sides = std::vector<int>;
 
 namespace {
 
@@ -23,6 +26,11 @@ constexpr Pattern kCheckerboard{{0x55, 0xAA, 0x55, 0xAA, 0x55, 0xAA, 0x55, 0xAA}
 
 bool pattern_bit(const Pattern& p, int row, int column) {
   return (p.pat[row & 7] >> (7 - (column & 7))) & 1;
+}
+
+// The pixel a pattern paints at (h, v) of a port whose origin is its buffer's.
+UInt32 ink(const Pattern& p, int h, int v) {
+  return pattern_bit(p, v, h) ? kBlackPixel : kWhitePixel;
 }
 
 bool on_frame(const Rect& r, int h, int v) {
@@ -46,18 +54,15 @@ void paint_gradient(int width, int height) {
 }  // namespace
 
 TEST(QuickdrawRects, IntersectionUnionAndInsetFollowTheToolbox) {
-  Rect a{10, 10, 50, 60}, b{40, 50, 90, 100}, out{1, 2, 3, 4};
+  Rect a{10, 10, 50, 60}, b{40, 50, 90, 100}, apart{100, 100, 120, 120}, out{1, 2, 3, 4};
   EXPECT_TRUE(SectRect(&a, &b, &out));
-  Rect expected{40, 50, 50, 60};
-  EXPECT_TRUE(EqualRect(&out, &expected));
-  Rect apart{100, 100, 120, 120};
+  EXPECT_EQ(sides(out), (Sides{40, 50, 50, 60}));
   EXPECT_FALSE(SectRect(&a, &apart, &out));
-  Rect zero{};
-  EXPECT_TRUE(EqualRect(&out, &zero));
+  EXPECT_EQ(sides(out), (Sides{0, 0, 0, 0}));
   UnionRect(&a, &b, &out);
-  Rect both{10, 10, 90, 100};
-  EXPECT_TRUE(EqualRect(&out, &both));
-  Rect thin{0, 0, 2, 10};
+  EXPECT_EQ(sides(out), (Sides{10, 10, 90, 100}));
+  EXPECT_FALSE(EqualRect(&out, &a));
+  Rect thin{0, 0, 2, 10}, zero{};
   InsetRect(&thin, 1, 1);
   EXPECT_TRUE(EqualRect(&thin, &zero));
   EXPECT_TRUE(PtInRect(Point{10, 10}, &a));
@@ -72,8 +77,7 @@ TEST(QuickdrawPen, FrameRectDrawsThePatternInsideTheRectangle) {
   FrameRect(&r);
   for (int v = 0; v < 30; ++v) {
     for (int h = 0; h < 40; ++h) {
-      UInt32 expected = on_frame(r, h, v) && pattern_bit(kAnts, v, h) ? kBlackPixel : kWhitePixel;
-      ASSERT_EQ(port.at(h, v), expected) << h << "," << v;
+      ASSERT_EQ(port.at(h, v), on_frame(r, h, v) ? ink(kAnts, h, v) : kWhitePixel) << h << "," << v;
     }
   }
 }
@@ -117,25 +121,21 @@ TEST(QuickdrawPen, ThickDiagonalXorLineIsPaintedOnceWherePenStampsOverlap) {
   EXPECT_EQ(port.at(23, 16), kWhitePixel);
   Point pen;
   GetPen(&pen);
-  EXPECT_EQ(pen.h, 20);
-  EXPECT_EQ(pen.v, 14);
+  EXPECT_EQ(hv(pen), std::pair(20, 14));
 }
 
 TEST(QuickdrawPen, PatternStaysWithThePixelsAfterSetOrigin) {
-  OffscreenPort plain(24, 16);
-  PenPat(&kAnts);
-  Rect all{0, 0, 16, 24};
-  PaintRect(&all);
-  std::vector<UInt32> expected = plain.snapshot();
-
+  std::vector<UInt32> expected;
+  for (int v = 0; v < 16; ++v) {
+    for (int h = 0; h < 24; ++h) expected.push_back(ink(kAnts, h, v));
+  }
   OffscreenPort moved(24, 16);
   SetOrigin(3, 5);
   PenPat(&kAnts);
   Rect shifted{5, 3, 21, 27};
   PaintRect(&shifted);
-  EXPECT_EQ(moved.snapshot(), expected);
   // Local (3, 5) is the buffer's first pixel: pattern row 0, bit 0.
-  EXPECT_EQ(moved.at(3, 5), pattern_bit(kAnts, 0, 0) ? kBlackPixel : kWhitePixel);
+  EXPECT_EQ(moved.snapshot(), expected);
 }
 
 TEST(QuickdrawPort, GlobalPointsMapThroughThePortsPlaceAndOrigin) {
@@ -144,11 +144,9 @@ TEST(QuickdrawPort, GlobalPointsMapThroughThePortsPlaceAndOrigin) {
   SetOrigin(3, 5);
   Point pt{105, 203};
   GlobalToLocal(&pt);
-  EXPECT_EQ(pt.h, 6);
-  EXPECT_EQ(pt.v, 10);
+  EXPECT_EQ(hv(pt), std::pair(6, 10));
   LocalToGlobal(&pt);
-  EXPECT_EQ(pt.h, 203);
-  EXPECT_EQ(pt.v, 105);
+  EXPECT_EQ(hv(pt), std::pair(203, 105));
 }
 
 TEST(QuickdrawPen, CheckerboardGridLinesAlternateAndStopAtTheirEnd) {
@@ -158,12 +156,8 @@ TEST(QuickdrawPen, CheckerboardGridLinesAlternateAndStopAtTheirEnd) {
   LineTo(7, 15);
   MoveTo(1, 11);
   LineTo(18, 11);
-  for (int v = 2; v <= 15; ++v) {
-    ASSERT_EQ(port.at(7, v), pattern_bit(kCheckerboard, v, 7) ? kBlackPixel : kWhitePixel);
-  }
-  for (int h = 1; h <= 18; ++h) {
-    ASSERT_EQ(port.at(h, 11), pattern_bit(kCheckerboard, 11, h) ? kBlackPixel : kWhitePixel);
-  }
+  for (int v = 2; v <= 15; ++v) ASSERT_EQ(port.at(7, v), ink(kCheckerboard, 7, v)) << v;
+  for (int h = 1; h <= 18; ++h) ASSERT_EQ(port.at(h, 11), ink(kCheckerboard, h, 11)) << h;
   EXPECT_NE(port.at(7, 2), port.at(7, 3));
   EXPECT_EQ(port.at(7, 16), kWhitePixel);
   EXPECT_EQ(port.at(7, 1), kWhitePixel);

@@ -63,14 +63,6 @@ TEST(ResourceFork, RoundTripGroupsByTypeAndKeepsEverything) {
   EXPECT_EQ(*serialize_fork(*back), *serialize_fork(*parse_fork(*serialize_fork(*back))));
 }
 
-TEST(ResourceFork, EmptyForkRoundTrips) {
-  auto bytes = serialize_fork(ResourceFork{});
-  ASSERT_TRUE(bytes.has_value());
-  auto back = parse_fork(*bytes);
-  ASSERT_TRUE(back.has_value());
-  EXPECT_TRUE(back->resources.empty());
-}
-
 TEST(ResourceFork, EveryTruncationAndStrayOffsetIsRefused) {
   std::vector<UInt8> bytes = *serialize_fork(sample_fork());
   for (std::size_t cut = 0; cut < bytes.size(); ++cut) {

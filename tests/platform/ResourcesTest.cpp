@@ -128,19 +128,3 @@ TEST_F(Resources, ChangedResourcesAreWrittenBack) {
   EXPECT_EQ(Count1Resources(FourCC("TEMP")), 0);
   CloseResFile(ref);
 }
-
-TEST_F(Resources, IndexedStringsComeFromStringLists) {
-  std::string list = std::string("\x00\x02", 2) + "\x05" + "first" + "\x06" + "second";
-  FSSpec spec = file_with("strings", {{FourCC("STR#"), 16004, list}});
-  SInt16 ref = FSpOpenResFile(&spec, fsRdPerm);
-  Str255 text;
-  GetIndString(text, 16004, 2);
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(text + 1), text[0]), "second");
-  GetIndString(text, 16004, 3);
-  EXPECT_EQ(text[0], 0);
-  GetIndString(text, 16004, 0);
-  EXPECT_EQ(text[0], 0);
-  GetIndString(text, 999, 1);
-  EXPECT_EQ(text[0], 0);
-  CloseResFile(ref);
-}

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "OffscreenPort.h"
 #include "Quickdraw.h"
 
+using tessel::testing::hv;
 using tessel::testing::kWhitePixel;
 using tessel::testing::OffscreenPort;
 
@@ -20,11 +22,7 @@ struct PString {
 };
 
 int count_drawn(const OffscreenPort& port, const Rect& r) {
-  int drawn = 0;
-  for (int v = r.top; v < r.bottom; ++v) {
-    for (int h = r.left; h < r.right; ++h) drawn += port.at(h, v) != kWhitePixel ? 1 : 0;
-  }
-  return drawn;
+  return int(std::ranges::count_if(port.snapshot(r), [](UInt32 p) { return p != kWhitePixel; }));
 }
 
 }  // namespace
@@ -41,8 +39,7 @@ TEST(QuickdrawText, StringWidthIsTheSumOfCharacterWidthsAndDrawingAdvancesThePen
   DrawString(text.bytes);
   Point pen;
   GetPen(&pen);
-  EXPECT_EQ(pen.h, 10 + sum);
-  EXPECT_EQ(pen.v, 25);
+  EXPECT_EQ(hv(pen), std::pair(10 + sum, 25));
 }
 
 TEST(QuickdrawText, GlyphsLandInTheirCellAboveTheBaseline) {

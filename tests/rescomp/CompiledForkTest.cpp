@@ -39,7 +39,8 @@ TEST_F(CompiledFork, StringsComeBackByIndex) {
   ASSERT_NE(ref, -1);
   EXPECT_EQ(index_string(16004, 1), "^1 (^2,^3)");
   EXPECT_EQ(index_string(16004, 2), "\xC9");
-  EXPECT_EQ(index_string(16004, 3), "");
+  for (int index : {0, 3}) EXPECT_EQ(index_string(16004, SInt16(index)), "") << index;
+  EXPECT_EQ(index_string(999, 1), "") << "no such list";
   Handle single = Get1Resource(FourCC("STR "), 9);
   ASSERT_NE(single, nullptr);
   EXPECT_EQ(std::string(*single, std::size_t(GetHandleSize(single))), "\x06single");

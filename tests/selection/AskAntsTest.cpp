@@ -4,16 +4,19 @@
 
 #include "Backend.h"
 #include "Events.h"
+#include "platform/OffscreenPort.h"
 #include "selection/AskAnts.h"
 #include "selection/SelectionDialogFixture.h"
 
 namespace {
 
+using tessel::testing::in_preview;
 using tessel::testing::kImagePane;
 using tessel::testing::kPreview;
 using tessel::testing::kPreviewGray;
 using tessel::testing::pixel_at;
 using tessel::testing::pixels_in;
+using tessel::testing::sides;
 
 constexpr Rect kFirst{50, 60, 120, 160};
 constexpr Rect kSecond{80, 100, 180, 260};
@@ -87,34 +90,41 @@ TEST_F(Ants, ExclusiveOrFrameLeavesNoTraceWhenMovedOrRemoved) {
 TEST_F(Ants, SelectionConvertsToImagePixelsRoundingHalfUp) {
   image_.width = 1000;
   state_->selectionExists = 1;
-  state_->selection = Rect{SInt16(kPreview.top + 100), SInt16(kPreview.left + 1), kPreview.bottom,
-                           SInt16(kPreview.left + 2)};
+  state_->selection = in_preview(100, 1, 200, 2);
   SetUpImageSelectionBounds(state_.get());
-  Rect expected{1000, 3, 2000, 7};  // 1000 / 300 is 3.33, twice that 6.67
-  EXPECT_TRUE(EqualRect(&image_.selection, &expected));
-
+  // 1000 / 300 is 3.33, twice that 6.67.
+  EXPECT_EQ(sides(image_.selection), (std::vector<int>{1000, 3, 2000, 7}));
   state_->selectionExists = 0;
   SetUpImageSelectionBounds(state_.get());
-  Rect whole{0, 0, 2000, 1000};
-  EXPECT_TRUE(EqualRect(&image_.selection, &whole));
+  EXPECT_EQ(sides(image_.selection), (std::vector<int>{0, 0, 2000, 1000}));
 }
 
 class Panes : public tessel::testing::SelectionDialogFixture {
  protected:
-  SInt16 line_height() {
-    SetFontStateFromID(16000);
-    FontInfo font{};
-    GetFontInfo(&font);
-    return SInt16(font.ascent + font.descent + font.leading);
-  }
-  // Two lines at (r.left, top + L) and (r.left, top + 2L) of the pane text
-  // rectangle r, drawn as a pane draws them.
-  std::vector<UInt32> two_lines(const Rect& r, SInt16 top, int depth, const std::string& first,
-                                const std::string& second) {
-    SInt16 line = line_height();
-    return expected_text(r, depth,
-                         {{Point{SInt16(top + line), r.left}, first},
-                          {Point{SInt16(top + 2 * line), r.left}, second}});
+  // Two lines a line height apart below top, at the left of the pane text
+  // rectangle r, in the pane text style on white in a port of the dialog's
+  // size: what a pane showing them looks like there.
+  static std::vector<UInt32> two_lines(const Rect& r, int top, int depth, const std::string& first,
+                                       const std::string& second) {
+    GrafPtr dialog = nullptr;
+    GetPort(&dialog);
+    std::vector<UInt32> pixels;
+    {
+      tessel::testing::OffscreenPort port(600, 400, depth);
+      EraseRect(&r);
+      SetFontStateFromID(16000);
+      FontInfo font{};
+      GetFontInfo(&font);
+      for (const std::string& text : {first, second}) {
+        Str255 pascal{};
+        CopyCStringToPascal(text.c_str(), pascal);
+        MoveTo(r.left, SInt16(top += font.ascent + font.descent + font.leading));
+        DrawString(pascal);
+      }
+      pixels = port.snapshot(r);
+    }
+    SetPort(dialog);
+    return pixels;
   }
   std::vector<UInt32> selection_pane(const std::string& first, const std::string& second) {
     Rect t{};
@@ -139,7 +149,7 @@ TEST_F(Panes, SelectionPaneGivesBytesAndSizeInImagePixelsAndEmptiesWithTheSelect
   image_.width = 300;  // one preview pixel is one image pixel
   image_.height = 200;
   image_.channels = 3;
-  Rect one{kPreview.top, kPreview.left, SInt16(kPreview.top + 1), SInt16(kPreview.left + 1)};
+  Rect one = in_preview(0, 0, 1, 1);
   ChangeAnts(state_.get(), &one);
   EXPECT_EQ(shown_selection_pane(), selection_pane("1 KB of pixels", "1 by 1 pixels"));
 
@@ -158,8 +168,8 @@ TEST_F(Panes, ImagePaneGivesTheFileNameBytesAndSize) {
   ImageInfoProc(dialog_, 5);
   Rect lines{SInt16(kImagePane.top + 20), SInt16(kImagePane.left + 9),
              SInt16(kImagePane.bottom - 1), SInt16(kImagePane.right - 2)};
-  EXPECT_EQ(pixels_in(dialog_, lines), two_lines(lines, SInt16(kImagePane.top + 19), 32,
-                                                 "23 MB of pixels", "3000 by 2000 pixels"));
+  EXPECT_EQ(pixels_in(dialog_, lines),
+            two_lines(lines, kImagePane.top + 19, 32, "23 MB of pixels", "3000 by 2000 pixels"));
   // The title breaks the frame's top edge right of the icon.
   Rect title{kImagePane.top, SInt16(kImagePane.left + 28), SInt16(kImagePane.top + 18),
              SInt16(kImagePane.left + 90)};

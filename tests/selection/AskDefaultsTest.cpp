@@ -11,6 +11,7 @@
 #include "MacErrors.h"
 #include "Resources.h"
 #include "TempFolder.h"
+#include "platform/DialogTestSupport.h"
 #include "selection/AskDefaults.h"
 
 namespace {
@@ -77,18 +78,11 @@ std::vector<UInt8> joined(std::initializer_list<std::vector<UInt8>> parts) {
 
 const std::vector<UInt8> kHeader{0, 0, 0, 2};
 
-class SelectionPrefs : public tessel::testing::TempFolder {
+class SelectionPrefs : public tessel::testing::DialogTest {
  protected:
   void SetUp() override {
-    TempFolder::SetUp();
-    auto spec = tessel::platform::files::spec_from_path(TESSEL_RESOURCE_FORK);
-    ASSERT_TRUE(spec.has_value());
-    fork_ = FSpOpenResFile(&*spec, fsRdPerm);
-    ASSERT_GT(fork_, 0);
-  }
-  void TearDown() override {
-    if (fork_ > 0) CloseResFile(fork_);
-    TempFolder::TearDown();
+    DialogTest::SetUp();
+    open_compiled(TESSEL_RESOURCE_FORK);
   }
 
   std::filesystem::path prefs() const { return path("config/tessel/Tessel Selections"); }
@@ -97,7 +91,6 @@ class SelectionPrefs : public tessel::testing::TempFolder {
   }
 
   SourceImage photo_ = image("photo.tif", 3000, 2000);
-  SInt16 fork_ = 0;
 };
 
 TEST_F(SelectionPrefs, OnlyOkWritesAndTheSlotBytesArePinned) {
@@ -171,8 +164,7 @@ TEST_F(SelectionPrefs, ReadErrorsGiveDefaultsAndWriteNothing) {
 
 TEST_F(SelectionPrefs, WithoutTheDescriptorNothingIsReadOrSaved) {
   save(&photo_, kRemembered);
-  CloseResFile(fork_);
-  fork_ = 0;
+  close_compiled();
   EXPECT_EQ(load(&photo_), kDefaults);
   std::filesystem::remove(prefs());
   save(&photo_, kRemembered);

@@ -19,39 +19,30 @@
 #include "formats/RasterFormats.h"
 #include "headless/HeadlessBackend.h"
 #include "host/DisplayPixels.h"
+#include "platform/DialogTestSupport.h"
+#include "platform/OffscreenPort.h"
 #include "plugin/TesselAcquire.h"
 #include "selection/AskForSelection.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::testing {
 
-class AskForSelectionTest : public TempFolder {
+class AskForSelectionTest : public DialogTest {
  protected:
   void SetUp() override {
-    TempFolder::SetUp();
-    platform::events::reset();
-    auto spec = platform::files::spec_from_path(TESSEL_RESOURCE_FORK);
-    ASSERT_TRUE(spec.has_value());
-    fork_ = FSpOpenResFile(&*spec, fsRdPerm);
-    ASSERT_GT(fork_, 0);
+    DialogTest::SetUp();
+    open_compiled(TESSEL_RESOURCE_FORK);
     Set(params_, kAcquireDisplayProcs, NewProcReference(host::display_pixels));
     globals_.params = &params_;
   }
 
   void TearDown() override {
     if (image_.format.code != 0) RasterFormatClose(&image_.format);
-    for (WindowPtr window : platform::windows::all()) platform::windows::close(*window);
-    if (fork_ > 0) CloseResFile(fork_);
-    TempFolder::TearDown();
+    DialogTest::TearDown();
   }
 
-  // A grayscale TIFF of the given size, opened as the dialog's image.
-  void open_image(const std::string& name, UInt32 width, UInt32 height) {
-    if (image_.format.code != 0) RasterFormatClose(&image_.format);
-    image_ = SourceImage{};
-    samples::TiffOptions options;
-    options.width = width;
-    options.height = height;
+  // A TIFF written with options, opened as the dialog's image.
+  void open_image(const std::string& name, const samples::TiffOptions& options) {
     ASSERT_EQ(samples::write_tiff(path(name), options), noErr);
     image_.fileSpec = spec_of(name);
     ASSERT_EQ(RasterFormatOpen(&image_), noErr);
@@ -62,15 +53,10 @@ class AskForSelectionTest : public TempFolder {
     return AskForSelection(&globals_, &image_);
   }
 
-  // The image selection as top, left, bottom, right.
-  std::vector<int> selection() const {
-    const Rect& s = image_.selection;
-    return {s.top, s.left, s.bottom, s.right};
-  }
+  std::vector<int> selection() const { return sides(image_.selection); }
 
   std::filesystem::path prefs_file() const { return root_ / "config/tessel/Tessel Selections"; }
 
-  SInt16 fork_ = 0;
   AcquireParams params_{};
   AcquireGlobals globals_{};
   SourceImage image_{};

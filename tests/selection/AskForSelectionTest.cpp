@@ -18,6 +18,7 @@ namespace {
 
 namespace qd = tessel::platform::quickdraw;
 using tessel::testing::AskForSelectionTest;
+using tessel::testing::sides;
 
 const std::vector<int> kWholeImage{0, 0, 384, 512};
 const std::string kRubberBand = "down 50 100\ndrag 100 150\nup 100 150\n";
@@ -27,11 +28,9 @@ class SelectionDialog : public AskForSelectionTest {
  protected:
   void SetUp() override {
     AskForSelectionTest::SetUp();
-    open_image("photo.tif", 512, 384);
+    open_image("photo.tif", {.width = 512, .height = 384});  // grayscale
   }
 };
-
-std::vector<int> sides(const Rect& r) { return {r.top, r.left, r.bottom, r.right}; }
 
 TEST_F(SelectionDialog, PreviewItemFitsTheImageAndIsFramedOutsideP) {
   struct Case {
@@ -160,21 +159,15 @@ TEST_F(SelectionDialog, OkRemembersSelectionAndGridCancelWritesNothing) {
 }
 
 TEST_F(SelectionDialog, MissingCursorOrTemplateGives999AndShowsNothing) {
-  CloseResFile(fork_);
-  fork_ = 0;
+  close_compiled();
   EXPECT_EQ(run(""), kInternalFailure);
   EXPECT_TRUE(tessel::platform::windows::all().empty());
 
   // Both cursors, but no dialog template.
-  write_file("cursors", {});
-  FSSpec spec = spec_of("cursors");
-  FSpCreateResFile(&spec, FourCC("TSSL"), FourCC("rsrc"), 0);
-  fork_ = FSpOpenResFile(&spec, fsRdWrPerm);
-  ASSERT_GT(fork_, 0);
   for (SInt16 id : {kSelectionCursorID, kMoveCursorID}) {
-    AddResource(NewHandleClear(sizeof(Cursor)), FourCC("CURS"), id, nullptr);
-    ASSERT_EQ(ResError(), noErr);
+    add({FourCC("CURS"), id, 0, "", std::vector<UInt8>(sizeof(Cursor))});
   }
+  open_resources();
   EXPECT_EQ(run(""), kInternalFailure);
   EXPECT_TRUE(tessel::platform::windows::all().empty());
   EXPECT_FALSE(std::filesystem::exists(prefs_file()));

@@ -7,25 +7,24 @@
 
 namespace {
 
+using tessel::testing::from_preview;
+using tessel::testing::in_preview;
 using tessel::testing::kPreview;
 using tessel::testing::kPreviewGray;
 using tessel::testing::pixels_in;
 
 class Grid : public tessel::testing::SelectionDialogFixture {
  protected:
-  Point fit(SInt16 h, SInt16 v, SInt16 mode) {
-    Point p{SInt16(kPreview.top + v), SInt16(kPreview.left + h)};
+  // The point (h, v) of P snapped, back relative to P as {h, v}.
+  std::pair<int, int> fit(int h, int v, SInt16 mode) {
+    Point p = in_preview(h, v);
     GridFitPoint(state_.get(), &p, mode);
-    return Point{SInt16(p.v - kPreview.top), SInt16(p.h - kPreview.left)};
+    return {p.h - kPreview.left, p.v - kPreview.top};
   }
   // What a column (or row) of the preview shows: a dotted line is all black
   // and white, the bare preview all gray.
   enum class Shows { line, preview, other };
-  Shows strip(int h, int v, bool column) {
-    Rect r = column ? Rect{kPreview.top, SInt16(kPreview.left + h), kPreview.bottom,
-                           SInt16(kPreview.left + h + 1)}
-                    : Rect{SInt16(kPreview.top + v), kPreview.left, SInt16(kPreview.top + v + 1),
-                           kPreview.right};
+  Shows strip(const Rect& r) {
     std::vector<UInt32> pixels = pixels_in(dialog_, r);
     if (std::ranges::all_of(pixels, [](UInt32 p) { return p == kPreviewGray; })) {
       return Shows::preview;
@@ -33,8 +32,8 @@ class Grid : public tessel::testing::SelectionDialogFixture {
     bool dotted = std::ranges::all_of(pixels, [](UInt32 p) { return p == 0 || p == 0xFFFFFF; });
     return dotted && pixels[0] != pixels[1] ? Shows::line : Shows::other;
   }
-  Shows column(int h) { return strip(h, 0, true); }
-  Shows row(int v) { return strip(0, v, false); }
+  Shows column(int h) { return strip(in_preview(0, h, 200, h + 1)); }
+  Shows row(int v) { return strip(in_preview(v, 0, v + 1, 300)); }
   void select_all() {
     state_->selectionExists = 1;
     state_->selection = kPreview;
@@ -43,19 +42,18 @@ class Grid : public tessel::testing::SelectionDialogFixture {
 
 TEST_F(Grid, SnapsToNearestPreviousOrNextLineWithTiesToTheFirst) {
   state_->gridOn = 1;  // 3 x 3 on 300 x 200: columns at 0, 100, 200, 300
-  EXPECT_EQ(fit(50, 0, kGridFitNearest).h, 0);
-  EXPECT_EQ(fit(51, 0, kGridFitNearest).h, 100);
-  EXPECT_EQ(fit(99, 0, kGridFitBefore).h, 0);
-  EXPECT_EQ(fit(100, 0, kGridFitBefore).h, 100);
-  EXPECT_EQ(fit(1, 0, kGridFitAfter).h, 100);
-  EXPECT_EQ(fit(0, 0, kGridFitAfter).h, 0);
+  EXPECT_EQ(fit(50, 0, kGridFitNearest).first, 0);
+  EXPECT_EQ(fit(51, 0, kGridFitNearest).first, 100);
+  EXPECT_EQ(fit(99, 0, kGridFitBefore).first, 0);
+  EXPECT_EQ(fit(100, 0, kGridFitBefore).first, 100);
+  EXPECT_EQ(fit(1, 0, kGridFitAfter).first, 100);
+  EXPECT_EQ(fit(0, 0, kGridFitAfter).first, 0);
   state_->gridRows = 2;  // rows at 0, 100, 200
-  EXPECT_EQ(fit(0, 50, kGridFitNearest).v, 0);
-  EXPECT_EQ(fit(0, 151, kGridFitNearest).v, 200);
-  EXPECT_EQ(fit(0, 199, kGridFitBefore).v, 100);
+  EXPECT_EQ(fit(0, 50, kGridFitNearest).second, 0);
+  EXPECT_EQ(fit(0, 151, kGridFitNearest).second, 200);
+  EXPECT_EQ(fit(0, 199, kGridFitBefore).second, 100);
   state_->gridOn = 0;
-  EXPECT_EQ(fit(57, 33, kGridFitNearest).h, 57);
-  EXPECT_EQ(fit(57, 33, kGridFitNearest).v, 33);
+  EXPECT_EQ(fit(57, 33, kGridFitNearest), std::pair(57, 33));
 }
 
 TEST_F(Grid, DrawsOnlyTheInteriorLinesWhereLinearMapPutsThem) {
@@ -86,13 +84,11 @@ TEST_F(Grid, DrawsOnlyTheInteriorLinesWhereLinearMapPutsThem) {
 TEST_F(Grid, TogglingSelectsTheCellUnderTheClickPointOrRemovesTheLines) {
   use_flat_preview();
   select_all();
-  state_->gridClickPoint = Point{SInt16(kPreview.top + 150), SInt16(kPreview.left + 100)};
+  state_->gridClickPoint = in_preview(100, 150);
   SetGridToggle(state_.get(), true);
   EXPECT_EQ(GetDItemValue(dialog_, kGridCheckBoxItem), 1);
   // A click point on a line selects the cell right of and below it.
-  Rect cell{SInt16(kPreview.top + 133), SInt16(kPreview.left + 100), SInt16(kPreview.top + 200),
-            SInt16(kPreview.left + 200)};
-  EXPECT_TRUE(EqualRect(&state_->selection, &cell));
+  EXPECT_EQ(from_preview(state_->selection), (std::vector<int>{133, 100, 200, 200}));
   EXPECT_EQ(row(67), Shows::line);
 
   SetGridToggle(state_.get(), false);
@@ -109,7 +105,7 @@ TEST_F(Grid, OneByOneTurnsTheGridOffAndAnyOtherCountTurnsItOn) {
   select_all();
   state_->gridColumns = 2;
   state_->gridRows = 1;
-  state_->gridClickPoint = Point{SInt16(kPreview.top + 150), SInt16(kPreview.left + 10)};
+  state_->gridClickPoint = in_preview(10, 150);
   SetGridToggle(state_.get(), true);
   ChangeGrid(state_.get(), 1, 1);
   EXPECT_EQ(state_->gridOn, 0);
@@ -118,8 +114,7 @@ TEST_F(Grid, OneByOneTurnsTheGridOffAndAnyOtherCountTurnsItOn) {
 
   ChangeGrid(state_.get(), 1, 2);
   EXPECT_EQ(state_->gridOn, 1);
-  Rect lowerHalf{SInt16(kPreview.top + 100), kPreview.left, kPreview.bottom, kPreview.right};
-  EXPECT_TRUE(EqualRect(&state_->selection, &lowerHalf));
+  EXPECT_EQ(from_preview(state_->selection), (std::vector<int>{100, 0, 200, 300}));
 }
 
 // The mouse goes down on the columns-plus button and comes up on it.

@@ -2,50 +2,55 @@
 
 #include "MacErrors.h"
 #include "MacMemory.h"
-#include "SelectionTestSupport.h"
 #include "TextUtils.h"
+#include "platform/DialogTestSupport.h"
 #include "platform/OffscreenPort.h"
 #include "selection/AskUtilities.h"
 
 namespace {
 
+using tessel::testing::DialogTest;
+using tessel::testing::expect_pixels;
 using tessel::testing::kBlackPixel;
 using tessel::testing::kWhitePixel;
 using tessel::testing::OffscreenPort;
-using tessel::testing::TestFork;
-using tessel::testing::text_of;
+using tessel::testing::sides;
 
 // Halves round up, negative results are truncated toward zero after the
-// half is added, and the ends map to the ends.
-TEST(LinearMap, RoundsHalvesUpAndKeepsTheEnds) {
+// half is added, and the ends map to the ends. The division comes first, in
+// single precision: 7 / 12 * 54 is 31.5 exactly but 31.4999981 so, and the
+// grid must land where the rest of the dialog computes it.
+TEST(LinearMap, RoundsHalvesUpInSinglePrecisionAndKeepsTheEnds) {
   const struct {
     SInt32 from, to, value, mapped;
-  } cases[] = {{3, 300, 1, 100}, {2, 5, 1, 3},     {4, 10, 3, 8},  {7, 13, 3, 6},
-               {10, 13, -1, 0},  {10, 16, -1, -1}, {4, 10, -3, -7}};
-  for (const auto& c : cases) EXPECT_EQ(LinearMap(c.from, c.to, c.value), c.mapped) << c.value;
+  } cases[] = {{3, 300, 1, 100}, {2, 5, 1, 3},    {4, 10, 3, 8},
+               {7, 13, 3, 6},    {10, 13, -1, 0}, {10, 16, -1, -1},
+               {4, 10, -3, -7},  {12, 54, 7, 31}, {12, 438, 7, 255}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(LinearMap(c.from, c.to, c.value), c.mapped)
+        << c.from << " " << c.to << " " << c.value;
+  }
   for (SInt32 n : {1, 3, 49, 50, 700}) {
     EXPECT_EQ(LinearMap(n, 517, 0), 0);
     EXPECT_EQ(LinearMap(n, 517, n), 517);
   }
 }
 
-TEST(LinearMap, DividesFirstInSinglePrecision) {
-  // 7 / 12 * 54 is 31.5 exactly, but 31.4999981 in single precision; the
-  // grid must land where the rest of the dialog computes it.
-  EXPECT_EQ(LinearMap(12, 54, 7), 31);
-  EXPECT_EQ(LinearMap(12, 438, 7), 255);
-}
-
-class ByteCounts : public TestFork {
+class ByteCounts : public DialogTest {
  protected:
   void SetUp() override {
-    TestFork::SetUp();
-    add_strings(kByteCountStrings, {"^1 MB", "^1 KB"});
+    DialogTest::SetUp();
+    add({FourCC("STR#"),
+         kByteCountStrings,
+         0,
+         "",
+         {0, 2, 5, '^', '1', ' ', 'M', 'B', 5, '^', '1', ' ', 'K', 'B'}});
+    open_resources();
   }
   static std::string text(SInt32 bytes) {
     Str255 out;
     MetricBytesPString(bytes, out);
-    return text_of(out);
+    return std::string(reinterpret_cast<const char*>(out + 1), out[0]);
   }
 };
 
@@ -65,67 +70,50 @@ TEST_F(ByteCounts, KilobytesRoundUpAndMegabytesHalfUp) {
   for (const auto& [bytes, shown] : cases) EXPECT_EQ(text(bytes), shown) << bytes;
 }
 
-class Styles : public TestFork {};
+using Styles = DialogTest;
+std::vector<int> fields(const FontState& s) { return {s.size, s.face, s.font, s.mode}; }
 
-TEST_F(Styles, MissingStyleGivesDefaultsInSrcOr) {
+// The style's size, face and font by name reach the port, always in srcOr; a
+// missing style gives the defaults, and a name longer than its resource is
+// cut there rather than read past it ("Ge" names no font).
+TEST_F(Styles, ReachThePortWithDefaultsForWhatIsMissing) {
+  add({kStyleResourceType, 16001, 0, "", {0, 12, 0, 0, 200, 'G', 'e'}});
+  add({kStyleResourceType,
+       16002,
+       0,
+       "",
+       {0, 10, 0, bold | italic, 6, 'M', 'o', 'n', 'a', 'c', 'o'}});
+  open_resources();
   FontState state{-1, -1, -1, -1};
   EXPECT_EQ(GetFontStateFromID(16009, &state), nullptr);
-  EXPECT_EQ(state.size, 0);
-  EXPECT_EQ(state.face, 0);
-  EXPECT_EQ(state.font, 0);
-  EXPECT_EQ(state.mode, srcOr);
-}
-
-TEST_F(Styles, ANameLongerThanTheResourceIsCutNotOverrun) {
-  add(kStyleResourceType, 16001, {0, 12, 0, 0, 200, 'G', 'e'});
-  FontState state{};
+  EXPECT_EQ(fields(state), (std::vector<int>{0, 0, 0, srcOr}));
   EXPECT_NE(GetFontStateFromID(16001, &state), nullptr);
-  EXPECT_EQ(state.size, 12);
-  EXPECT_EQ(state.font, 0);  // "Ge" names no font
-}
+  EXPECT_EQ(fields(state), (std::vector<int>{12, 0, 0, srcOr}));
 
-// The style's size, face and font by name reach the port, in srcOr.
-TEST_F(Styles, SetFontStateFromIDAppliesTheStyleToThePort) {
-  add(kStyleResourceType, 16002, {0, 10, 0, bold | italic, 6, 'M', 'o', 'n', 'a', 'c', 'o'});
   OffscreenPort port(8, 8);
   TextMode(srcCopy);
   SetFontStateFromID(16002);
-  FontState now{};
-  GetFontState(&now);
+  GetFontState(&state);
   SInt16 monaco = 0;
   GetFNum(reinterpret_cast<ConstStringPtr>("\x06Monaco"), &monaco);
-  EXPECT_EQ(now.size, 10);
-  EXPECT_EQ(now.face, bold | italic);
   EXPECT_NE(monaco, 0);
-  EXPECT_EQ(now.font, monaco);
-  EXPECT_EQ(now.mode, srcOr);
+  EXPECT_EQ(fields(state), (std::vector<int>{10, bold | italic, monaco, srcOr}));
 }
 
 TEST(UprightRect, SwapsOnlyReversedSides) {
-  Rect r{50, 80, 10, 20};
+  Rect r{50, 80, 10, 20}, half{5, 80, 10, 20};
   UprightRect(&r);
-  EXPECT_EQ((std::vector<SInt16>{r.top, r.left, r.bottom, r.right}),
-            (std::vector<SInt16>{10, 20, 50, 80}));
-  Rect half{5, 80, 10, 20};
   UprightRect(&half);
-  EXPECT_EQ((std::vector<SInt16>{half.top, half.left, half.bottom, half.right}),
-            (std::vector<SInt16>{5, 20, 10, 80}));
+  EXPECT_EQ(sides(r), (std::vector<int>{10, 20, 50, 80}));
+  EXPECT_EQ(sides(half), (std::vector<int>{5, 20, 10, 80}));
 }
 
-class Offscreens : public ::testing::Test {
- protected:
-  void TearDown() override {
-    namespace memory = tessel::platform::memory;
-    memory::set_zone_budget(ApplicZone(), heapBudget_);
-    memory::set_zone_budget(memory::temporary_zone(), tempBudget_);
-  }
-  std::int64_t heapBudget_ = tessel::platform::memory::zone_budget(ApplicZone());
-  std::int64_t tempBudget_ =
-      tessel::platform::memory::zone_budget(tessel::platform::memory::temporary_zone());
-};
-
-TEST_F(Offscreens, FallsBackToTemporaryMemoryWhenTheHeapIsFull) {
+// With the heap full the pixels go to temporary memory; with that full too,
+// neither way leaves anything in the output.
+TEST(Offscreens, FallBackToTemporaryMemoryAndLeaveTheOutputAloneWhenThatFails) {
   namespace memory = tessel::platform::memory;
+  const auto heap = memory::zone_budget(ApplicZone());
+  const auto temporary = memory::zone_budget(memory::temporary_zone());
   memory::set_zone_budget(ApplicZone(), memory::zone_used(ApplicZone()) + 1024);
   Rect bounds{0, 0, 200, 200};
   GWorldPtr world = nullptr;
@@ -133,35 +121,33 @@ TEST_F(Offscreens, FallsBackToTemporaryMemoryWhenTheHeapIsFull) {
   ASSERT_NE(world, nullptr);
   EXPECT_NE(world->ownedTempPixels, nullptr);
   DisposeGWorld(world);
-}
 
-TEST_F(Offscreens, AskedForTemporaryMemoryTriesOnceAndLeavesTheOutputAlone) {
-  namespace memory = tessel::platform::memory;
-  memory::set_zone_budget(ApplicZone(), memory::zone_used(ApplicZone()) + 1024);
   memory::set_zone_budget(memory::temporary_zone(),
                           memory::zone_used(memory::temporary_zone()) + 1024);
-  Rect bounds{0, 0, 200, 200};
   auto sentinel = reinterpret_cast<GWorldPtr>(0x1234);
-  GWorldPtr world = sentinel;
+  world = sentinel;
   EXPECT_EQ(BraveNewGWorld(&world, 32, &bounds, nullptr, nullptr, 0), memFullErr);
   EXPECT_EQ(BraveNewGWorld(&world, 32, &bounds, nullptr, nullptr, useTempMem), memFullErr);
   EXPECT_EQ(world, sentinel);
+  memory::set_zone_budget(ApplicZone(), heap);
+  memory::set_zone_budget(memory::temporary_zone(), temporary);
 }
 
-class IconFrame : public TestFork {};
+using IconFrame = DialogTest;
 
 TEST_F(IconFrame, FrameTopIsBrokenAroundTheIconAndTitle) {
+  open_resources();  // a fork on top without icons: only the frame is drawn
   OffscreenPort port(120, 40);
   IconCache cache{};
   Rect r{0, 0, 40, 120};
-  DrawIconFrame(&cache, 16000, nullptr, &r);  // no icon resources: only the frame
-  EXPECT_EQ(port.at(5, 12), kBlackPixel);
-  EXPECT_EQ(port.at(6, 12), kWhitePixel);
-  EXPECT_EQ(port.at(25, 12), kWhitePixel);
-  EXPECT_EQ(port.at(26, 12), kBlackPixel);
-  EXPECT_EQ(port.at(0, 11), kWhitePixel);
-  EXPECT_EQ(port.at(0, 20), kBlackPixel);
-  EXPECT_EQ(port.at(119, 39), kBlackPixel);
+  DrawIconFrame(&cache, 16000, nullptr, &r);
+  expect_pixels(port, {{5, 12, kBlackPixel},
+                       {6, 12, kWhitePixel},
+                       {25, 12, kWhitePixel},
+                       {26, 12, kBlackPixel},
+                       {0, 11, kWhitePixel},
+                       {0, 20, kBlackPixel},
+                       {119, 39, kBlackPixel}});
 
   Str255 title;
   CopyCStringToPascal("Title", title);

@@ -13,6 +13,7 @@
 namespace {
 
 using tessel::host::display_pixels;
+using tessel::testing::expect_pixels;
 using tessel::testing::OffscreenPort;
 
 constexpr UInt32 kUntouched = 0xFFFFFF;
@@ -75,12 +76,13 @@ TEST(DisplayPixels, GrayAndRGBAreShownAsTheyAreAtTheRequestedPlace) {
     rgb.set(2, 3, {0xFE, 0x01, 0x80});
     VRect source{1, 2, 3, 4};  // rows 1..2, columns 2..3 of the band
     ASSERT_EQ(display_pixels(rgb.map(), &source, 10, 20, nullptr), 0);
-    EXPECT_EQ(port.at(20, 10), 0x123456u) << planar;
-    EXPECT_EQ(port.at(21, 11), 0xFE0180u) << planar;
-    EXPECT_EQ(port.at(21, 10), 0x000000u) << planar;
-    EXPECT_EQ(port.at(22, 10), kUntouched) << planar;
-    EXPECT_EQ(port.at(20, 12), kUntouched) << planar;
-    EXPECT_EQ(port.at(19, 10), kUntouched) << planar;
+    SCOPED_TRACE(planar ? "planar" : "interleaved");
+    expect_pixels(port, {{20, 10, 0x123456},
+                         {21, 11, 0xFE0180},
+                         {21, 10, 0x000000},
+                         {22, 10, kUntouched},
+                         {20, 12, kUntouched},
+                         {19, 10, kUntouched}});
 
     Band gray(1, 1, 5, 4, planar);
     gray.set(0, 0, {0x9A});

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <map>
+#include <optional>
 
 #include "QDOffscreen.h"
-#include "SelectionTestSupport.h"
+#include "platform/DialogTestSupport.h"
 #include "platform/OffscreenPort.h"
 #include "selection/DrawIconFamily.h"
 
@@ -14,12 +16,14 @@ using tessel::testing::expect_pixels;
 using tessel::testing::kBlackPixel;
 using tessel::testing::kWhitePixel;
 using tessel::testing::OffscreenPort;
-using tessel::testing::TestFork;
 
 constexpr UInt8 kAllKinds = 0x3F;
 constexpr UInt8 bit(SInt16 index) { return UInt8(1 << index); }
 
-TEST(ChooseIconKind, DeepestKindTheScreenCanShowWins) {
+// The deepest kind the screen can show wins. A small request (13 pixels
+// counts) falls back to the large kinds before shallower ones; a large one
+// never takes a small kind.
+TEST(ChooseIconKind, DeepestKindOfTheRightSizeTheScreenCanShowWins) {
   EXPECT_EQ(ChooseIconKind(32, 16, 16, kAllKinds), kSmall8);
   EXPECT_EQ(ChooseIconKind(8, 16, 16, kAllKinds), kSmall8);
   EXPECT_EQ(ChooseIconKind(4, 16, 16, kAllKinds), kSmall4);
@@ -28,17 +32,11 @@ TEST(ChooseIconKind, DeepestKindTheScreenCanShowWins) {
   EXPECT_EQ(ChooseIconKind(16, 32, 32, kAllKinds), kLarge8);
   EXPECT_EQ(ChooseIconKind(4, 32, 32, kAllKinds), kLarge4);
   EXPECT_EQ(ChooseIconKind(-8, 13, 13, kAllKinds), kSmall8);
-}
-
-TEST(ChooseIconKind, SmallRequestsFallBackToLargeThenShallower) {
   EXPECT_EQ(ChooseIconKind(8, 16, 16, bit(kLarge8) | bit(kLarge1)), kLarge8);
   EXPECT_EQ(ChooseIconKind(8, 13, 13, bit(kSmall4) | bit(kLarge1)), kSmall4);
   EXPECT_EQ(ChooseIconKind(4, 16, 16, bit(kSmall8) | bit(kLarge8)), kNoIconKind);
   EXPECT_EQ(ChooseIconKind(1, 16, 16, bit(kLarge1)), kLarge1);
   EXPECT_EQ(ChooseIconKind(8, 16, 16, 0), kNoIconKind);
-}
-
-TEST(ChooseIconKind, LargeRequestsNeverTakeSmallKinds) {
   EXPECT_EQ(ChooseIconKind(8, 32, 32, bit(kSmall8) | bit(kSmall4) | bit(kSmall1)), kNoIconKind);
   EXPECT_EQ(ChooseIconKind(8, 17, 16, bit(kSmall8) | bit(kLarge4)), kLarge4);
   EXPECT_EQ(ChooseIconKind(8, 16, 17, bit(kLarge1)), kLarge1);
@@ -48,29 +46,37 @@ TEST(ChooseIconKind, LargeRequestsNeverTakeSmallKinds) {
 // 5 in its top-left quarter and 200 elsewhere, ics4 index 3, icl4 index 6;
 // ics# a checkerboard under a full mask; ICN# solid under a mask that
 // leaves out column 0.
-class IconFamilies : public TestFork {
+class IconFamilies : public tessel::testing::DialogTest {
  protected:
   static constexpr SInt16 kId = 16100;
 
   void TearDown() override {
     DisposeIconCache(&cache_);
-    TestFork::TearDown();
+    DialogTest::TearDown();
   }
 
-  void add_kind(SInt16 index) {
-    switch (index) {
-      case kSmall8: add(IconKindType(index), kId, std::vector<UInt8>(256, 35)); break;
-      case kLarge8: add(IconKindType(index), kId, large8()); break;
-      case kSmall4: add(IconKindType(index), kId, std::vector<UInt8>(128, 0x33)); break;
-      case kLarge4: add(IconKindType(index), kId, std::vector<UInt8>(512, 0x66)); break;
-      case kSmall1: add(IconKindType(index), kId, small1()); break;
-      case kLarge1: add(IconKindType(index), kId, large1()); break;
-    }
-  }
+  // A fork of the kinds in present, on top of the chain.
   void add_kinds(UInt8 present) {
-    for (SInt16 index = 0; index < kIconKindCount; ++index) {
-      if ((present >> index) & 1) add_kind(index);
+    const std::map<SInt16, std::vector<UInt8>> data = {{kSmall8, std::vector<UInt8>(256, 35)},
+                                                       {kLarge8, large8()},
+                                                       {kSmall4, std::vector<UInt8>(128, 0x33)},
+                                                       {kLarge4, std::vector<UInt8>(512, 0x66)},
+                                                       {kSmall1, small1()},
+                                                       {kLarge1, large1()}};
+    for (const auto& [index, bytes] : data) {
+      if ((present >> index) & 1) add({IconKindType(index), kId, 0, "", bytes});
     }
+    open_resources();
+  }
+
+  // Draws the family, with the kinds in present, on a screen of the given
+  // depth into a fresh 40 x 40 port.
+  OffscreenPort& draw(UInt8 present, int depth, SInt16 h, SInt16 v, SInt16 size) {
+    add_kinds(present);
+    EXPECT_TRUE(qd::set_screen_depth(depth));
+    port_.emplace(40, 40);
+    DrawIconFamily(&cache_, kId, h, v, size, size);
+    return *port_;
   }
 
   static UInt32 colour(SInt16 depth, int index) {
@@ -81,6 +87,7 @@ class IconFamilies : public TestFork {
   }
 
   IconCache cache_{};
+  std::optional<OffscreenPort> port_;
 
  private:
   static std::vector<UInt8> large8() {
@@ -103,20 +110,17 @@ class IconFamilies : public TestFork {
 };
 
 TEST_F(IconFamilies, TwoBitScreenDrawsTheOneBitSmallIcon) {
-  add_kinds(kAllKinds);
-  ASSERT_TRUE(qd::set_screen_depth(2));
-  OffscreenPort port(40, 40);
-  DrawIconFamily(&cache_, kId, 4, 6, 16, 16);
-  expect_pixels(port, {{4, 6, kBlackPixel}, {5, 6, kWhitePixel}, {4, 7, kWhitePixel}});
-  expect_pixels(port, {{19, 21, kBlackPixel}, {20, 21, kWhitePixel}, {3, 6, kWhitePixel}});
+  expect_pixels(draw(kAllKinds, 2, 4, 6, 16), {{4, 6, kBlackPixel},
+                                               {5, 6, kWhitePixel},
+                                               {4, 7, kWhitePixel},
+                                               {19, 21, kBlackPixel},
+                                               {20, 21, kWhitePixel},
+                                               {3, 6, kWhitePixel}});
   EXPECT_EQ(cache_.signature, kIconCacheSignature);
 }
 
 TEST_F(IconFamilies, SmallRequestOnEightBitsCropsTheLargeIconUnderItsMask) {
-  add_kinds(bit(kLarge8) | bit(kLarge1));
-  ASSERT_TRUE(qd::set_screen_depth(8));
-  OffscreenPort port(40, 40);
-  DrawIconFamily(&cache_, kId, 4, 4, 16, 16);
+  OffscreenPort& port = draw(bit(kLarge8) | bit(kLarge1), 8, 4, 4, 16);
   // Column 0 is outside the mask.
   expect_pixels(port, {{4, 4, kWhitePixel}, {4, 19, kWhitePixel}});
   for (int d = 1; d < 16; ++d) {
@@ -127,41 +131,30 @@ TEST_F(IconFamilies, SmallRequestOnEightBitsCropsTheLargeIconUnderItsMask) {
 }
 
 TEST_F(IconFamilies, ThirteenPixelRequestTakesTheSmallIconAndCropsIt) {
-  add_kinds(kAllKinds);
-  ASSERT_TRUE(qd::set_screen_depth(8));
-  OffscreenPort port(40, 40);
-  DrawIconFamily(&cache_, kId, 10, 10, 13, 13);
-  expect_pixels(port, {{10, 10, colour(8, 35)}, {22, 22, colour(8, 35)}});
-  expect_pixels(port, {{23, 22, kWhitePixel}, {22, 23, kWhitePixel}});
+  expect_pixels(draw(kAllKinds, 8, 10, 10, 13), {{10, 10, colour(8, 35)},
+                                                 {22, 22, colour(8, 35)},
+                                                 {23, 22, kWhitePixel},
+                                                 {22, 23, kWhitePixel}});
 }
 
 TEST_F(IconFamilies, FourBitScreenUsesTheFourBitKindsAndTheirMasks) {
-  add_kinds(kAllKinds);
-  ASSERT_TRUE(qd::set_screen_depth(4));
-  OffscreenPort port(40, 40);
-  DrawIconFamily(&cache_, kId, 0, 0, 32, 32);
-  expect_pixels(port, {{0, 5, kWhitePixel}, {1, 5, colour(4, 6)}, {31, 31, colour(4, 6)}});
-  EXPECT_EQ(port.at(32, 31), kWhitePixel);
+  OffscreenPort& port = draw(kAllKinds, 4, 0, 0, 32);
+  expect_pixels(
+      port,
+      {{0, 5, kWhitePixel}, {1, 5, colour(4, 6)}, {31, 31, colour(4, 6)}, {32, 31, kWhitePixel}});
   DrawIconFamily(&cache_, kId, 0, 0, 16, 16);
   expect_pixels(port, {{0, 0, colour(4, 3)}, {15, 15, colour(4, 3)}});
 }
 
 TEST_F(IconFamilies, ColourIconWithoutAMaskIsCopiedWhole) {
-  add_kinds(bit(kSmall4));
-  ASSERT_TRUE(qd::set_screen_depth(4));
-  OffscreenPort port(20, 20);
-  DrawIconFamily(&cache_, kId, 2, 2, 16, 16);
-  expect_pixels(port, {{2, 2, colour(4, 3)}, {17, 17, colour(4, 3)}, {18, 17, kWhitePixel}});
+  expect_pixels(draw(bit(kSmall4), 4, 2, 2, 16),
+                {{2, 2, colour(4, 3)}, {17, 17, colour(4, 3)}, {18, 17, kWhitePixel}});
 }
 
 TEST_F(IconFamilies, FamilyWithoutUsableKindsDrawsNothing) {
-  add_kinds(bit(kSmall8) | bit(kSmall4) | bit(kSmall1));
-  ASSERT_TRUE(qd::set_screen_depth(8));
-  OffscreenPort port(40, 40);
-  auto before = port.snapshot();
-  DrawIconFamily(&cache_, kId, 0, 0, 32, 32);
+  OffscreenPort& port = draw(bit(kSmall8) | bit(kSmall4) | bit(kSmall1), 8, 0, 0, 32);
   DrawIconFamily(&cache_, SInt16(kId + 1), 0, 0, 16, 16);
-  EXPECT_EQ(port.snapshot(), before);
+  EXPECT_EQ(port.snapshot(), std::vector<UInt32>(40 * 40, kWhitePixel));
 }
 
 TEST_F(IconFamilies, CacheStartsFromGarbageAndKeepsOneMapPerDepth) {

@@ -10,6 +10,7 @@
 #include "TempFolder.h"
 #include "formats/FormatTestSupport.h"
 #include "host/DisplayPixels.h"
+#include "platform/DialogTestSupport.h"
 #include "selection/ImagePreview.h"
 #include "tools/samples/SampleImages.h"
 
@@ -42,39 +43,33 @@ UInt32 rgbSample(SInt32 row, SInt32 column) {
          UInt32(sample_value(0, row, column, 1)) << 8 | sample_value(0, row, column, 2);
 }
 
-class Preview : public tessel::testing::TempFolder {
+class Preview : public tessel::testing::DialogTest {
  protected:
   void SetUp() override {
-    TempFolder::SetUp();
+    DialogTest::SetUp();
     displayCalls.clear();
-    auto compiled = tessel::platform::files::spec_from_path(TESSEL_RESOURCE_FORK);
-    ASSERT_TRUE(compiled.has_value());
-    compiled_ = FSpOpenResFile(&*compiled, fsRdPerm);
-    ASSERT_GT(compiled_, 0);
+    open_compiled(TESSEL_RESOURCE_FORK);
   }
   void TearDown() override {
     FinishImagePreview(&preview_);
     opened_.reset();
-    if (compiled_ > 0) CloseResFile(compiled_);
-    TempFolder::TearDown();
+    DialogTest::TearDown();
   }
 
   SourceImage& open(TiffOptions options) {
     options.samplesPerPixel = options.photometric == 2 ? 3 : options.samplesPerPixel;
     opened_.reset();
-    std::filesystem::path file = path("image.tif");
-    EXPECT_EQ(tessel::samples::write_tiff(file, options), 0);
-    opened_ = std::make_unique<OpenedImage>(file);
-    EXPECT_EQ(opened_->result, 0);
-    return opened_->image;
+    return opened(path("image.tif"), tessel::samples::write_tiff(path("image.tif"), options));
   }
   // The native format keeps its channels in planes.
   SourceImage& open_native(SInt16 width, SInt16 height) {
     opened_.reset();
-    std::filesystem::path file = path("image.raw");
     tessel::samples::NativeOptions options{
         .channels = 3, .rows = height, .columns = width, .mode = kRGBMode};
-    EXPECT_EQ(tessel::samples::write_native(file, options), 0);
+    return opened(path("image.raw"), tessel::samples::write_native(path("image.raw"), options));
+  }
+  SourceImage& opened(const std::filesystem::path& file, OSErr written) {
+    EXPECT_EQ(written, 0);
     opened_ = std::make_unique<OpenedImage>(file);
     EXPECT_EQ(opened_->result, 0);
     return opened_->image;
@@ -103,7 +98,6 @@ class Preview : public tessel::testing::TempFolder {
 
   ImagePreview preview_{};
   std::unique_ptr<OpenedImage> opened_;
-  SInt16 compiled_ = 0;
 };
 
 TEST_F(Preview, SevenRowsArriveAsFiveThenTwoThenTheBuffersGo) {
@@ -190,18 +184,15 @@ TEST_F(Preview, WithoutAUsableThumbnailThePatternWaits) {
     }
     return light && dark;
   };
-  SourceImage& plain = open_rgb(64, 48);
-  ASSERT_EQ(start(plain, 64, 48), 0);
-  EXPECT_TRUE(shows_pattern());
-  FinishImagePreview(&preview_);
+  // No thumbnail, then one of a version this reader does not know.
+  for (auto thumbnail :
+       {std::optional<SampleThumbnail>(), std::optional(SampleThumbnail{.noteVersion = 2})}) {
+    ASSERT_EQ(start(open_rgb(64, 48, thumbnail), 64, 48), 0);
+    EXPECT_TRUE(shows_pattern()) << thumbnail.has_value();
+    FinishImagePreview(&preview_);
+  }
 
-  SourceImage& newer = open_rgb(64, 48, SampleThumbnail{.noteVersion = 2});
-  ASSERT_EQ(start(newer, 64, 48), 0);
-  EXPECT_TRUE(shows_pattern());
-  FinishImagePreview(&preview_);
-
-  CloseResFile(compiled_);  // no pattern resource: a blank picture
-  compiled_ = 0;
+  close_compiled();  // no pattern resource: a blank picture
   SourceImage& blank = open_rgb(64, 48);
   ASSERT_EQ(start(blank, 64, 48), 0);
   EXPECT_EQ(at(0, 0), 0xFFFFFFu);

@@ -90,10 +90,7 @@ class Hand : public backend::Backend {
   }
 
   static void click(WindowRecord& window, SInt16 item) {
-    SInt16 kind = 0;
-    Handle handle = nullptr;
-    Rect box{};
-    GetDItem(static_cast<DialogPtr>(&window), item, &kind, &handle, &box);
+    const Rect box = item_of(static_cast<DialogPtr>(&window), item).box;
     sdl::push_click(window,
                     Point{SInt16((box.top + box.bottom) / 2), SInt16((box.left + box.right) / 2)});
   }
@@ -109,12 +106,8 @@ class SdlSelection : public AskForSelectionTest {
     AskForSelectionTest::SetUp();
     if (!XvfbServer::installed()) GTEST_SKIP() << "Xvfb is not installed";
     ASSERT_TRUE(server_.start()) << "Xvfb did not start on " << server_.name();
-    ASSERT_EQ(samples::write_tiff(
-                  path("large.tif"),
-                  {.width = 4000, .height = 3000, .samplesPerPixel = 3, .photometric = 2}),
-              noErr);
-    image_.fileSpec = spec_of("large.tif");
-    ASSERT_EQ(RasterFormatOpen(&image_), noErr);
+    open_image("large.tif",
+               {.width = 4000, .height = 3000, .samplesPerPixel = 3, .photometric = 2});
   }
 
   // What the desktop run chose: the result code, whether the whole drag

@@ -29,6 +29,19 @@ constexpr Rect kImagePane{20, 340, 80, 510};
 constexpr Rect kSelectionPane{90, 340, 150, 510};
 constexpr UInt32 kPreviewGray = 0x808080;
 
+// Rectangles and points given relative to P, and a rectangle taken back.
+inline Rect in_preview(int top, int left, int bottom, int right) {
+  return Rect{SInt16(kPreview.top + top), SInt16(kPreview.left + left),
+              SInt16(kPreview.top + bottom), SInt16(kPreview.left + right)};
+}
+inline Point in_preview(int h, int v) {
+  return Point{SInt16(kPreview.top + v), SInt16(kPreview.left + h)};
+}
+inline std::vector<int> from_preview(const Rect& r) {
+  return {r.top - kPreview.top, r.left - kPreview.left, r.bottom - kPreview.top,
+          r.right - kPreview.left};
+}
+
 inline UInt32 pixel_at(DialogPtr dialog, int h, int v) {
   return platform::quickdraw::pixel(*GetDialogPort(dialog), h, v);
 }
@@ -48,10 +61,7 @@ class SelectionDialogFixture : public DialogTest {
   void SetUp() override {
     DialogTest::SetUp();
     ASSERT_NE(platform::headless::use_script(""), nullptr);
-    auto compiled = platform::files::spec_from_path(TESSEL_RESOURCE_FORK);
-    ASSERT_TRUE(compiled.has_value());
-    compiled_ = FSpOpenResFile(&*compiled, fsRdPerm);
-    ASSERT_GT(compiled_, 0);
+    open_compiled(TESSEL_RESOURCE_FORK);
     add_dialog();
     open_resources();
     storage_ = NewPtrClear(kSelectionDialogStorageSize);
@@ -79,7 +89,6 @@ class SelectionDialogFixture : public DialogTest {
     if (dialog_ != nullptr) CloseDialog(dialog_);
     if (storage_ != nullptr) DisposePtr(storage_);
     DialogTest::TearDown();
-    if (compiled_ > 0) CloseResFile(compiled_);
   }
 
   // A preview picture of one flat colour, and the preview drawn from it.
@@ -97,35 +106,6 @@ class SelectionDialogFixture : public DialogTest {
     PaintRect(&bounds);
     SetGWorld(saved, device);
     DisplayPreview(state_.get(), nullptr);
-  }
-
-  // The texts, each with its baseline at its point, in the pane text style
-  // on a white rectangle r of a port of the dialog's size: what a pane
-  // showing them looks like there.
-  std::vector<UInt32> expected_text(const Rect& r, int depth,
-                                    const std::vector<std::pair<Point, std::string>>& lines) {
-    Rect bounds{0, 0, 400, 600};
-    GrafPort port{};
-    EXPECT_EQ(platform::quickdraw::open_port(port, bounds, depth), 0);
-    CGrafPtr saved = nullptr;
-    GetPort(&saved);
-    SetPort(&port);
-    EraseRect(&r);
-    SetFontStateFromID(16000);
-    for (const auto& [where, text] : lines) {
-      Str255 pascal{};
-      CopyCStringToPascal(text.c_str(), pascal);
-      MoveTo(where.h, where.v);
-      DrawString(pascal);
-    }
-    std::vector<UInt32> pixels;
-    for (int v = r.top; v < r.bottom; ++v) {
-      for (int h = r.left; h < r.right; ++h)
-        pixels.push_back(platform::quickdraw::pixel(port, h, v));
-    }
-    SetPort(saved);
-    platform::quickdraw::close_port(port);
-    return pixels;
   }
 
   SourceImage image_{};
@@ -158,7 +138,6 @@ class SelectionDialogFixture : public DialogTest {
     add(Resource{FourCC("DITL"), kTestDialog, 0, "", item_list(items)});
   }
 
-  SInt16 compiled_ = 0;
   Ptr storage_ = nullptr;
 };
 
