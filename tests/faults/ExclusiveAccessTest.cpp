@@ -77,11 +77,9 @@ TEST_F(ExclusiveAccess, AnImageCutShortIsRefusedBeforeAnyBand) {
 }
 
 TEST_F(ExclusiveAccess, AnImageReplacedByAnotherSizeIsRefused) {
-  samples::TiffOptions other;
-  other.samplesPerPixel = 3;
-  other.photometric = 2;
-  other.width = 63;
-  ASSERT_EQ(samples::write_tiff(path("other.tif"), other), 0);
+  ASSERT_EQ(
+      samples::write_tiff(path("other.tif"), {.width = 63, .samplesPerPixel = 3, .photometric = 2}),
+      0);
   std::filesystem::rename(path("other.tif"), image());
   const std::vector<UInt8> replaced = file_bytes(image());
   EXPECT_EQ(host().run(), kUserCancelled);

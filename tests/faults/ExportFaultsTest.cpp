@@ -48,15 +48,10 @@ TEST_F(ExportFaults, AFaultInABandKeepsTheBandsBeforeItAndNothingElse) {
   for (const Fault& fault : faults) {
     SCOPED_TRACE(fault.name);
     FaultyFileSystem faulty;
-    if (fault.onRead) {
-      faulty.fail_read_at = before + fault.band;
-      faulty.read_error = fault.error;
-      faulty.short_read = fault.isShort;
-    } else {
-      faulty.fail_write_at = fault.band;
-      faulty.write_error = fault.error;
-      faulty.short_write = fault.isShort;
-    }
+    (fault.onRead ? faulty.fail_read_at : faulty.fail_write_at) =
+        fault.onRead ? before + fault.band : fault.band;
+    (fault.onRead ? faulty.read_error : faulty.write_error) = fault.error;
+    (fault.onRead ? faulty.short_read : faulty.short_write) = fault.isShort;
     const std::vector<UInt8> tagBefore = host().tag_bytes();
     OSErr result = 0;
     {

@@ -25,12 +25,10 @@ class ExportFixture : public PluginTest {
   void SetUp() override {
     PluginTest::SetUp();
     host_ = std::make_unique<FakeExportHost>();
-    samples::TiffOptions options;
-    options.samplesPerPixel = 3;
-    options.photometric = 2;
-    options.rowsPerStrip = 4;
-    options.seed = kSeed;
-    ASSERT_EQ(samples::write_tiff(image(), options), 0);
+    ASSERT_EQ(
+        samples::write_tiff(
+            image(), {.samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 4, .seed = kSeed}),
+        0);
     pristine_ = file_bytes(image());
     tag();
   }
@@ -55,33 +53,17 @@ class ExportFixture : public PluginTest {
   // Tags the document with the image and kRect, and fills it with
   // FakeDocument's samples; bands of kBandRows rows.
   void tag() {
-    SourceImage source{};
-    source.fileSpec = spec_of("image.tif");
-    source.selection = kRect;
-    source.width = 64;
-    source.height = 48;
-    auto* procs = ReferencePointerAs<HostResourceProcs>(Get(host().params, kExportResourceProcs));
-    ASSERT_EQ(TagTheDocument(procs, &source), 0);
-    host().document.fill(SInt16(kRect.bottom - kRect.top), SInt16(kRect.right - kRect.left), 3);
+    ASSERT_EQ(host().tag(spec_of("image.tif"), kRect), 0);
     Set(host().params, kExportMemoryLimit, (kRect.right - kRect.left) * 3 * kBandRows);
   }
 
   // Every byte of the image is as before, except that the first rows of
   // kRect hold the document: byte for byte what writing those rows alone
-  // into a copy of the original gives, cut at length when one is given.
-  void expect_rows_written(SInt32 rows, std::size_t length = SIZE_MAX) {
-    std::filesystem::path expected = write_file("expected.tif", pristine_);
-    if (rows > 0) {
-      OpenedImage copy(expected);
-      ASSERT_EQ(copy.result, 0);
-      const FakeDocument& document = host().document;
-      TileArea box{kRect.top, kRect.left, kRect.top + rows, kRect.right, 0, 3};
-      Tile tile{const_cast<UInt8*>(document.pixels.data()), box, document.columns * 3, 3, 0};
-      ASSERT_EQ(RasterFormatPutTile(&copy.image.format, tile, box), 0);
-    }
-    std::vector<UInt8> wanted = file_bytes(expected);
-    wanted.resize(std::min(length, wanted.size()));
-    EXPECT_EQ(file_bytes(image()), wanted);
+  // into a copy of the original gives.
+  void expect_rows_written(SInt32 rows) {
+    const TileArea box{kRect.top, kRect.left, kRect.top + rows, kRect.right, 0, 3};
+    EXPECT_EQ(file_bytes(image()), bytes_after_writing(path("expected.tif"), pristine_, box,
+                                                       host().document.pixels.data()));
   }
 
  private:

@@ -18,6 +18,7 @@
 #include "TempFolder.h"
 #include "formats/ImageResources.h"
 #include "formats/RasterFormats.h"
+#include "formats/TIFFBuilder.h"
 #include "host/Document.h"
 #include "plugin/ResultCodes.h"
 #include "support/FileUtilities.h"
@@ -74,20 +75,11 @@ class MemoryBomb : public TempFolder {
 TEST_F(MemoryBomb, TiffStripCountsBeyondTheFileAreRefusedBeforeTheirArrays) {
   // A 4 x 4 image whose strip arrays claim 50 million entries each (200 MB
   // apiece) in a file of 62 bytes.
-  std::vector<UInt8> tiff{'M', 'M', 0, 42, 0, 0, 0, 8};
-  append_big16(tiff, 4);
-  auto entry = [&tiff](UInt16 tag, UInt16 type, UInt32 count, UInt32 value) {
-    append_big16(tiff, tag);
-    append_big16(tiff, type);
-    append_big32(tiff, count);
-    append_big32(tiff, value);
-  };
-  entry(256, 4, 1, 4);
-  entry(257, 4, 1, 4);
-  entry(273, 4, 50'000'000, 58);
-  entry(279, 4, 50'000'000, 58);
-  append_big32(tiff, 0);
-  write_file("bomb.tif", tiff);
+  TIFFBuilder tiff(false);
+  tiff.add(256, kTIFFLong, {4}).add(257, kTIFFLong, {4});
+  tiff.add_raw(273, kTIFFLong, 50'000'000, 58).add_raw(279, kTIFFLong, 50'000'000, 58);
+  ASSERT_EQ(tiff.bytes().size(), 62u);
+  write_file("bomb.tif", tiff.bytes());
   EXPECT_EQ(open_image("bomb.tif"), eofErr);
   expect_no_large_allocation();
 }
@@ -165,11 +157,7 @@ TEST_F(MemoryBomb, APictureClaimingAHugeBitmapDrawsNothing) {
 }
 
 TEST_F(MemoryBomb, ADocumentClaimingGigapixelsIsRefused) {
-  samples::TiffOptions options;
-  options.width = 4;
-  options.height = 4;
-  options.samplesPerPixel = 3;
-  options.photometric = 2;
+  samples::TiffOptions options{.width = 4, .height = 4, .samplesPerPixel = 3, .photometric = 2};
   options.extraFields = {{256, samples::tiff_type::kLong, {0x7FFFFFFF}},
                          {257, samples::tiff_type::kLong, {0x7FFFFFFF}}};
   ASSERT_EQ(samples::write_tiff(path("doc.tif"), options), 0);

@@ -67,11 +67,12 @@ class CutFiles : public TempFolder {
     }
     EXPECT_EQ(RasterFormatCheckLength(&opened.image.format), expected);
     const SourceImage& image = opened.image;
-    BoxBuffer buffer(TileArea{0, 0, image.height, image.width, 0, image.channels}, false);
-    EXPECT_EQ(RasterFormatGetTile(&opened.image.format, buffer.tile(), buffer.box), expected);
+    BoxBuffer buffer(TileArea{0, 0, image.height, image.width, 0, image.channels}, false,
+                     image.channels);
+    EXPECT_EQ(RasterFormatGetTile(&opened.image.format, buffer.tile, buffer.box), expected);
     std::mt19937 random{UInt32(cut)};
     for (UInt8& byte : buffer.bytes) byte = UInt8(random());
-    EXPECT_EQ(RasterFormatPutTile(&opened.image.format, buffer.tile(), buffer.box), expected);
+    EXPECT_EQ(RasterFormatPutTile(&opened.image.format, buffer.tile, buffer.box), expected);
     expect_only_samples_written(file_bytes(file), before, buffer);
     return true;
   }

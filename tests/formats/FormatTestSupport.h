@@ -4,18 +4,21 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <random>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Files.h"
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "formats/RasterFormats.h"
+#include "support/ZoneBudgets.h"
 
 namespace tessel::testing {
 
@@ -36,29 +39,11 @@ class OpenedImage {
   OSErr result = noErr;
 };
 
-// The budgets of both heaps, given back when the scope ends.
-class ZoneBudgets {
- public:
-  ZoneBudgets()
-      : application_(platform::memory::zone_budget(ApplicZone())),
-        temporary_(platform::memory::zone_budget(platform::memory::temporary_zone())) {}
-  ~ZoneBudgets() {
-    platform::memory::set_zone_budget(ApplicZone(), application_);
-    platform::memory::set_zone_budget(platform::memory::temporary_zone(), temporary_);
-  }
-  ZoneBudgets(const ZoneBudgets&) = delete;
-  ZoneBudgets& operator=(const ZoneBudgets&) = delete;
-  // Free bytes in the application heap; temporary memory gets none.
-  void leave_free(std::int64_t bytes) {
-    namespace mem = platform::memory;
-    mem::set_zone_budget(ApplicZone(), mem::zone_used(ApplicZone()) + bytes);
-    mem::set_zone_budget(mem::temporary_zone(), mem::zone_used(mem::temporary_zone()));
-  }
-
- private:
-  std::int64_t application_;
-  std::int64_t temporary_;
-};
+// What an open tells of the image, in one comparable piece: format, mode,
+// depth, planar, width, height, channels.
+inline auto described(const SourceImage& i) {
+  return std::tuple(i.format.code, i.mode, i.depth, i.planar, i.width, i.height, i.channels);
+}
 
 // Visits every sample of box; stops at the first failed ASSERT in visit, so
 // that one wrong box reports once.
@@ -91,33 +76,49 @@ inline TileArea random_box(std::mt19937& random, SInt32 width, SInt32 height, SI
   return TileArea{top, left, bottom, right, first, end};
 }
 
-// A buffer that holds exactly box, chunky or planar, in image coordinates.
-struct BoxBuffer {
-  BoxBuffer(const TileArea& wanted, bool planar_layout) : box(wanted), planar(planar_layout) {
-    bytes.assign(std::size_t(rows()) * columns() * planes(), 0);
-  }
-  SInt32 rows() const { return box.bottom - box.top; }
-  SInt32 columns() const { return box.right - box.left; }
-  SInt32 planes() const { return box.endPlane - box.firstPlane; }
-  Tile tile() {
-    if (planar) return Tile{bytes.data(), box, columns(), 1, rows() * columns()};
-    return Tile{bytes.data(), box, columns() * planes(), planes(), 0};
-  }
-  UInt8& at(SInt32 row, SInt32 column, SInt32 plane) {
-    Tile t = tile();
-    return *TileSampleAddress(t, row, column, plane);
-  }
-
-  TileArea box;
-  bool planar;
-  std::vector<UInt8> bytes;
-};
-
 using SampleRule = std::function<UInt8(SInt32 row, SInt32 column, SInt32 plane)>;
 using OffsetRule = std::function<std::size_t(SInt32 row, SInt32 column, SInt32 plane)>;
 
+// Caller memory a little larger than box, holding every plane there is
+// (planar, or chunky with a spare byte per pixel) in padded rows, all 0x5A at
+// first: a move that strays outside the box shows in the bytes around it.
+struct BoxBuffer {
+  BoxBuffer(const TileArea& wanted, bool planar, SInt32 channels) : box(wanted) {
+    const TileArea area{std::max(0, box.top - 1),
+                        std::max(0, box.left - 2),
+                        box.bottom + 1,
+                        box.right + 1,
+                        0,
+                        channels};
+    const SInt32 colBytes = planar ? 1 : channels + 1;
+    const SInt32 rowBytes = (area.right - area.left) * colBytes + 3;
+    const SInt32 planeBytes = planar ? (area.bottom - area.top) * rowBytes : 0;
+    bytes.assign(std::size_t(planar ? planeBytes * channels : (area.bottom - area.top) * rowBytes),
+                 0x5A);
+    tile = Tile{bytes.data(), area, rowBytes, colBytes, planeBytes};
+  }
+  BoxBuffer(const BoxBuffer&) = delete;
+  BoxBuffer& operator=(const BoxBuffer&) = delete;
+
+  std::size_t index(SInt32 row, SInt32 column, SInt32 plane) const {
+    return std::size_t(TileSampleAddress(tile, row, column, plane) - tile.data);
+  }
+  UInt8& at(SInt32 row, SInt32 column, SInt32 plane) { return bytes[index(row, column, plane)]; }
+  // The memory as it is now, with the box's samples as rule says.
+  std::vector<UInt8> with_box(const SampleRule& rule) const {
+    std::vector<UInt8> expected = bytes;
+    for_each_sample(
+        box, [&](SInt32 r, SInt32 c, SInt32 p) { expected[index(r, c, p)] = rule(r, c, p); });
+    return expected;
+  }
+
+  TileArea box;
+  std::vector<UInt8> bytes;
+  Tile tile;
+};
+
 // Reads random boxes into chunky and planar buffers; every sample must be
-// what expected says.
+// what expected says, and no byte around them may change.
 inline void expect_boxes_read(const std::filesystem::path& file, const SampleRule& expected,
                               int boxes = 12) {
   OpenedImage opened(file);
@@ -126,19 +127,33 @@ inline void expect_boxes_read(const std::filesystem::path& file, const SampleRul
   std::mt19937 random(7);
   for (int i = 0; i < boxes; ++i) {
     TileArea box = random_box(random, image.width, image.height, image.channels);
-    BoxBuffer buffer(box, i % 2 == 1);
-    ASSERT_EQ(RasterFormatGetTile(&opened.image.format, buffer.tile(), box), noErr)
-        << box_text(box);
-    for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
-      ASSERT_EQ(buffer.at(r, c, p), expected(r, c, p))
-          << box_text(box) << " row " << r << " column " << c << " plane " << p;
-    });
+    BoxBuffer buffer(box, i % 2 == 1, image.channels);
+    const std::vector<UInt8> wanted = buffer.with_box(expected);
+    ASSERT_EQ(RasterFormatGetTile(&opened.image.format, buffer.tile, box), noErr) << box_text(box);
+    ASSERT_EQ(buffer.bytes, wanted) << box_text(box);
   }
 }
 
 inline std::vector<UInt8> file_bytes(const std::filesystem::path& file) {
   std::ifstream in(file, std::ios::binary);
   return std::vector<UInt8>(std::istreambuf_iterator<char>(in), {});
+}
+
+// What file holds once the chunky samples of box are written into it, the
+// file starting as original: made in scratch, through the format layer.
+inline std::vector<UInt8> bytes_after_writing(const std::filesystem::path& scratch,
+                                              const std::vector<UInt8>& original,
+                                              const TileArea& box, const UInt8* samples) {
+  std::ofstream(scratch, std::ios::binary)
+      .write(reinterpret_cast<const char*>(original.data()), std::streamsize(original.size()));
+  if (box.bottom > box.top) {
+    OpenedImage copy(scratch);
+    EXPECT_EQ(copy.result, noErr);
+    const SInt32 planes = box.endPlane - box.firstPlane;
+    const Tile tile{const_cast<UInt8*>(samples), box, (box.right - box.left) * planes, planes, 0};
+    EXPECT_EQ(RasterFormatPutTile(&copy.image.format, tile, box), noErr);
+  }
+  return file_bytes(scratch);
 }
 
 // Writes random values into random boxes; the file must then differ from
@@ -154,9 +169,9 @@ inline void expect_boxes_written(const std::filesystem::path& file, const Offset
     for (int i = 0; i < boxes; ++i) {
       const SourceImage& image = opened.image;
       TileArea box = random_box(random, image.width, image.height, image.channels);
-      BoxBuffer buffer(box, i % 2 == 0);
+      BoxBuffer buffer(box, i % 2 == 0, image.channels);
       for (UInt8& byte : buffer.bytes) byte = UInt8(random());
-      ASSERT_EQ(RasterFormatPutTile(&opened.image.format, buffer.tile(), box), noErr);
+      ASSERT_EQ(RasterFormatPutTile(&opened.image.format, buffer.tile, box), noErr);
       for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
         expected.at(offset(r, c, p)) = stored(buffer.at(r, c, p), p);
       });

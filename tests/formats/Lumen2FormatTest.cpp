@@ -9,6 +9,7 @@
 #include "tools/samples/SampleImages.h"
 
 namespace samples = tessel::samples;
+using tessel::testing::described;
 using tessel::testing::OpenedImage;
 
 namespace {
@@ -42,13 +43,7 @@ TEST_F(Lumen2Format, DescribesItselfFromItsResources) {
   samples::NativeOptions options = planar_cmyk();
   OpenedImage plain(sample(options));
   ASSERT_EQ(plain.result, noErr);
-  EXPECT_EQ(plain.image.format.code, kNativeFormat);
-  EXPECT_EQ(plain.image.mode, kCMYKMode);
-  EXPECT_EQ(plain.image.planar, 1);
-  EXPECT_EQ(plain.image.depth, 8);
-  EXPECT_EQ(plain.image.channels, 4);
-  EXPECT_EQ(plain.image.width, 51);
-  EXPECT_EQ(plain.image.height, 33);
+  EXPECT_EQ(described(plain.image), std::tuple(kNativeFormat, kCMYKMode, 8, 1, 51, 33, 4));
   EXPECT_FLOAT_EQ(plain.image.hResolution, 72.0f) << "no resolution entry means 72";
 
   options.horizontalResolution = 0x012C8000;  // 300.5
@@ -120,8 +115,8 @@ TEST_F(Lumen2Format, AShortDataForkFailsTheRead) {
   std::filesystem::resize_file(file, 4 * 33 * 51 - 10);
   OpenedImage opened(file);
   ASSERT_EQ(opened.result, noErr);
-  tessel::testing::BoxBuffer buffer(TileArea{30, 0, 33, 51, 3, 4}, true);
-  EXPECT_EQ(RasterFormatGetTile(&opened.image.format, buffer.tile(), buffer.box), eofErr);
-  tessel::testing::BoxBuffer early(TileArea{0, 0, 33, 51, 0, 3}, false);
-  EXPECT_EQ(RasterFormatGetTile(&opened.image.format, early.tile(), early.box), noErr);
+  tessel::testing::BoxBuffer buffer(TileArea{30, 0, 33, 51, 3, 4}, true, 4);
+  EXPECT_EQ(RasterFormatGetTile(&opened.image.format, buffer.tile, buffer.box), eofErr);
+  tessel::testing::BoxBuffer early(TileArea{0, 0, 33, 51, 0, 3}, false, 4);
+  EXPECT_EQ(RasterFormatGetTile(&opened.image.format, early.tile, early.box), noErr);
 }

@@ -164,9 +164,9 @@ TEST_F(TIFFCrossCheck, WrittenBoxesAreWhatLibtiffThenDecodes) {
       std::mt19937 random(8);
       for (int i = 0; i < 3; ++i) {
         TileArea box = random_box(random, reference.width, reference.height, reference.planes);
-        BoxBuffer buffer(box, i % 2 == 1);
+        BoxBuffer buffer(box, i % 2 == 1, reference.planes);
         for (UInt8& byte : buffer.bytes) byte = UInt8(random());
-        ASSERT_EQ(RasterFormatPutTile(&opened.image.format, buffer.tile(), box), noErr)
+        ASSERT_EQ(RasterFormatPutTile(&opened.image.format, buffer.tile, box), noErr)
             << box_text(box);
         for_each_sample(box, [&](SInt32 r, SInt32 c, SInt32 p) {
           expected.samples[(std::size_t(r) * expected.width + c) * expected.planes + p] =

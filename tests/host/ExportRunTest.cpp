@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -13,6 +14,7 @@
 #include "TempFolder.h"
 #include "host/Document.h"
 #include "host/ExportRun.h"
+#include "host/HostServices.h"
 
 namespace tessel::host {
 namespace {
@@ -260,6 +262,61 @@ TEST_F(ExportRunTest, AFailedFinalSyncIsReportedAndNotRecordedAsSaved) {
   EXPECT_EQ(outcome.unsynced[0].error, ioErr);
   EXPECT_FALSE(outcome.savedBack);
   EXPECT_TRUE(platform::files::take_failed_closes().empty()) << "the run took its own record";
+}
+
+// ---------------------------------------------------------------------------
+// The run services both commands share
+
+TEST(RunPhases, FinishFollowsOnlyASuccessfulStartAndTheFirstFailureWins) {
+  struct Case {
+    SInt16 prepare, start, continues, finish;
+    std::vector<SInt16> calls;
+    SInt16 result;
+  };
+  constexpr SInt16 kMarkContinues = 99;
+  const std::vector<SInt16> kEvery{kSelectorPrepare, kSelectorStart, kMarkContinues,
+                                   kSelectorFinish};
+  const std::vector<Case> cases{
+      {noErr, noErr, noErr, noErr, kEvery, noErr},
+      {7, noErr, noErr, noErr, {kSelectorPrepare}, 7},
+      {noErr, 8, noErr, noErr, {kSelectorPrepare, kSelectorStart}, 8},
+      {noErr, noErr, 9, 3, kEvery, 9},
+      {noErr, noErr, noErr, 3, kEvery, 3},
+  };
+  for (const Case& c : cases) {
+    std::vector<SInt16> calls;
+    const SInt16 result = run_phases(
+        [&](SInt16 selector) {
+          calls.push_back(selector);
+          return selector == kSelectorPrepare ? c.prepare
+                 : selector == kSelectorStart ? c.start
+                                              : c.finish;
+        },
+        [&] {
+          calls.push_back(kMarkContinues);
+          return c.continues;
+        });
+    EXPECT_EQ(calls, c.calls) << c.prepare << " " << c.start << " " << c.continues;
+    EXPECT_EQ(result, c.result);
+  }
+}
+
+// The references the plug-in holds go with the object.
+TEST(RunCallbacks, AbortTestAnswersCtrlCAndProgressIsSafeToCall) {
+  UInt32 reference = 0;
+  {
+    RunCallbacks callbacks;
+    reference = callbacks.test_abort();
+    auto testAbort = ReferenceProcAs<TestAbortProc>(reference);
+    auto progress = ReferenceProcAs<UpdateProgressProc>(callbacks.update_progress());
+    ASSERT_NE(testAbort, nullptr);
+    ASSERT_NE(progress, nullptr);
+    EXPECT_EQ(testAbort(), 0);
+    progress(1, 2);
+    std::raise(SIGINT);
+    EXPECT_EQ(testAbort(), 1);
+  }
+  EXPECT_EQ(ReferenceProcAs<TestAbortProc>(reference), nullptr);
 }
 
 }  // namespace

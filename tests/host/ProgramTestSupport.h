@@ -6,7 +6,9 @@
 #include <stdlib.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <regex>
 #include <string>
 #include <vector>
@@ -15,6 +17,8 @@
 #include "MacErrors.h"
 #include "TempFolder.h"
 #include "formats/RasterFormats.h"
+#include "host/Document.h"
+#include "host/ExtractDocument.h"
 
 namespace tessel::testing {
 
@@ -25,22 +29,53 @@ struct ProgramRun {
   std::string alerts;  // what the run logged; the log starts empty for each run
 };
 
-// Every sample of the image, planes interleaved, through the format layer.
-inline std::vector<UInt8> read_image(const std::filesystem::path& file, SInt32& width,
-                                     SInt32& channels) {
+using SampleRule = std::function<UInt8(SInt32 row, SInt32 column, SInt32 plane)>;
+
+// How many samples of the image, read whole through the format layer, differ
+// from what expected says.
+inline std::size_t samples_differing(const std::filesystem::path& file,
+                                     const SampleRule& expected) {
   auto spec = platform::files::spec_from_path(file);
   EXPECT_TRUE(spec.has_value()) << file;
   SourceImage image{};
   if (spec) image.fileSpec = *spec;
   EXPECT_EQ(RasterFormatOpen(&image), noErr);
-  width = image.width;
-  channels = image.channels;
-  std::vector<UInt8> pixels(std::size_t(image.width) * image.height * image.channels);
-  const TileArea area{0, 0, image.height, image.width, 0, image.channels};
-  const Tile tile{pixels.data(), area, image.width * image.channels, image.channels, 0};
-  EXPECT_EQ(RasterFormatGetTile(&image.format, tile, area), noErr);
+  const SInt32 channels = image.channels, width = image.width;
+  std::vector<UInt8> pixels(std::size_t(width) * image.height * channels);
+  const TileArea area{0, 0, image.height, width, 0, channels};
+  EXPECT_EQ(RasterFormatGetTile(&image.format,
+                                Tile{pixels.data(), area, width * channels, channels, 0}, area),
+            noErr);
   RasterFormatClose(&image.format);
-  return pixels;
+  std::size_t wrong = 0;
+  for (std::size_t i = 0; i < pixels.size(); ++i)
+    wrong += pixels[i] != expected(SInt32(i / channels / width), SInt32(i / channels % width),
+                                   SInt32(i % channels));
+  return wrong;
+}
+
+// The document cut from image at rect, every sample inverted, written as doc.
+inline host::Document inverted_document(const std::filesystem::path& image, const Rect& rect,
+                                        const std::filesystem::path& doc) {
+  auto cut = host::extract_document(image, rect);
+  EXPECT_TRUE(cut) << cut.error();
+  if (!cut) return {};
+  for (UInt8& sample : cut->pixels) sample = UInt8(~sample);
+  EXPECT_EQ(host::write_document(doc, *cut), noErr);
+  return std::move(*cut);
+}
+
+inline bool inside(const Rect& rect, SInt32 row, SInt32 column) {
+  return row >= rect.top && row < rect.bottom && column >= rect.left && column < rect.right;
+}
+
+inline std::size_t bytes_differing(const std::vector<UInt8>& before,
+                                   const std::vector<UInt8>& after) {
+  EXPECT_EQ(after.size(), before.size());
+  std::size_t changed = 0;
+  for (std::size_t i = 0; i < std::min(after.size(), before.size()); ++i)
+    changed += after[i] != before[i];
+  return changed;
 }
 
 // Whether text names number on its own: not as part of a longer number, nor

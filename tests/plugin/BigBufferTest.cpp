@@ -3,27 +3,15 @@
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "plugin/BigBuffer.h"
+#include "support/ZoneBudgets.h"
 
 namespace mem = tessel::platform::memory;
 
 namespace {
 
-// Sets how much each zone has free beyond what it already holds, restoring
-// the budgets afterwards.
 class BigBuffer : public ::testing::Test {
  protected:
-  void SetUp() override {
-    saved_application_ = mem::zone_budget(ApplicZone());
-    saved_temporary_ = mem::zone_budget(mem::temporary_zone());
-  }
-  void TearDown() override {
-    mem::set_zone_budget(ApplicZone(), saved_application_);
-    mem::set_zone_budget(mem::temporary_zone(), saved_temporary_);
-  }
-  static void give_free(std::int64_t application, std::int64_t temporary) {
-    mem::set_zone_budget(ApplicZone(), mem::zone_used(ApplicZone()) + application);
-    mem::set_zone_budget(mem::temporary_zone(), mem::zone_used(mem::temporary_zone()) + temporary);
-  }
+  tessel::testing::ZoneBudgets budgets;
 
   struct Grant {
     OSErr err;
@@ -45,10 +33,6 @@ class BigBuffer : public ::testing::Test {
     }
     return {err, units, zone};
   }
-
- private:
-  std::int64_t saved_application_ = 0;
-  std::int64_t saved_temporary_ = 0;
 };
 
 }  // namespace
@@ -70,7 +54,7 @@ TEST_F(BigBuffer, TakesTheHeapThatFitsOrRefuses) {
                         {41000, 0, 10, noErr, 1, true}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.applicationFree);
-    give_free(c.applicationFree, c.temporaryFree);
+    budgets.leave_free(c.applicationFree, c.temporaryFree);
     Grant grant = ask(1000, c.unitCount);
     EXPECT_EQ(grant.err, c.err);
     EXPECT_EQ(grant.units, c.units);
@@ -80,7 +64,7 @@ TEST_F(BigBuffer, TakesTheHeapThatFitsOrRefuses) {
 }
 
 TEST_F(BigBuffer, AllOrNothingWhenOneUnitIsTheWholeNeed) {
-  give_free(1000000, 0);
+  budgets.leave_free(1000000, 0);
   Ptr address = nullptr;
   EXPECT_EQ(AllocateBigBuffer(960000, 1, nullptr, &address), noErr);
   DisposeBigBuffer(address);

@@ -15,15 +15,7 @@ constexpr UInt32 kSeed = 7;
 
 class ExportDriver : public PluginTest {
  protected:
-  void SetUp() override {
-    PluginTest::SetUp();
-    host_ = std::make_unique<FakeExportHost>();
-  }
-  void TearDown() override {
-    host_.reset();
-    PluginTest::TearDown();
-  }
-  FakeExportHost& host() { return *host_; }
+  FakeExportHost& host() { return host_; }
 
   fs::path write_rgb_tiff(const std::string& name, samples::TiffOptions options = {}) {
     options.samplesPerPixel = 3;
@@ -40,16 +32,9 @@ class ExportDriver : public PluginTest {
   // The file must hold the document in rect and the sample formula elsewhere,
   // and be byte for byte what a bare write of the document gives a copy of it.
   void expect_written(const fs::path& file, const fs::path& pristine, Rect rect) {
-    const FakeDocument& document = host().document;
-    {
-      OpenedImage reference(pristine);
-      ASSERT_EQ(reference.result, 0);
-      TileArea box{rect.top, rect.left, rect.bottom, rect.right, 0, document.planes};
-      Tile tile{const_cast<UInt8*>(document.pixels.data()), box, document.columns * document.planes,
-                document.planes, 0};
-      ASSERT_EQ(RasterFormatPutTile(&reference.image.format, tile, box), 0);
-    }
-    EXPECT_EQ(file_bytes(file), file_bytes(pristine));
+    const TileArea box{rect.top, rect.left, rect.bottom, rect.right, 0, host().document.planes};
+    EXPECT_EQ(file_bytes(file), bytes_after_writing(pristine, file_bytes(pristine), box,
+                                                    host().document.pixels.data()));
     expect_boxes_read(file, [&](SInt32 r, SInt32 c, SInt32 p) {
       bool inside = r >= rect.top && r < rect.bottom && c >= rect.left && c < rect.right;
       return inside ? FakeDocument::sample(r - rect.top, c - rect.left, p)
@@ -66,7 +51,7 @@ class ExportDriver : public PluginTest {
   }
 
  private:
-  std::unique_ptr<FakeExportHost> host_;
+  FakeExportHost host_;
 };
 
 TEST_F(ExportDriver, WritesExactlyTheRectangleOfAChunkyTIFFBandByBand) {
@@ -90,11 +75,8 @@ TEST_F(ExportDriver, WritesExactlyTheRectangleOfAChunkyTIFFBandByBand) {
 }
 
 TEST_F(ExportDriver, WritesANativeFilePlaneByPlane) {
-  samples::NativeOptions options;
-  options.channels = 3;
-  options.mode = 3;
-  options.seed = kSeed;
-  ASSERT_EQ(samples::write_native(path("image.lumn"), options), 0);
+  ASSERT_EQ(samples::write_native(path("image.lumn"), {.channels = 3, .mode = 3, .seed = kSeed}),
+            0);
   fs::path pristine = copy_with_sidecar(path("image.lumn"), path("pristine.lumn"));
   tag("image.lumn", Rect{5, 0, 15, 16});
   Set(host().params, kExportMemoryLimit, 16 * 4);  // four rows of one plane
@@ -132,14 +114,10 @@ TEST_F(ExportDriver, AFileThatCannotBeWrittenIsReportedAndAskedForAgain) {
     samples::TiffOptions options;
     std::string alert;
   };
-  samples::TiffOptions deep, tiled, compressed;
-  deep.bitsPerSample = 16;
-  tiled.tiles = samples::TiffTiles{};
-  compressed.compression = 5;
   // Texts no check has filled are empty, and the message's placeholders with them.
-  const Case cases[] = {{deep, alert_line("message 25 [16|]", 127)},
-                        {tiled, alert_line("message 20 [|]", 122)},
-                        {compressed, alert_line("message 26 [|]", 128)}};
+  const Case cases[] = {{{.bitsPerSample = 16}, alert_line("message 25 [16|]", 127)},
+                        {{.tiles = samples::TiffTiles{}}, alert_line("message 20 [|]", 122)},
+                        {{.compression = 5}, alert_line("message 26 [|]", 128)}};
   for (const Case& c : cases) {
     FakeExportHost fresh;  // new state record: report texts start empty
     write_rgb_tiff("image.tif", c.options);
@@ -201,9 +179,7 @@ TEST_F(ExportDriver, AChosenFileOfAnotherSizeCannotBeUsed) {
   write_rgb_tiff("gone.tif");
   tag("gone.tif", Rect{0, 0, 8, 8});
   fs::remove(path("gone.tif"));
-  samples::TiffOptions smaller;
-  smaller.width = 50;
-  write_rgb_tiff("other.tif", smaller);
+  write_rgb_tiff("other.tif", {.width = 50});
   platform::standard_file::preselect(path("other.tif"));
 
   EXPECT_EQ(host().run(), kUserCancelled);

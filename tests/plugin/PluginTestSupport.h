@@ -308,7 +308,6 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
   AcquireParams params{};
   PluginDataSlot slot = 0;
   SInt16 grantRows = 4;                // rows lent, at most what the plug-in asks for
-  OSErr allocateError = 0;             // what the buffer request answers
   std::vector<SInt32> bufferRequests;  // row bytes of each request
   SInt16 mostRowsAsked = 0;
   std::vector<Strip> strips;
@@ -381,7 +380,6 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
     FakeAcquireHost* host = current();
     host->bufferRequests.push_back(rowBytes);
     host->mostRowsAsked = maxRows;
-    if (host->allocateError != 0) return host->allocateError;
     *granted = std::max(minRows, std::min(host->grantRows, maxRows));
     host->buffer_.assign(std::size_t(rowBytes) * std::size_t(*granted), 0xEE);
     host->bufferLent = true;

@@ -1,3 +1,5 @@
+#include <tuple>
+
 #include "PluginTestSupport.h"
 #include "plugin/ResultCodes.h"
 #include "plugin/TagTheDocument.h"
@@ -56,15 +58,12 @@ TEST_F(DocumentTag, ReplacesEveryTagByOneWithTheImagesBytesAndReadsBack) {
   SourceImage read{};
   read.width = -1;
   ASSERT_EQ(GetImageInfo(&globals, &read), 0);
-  EXPECT_EQ(read.fileSpec.vRefNum, -2);
-  EXPECT_EQ(read.fileSpec.parID, 0x01020304);
   const unsigned char* readName = read.fileSpec.name;
-  EXPECT_EQ(std::string(readName + 1, readName + 1 + readName[0]), name);
-  EXPECT_EQ(read.selection.bottom, 612);
-  EXPECT_EQ(read.selection.right, 512);
-  EXPECT_EQ(read.recordedWidth, 4000);
-  EXPECT_EQ(read.recordedHeight, 3000);
-  EXPECT_EQ(read.width, -1);
+  EXPECT_EQ(std::tuple(read.fileSpec.vRefNum, read.fileSpec.parID,
+                       std::string(readName + 1, readName + 1 + readName[0]), read.selection.top,
+                       read.selection.left, read.selection.bottom, read.selection.right,
+                       read.recordedWidth, read.recordedHeight, read.width),
+            std::tuple(-2, 0x01020304, name, 100, 0, 612, 512, 4000, 3000, -1));
 }
 
 TEST_F(DocumentTag, RefusesNoneSeveralEmptyAndOtherVersions) {

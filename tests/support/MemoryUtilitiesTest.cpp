@@ -5,22 +5,11 @@
 
 #include "MacMemory.h"
 #include "support/MemoryUtilities.h"
+#include "support/ZoneBudgets.h"
 
 namespace {
 
 namespace mem = tessel::platform::memory;
-
-// Shrinks the application heap for one test and gives its budget back after.
-class SmallHeap {
- public:
-  explicit SmallHeap(std::int64_t free) : saved_(mem::zone_budget(ApplicZone())) {
-    mem::set_zone_budget(ApplicZone(), mem::zone_used(ApplicZone()) + free);
-  }
-  ~SmallHeap() { mem::set_zone_budget(ApplicZone(), saved_); }
-
- private:
-  std::int64_t saved_;
-};
 
 struct Record {
   SInt32 count;
@@ -54,7 +43,8 @@ TEST(MemoryUtilities, DisposingGivesTheBytesBackAndAcceptsNull) {
 }
 
 TEST(MemoryUtilities, FailedAllocationReportsTheHeapErrorAndKeepsTheOutPointer) {
-  SmallHeap heap(64);
+  tessel::testing::ZoneBudgets budgets;
+  budgets.leave_free(64, 1 << 20);  // no way round the full heap
   char sentinel = 0;
   Ptr block = &sentinel;
   EXPECT_EQ(AllocateMemory(65, &block), memFullErr);

@@ -8,6 +8,7 @@
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "support/SortedList.h"
+#include "support/ZoneBudgets.h"
 
 namespace {
 
@@ -54,11 +55,9 @@ TEST(SortedList, RefusedCapacitiesLeaveTheOutPointerAlone) {
   EXPECT_EQ(AllocateSortedList(INT32_MAX, &list), memFullErr);
   EXPECT_EQ(list, &sentinel);
 
-  namespace mem = tessel::platform::memory;
-  std::int64_t saved = mem::zone_budget(ApplicZone());
-  mem::set_zone_budget(ApplicZone(), mem::zone_used(ApplicZone()) + 1000);
+  tessel::testing::ZoneBudgets budgets;
+  budgets.leave_free(1000, 1 << 20);
   EXPECT_EQ(AllocateSortedList(1000, &list), memFullErr);
-  mem::set_zone_budget(ApplicZone(), saved);
   EXPECT_EQ(list, &sentinel);
 }
 
