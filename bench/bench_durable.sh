@@ -29,12 +29,7 @@ build_for_bench tessel tessel_module tessel-sample
 run_tessel_in "$WORK"
 trap 'rm -rf "$WORK"' EXIT
 
-# fsync and fdatasync that return at once, preloaded for the no-sync figure.
-cat >"$WORK/nosync.c" <<'C'
-int fsync(int fd) { (void)fd; return 0; }
-int fdatasync(int fd) { (void)fd; return 0; }
-C
-cc -shared -fPIC -O2 -o "$WORK/nosync.so" "$WORK/nosync.c"
+make_nosync_shim "$WORK"
 
 ensure_bench_image
 "$BUILD/bin/tessel" extract "$IMAGE" --rect $TOP,$LEFT,$((TOP + SIDE)),$((LEFT + SIDE)) \
