@@ -137,6 +137,36 @@ TEST_F(SelectionDialog, GridKeysWalkTheCellsRowByRowAndWrap) {
   EXPECT_EQ(selection(), (std::vector<int>{256, 342, 384, 512}));
 }
 
+// P throws away the rows already shown and starts the preview again from
+// the top, as after a file was changed behind the dialog's back.
+TEST_F(SelectionDialog, PRestartsThePreviewFromTheTop) {
+  SelectionDialogState state{};
+  state.globals = &globals_;
+  state.sourceImage = &image_;
+  ASSERT_EQ(SetUpSelectionDialog(&state), noErr);
+  ShowWindow(state.dialog);
+  auto row = [&](int v) {
+    std::vector<UInt32> pixels;
+    for (int h = 0; h < 256; ++h) pixels.push_back(qd::pixel(*state.preview.offscreen, h, v));
+    return pixels;
+  };
+  const std::vector<UInt32> waiting = row(0);
+  EventRecord idle{}, p{};
+  idle.what = nullEvent;
+  p.what = keyDown;
+  p.message = 'p';
+  SInt16 item = 0;
+  for (int step = 0; step < 3; ++step) AskDialogProc(state.dialog, &idle, &item);
+  EXPECT_EQ(state.lastPreviewRow, 15);
+  ASSERT_NE(row(0), waiting) << "an image row replaced the waiting picture";
+  AskDialogProc(state.dialog, &p, &item);
+  EXPECT_EQ(state.lastPreviewRow, 0);
+  EXPECT_EQ(row(0), waiting);
+  AskDialogProc(state.dialog, &idle, &item);
+  EXPECT_EQ(state.lastPreviewRow, 5);
+  EXPECT_EQ(TearDownSelectionDialog(&state, false), noErr);
+}
+
 TEST_F(SelectionDialog, OkRemembersSelectionAndGridCancelWritesNothing) {
   EXPECT_EQ(run("click 7\nkey FN\n"), noErr);
   EXPECT_EQ(selection(), (std::vector<int>{0, 170, 128, 342}));
