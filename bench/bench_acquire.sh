@@ -4,7 +4,8 @@
 # answered by a script) and tessel extract, beside gdal_translate -srcwin
 # (plain, and with GDAL's direct reads for uncompressed TIFF), vips crop, and
 # a bare copy of the rectangle's bytes with pread. One run each, from the
-# page cache; wall time and peak memory (maximum resident set) of each.
+# page cache; wall time and peak memory (maximum resident set) of each. Then
+# the whole edit loop, tessel's beside GDAL's.
 #
 #   bench/bench_acquire.sh [BUILD_DIR]     (default: build-bench beside this folder)
 #
@@ -105,6 +106,42 @@ print(f"{took:.2f} {resource.getrusage(resource.RUSAGE_SELF).ru_maxrss}")
 PY
 )
 
+# The whole edit loop, each side with its own tools: take the rectangle out,
+# negate it with ImageMagick, write it back in place and sync the image.
+# Both loops negate, so the image ends as it began.
+seconds_of() {
+  local start
+  start=$(now)
+  "$@" >/dev/null 2>"$WORK/stderr.txt" || { cat "$WORK/stderr.txt" >&2; echo n/a; return; }
+  printf '%.2f' "$(echo "$(now) - $start" | bc -l)"
+}
+tessel_loop() {
+  "$BUILD/bin/tessel" extract "$IMAGE" --rect $TOP,$LEFT,$BOTTOM,$RIGHT -o "$WORK/loop.tif" --force
+  convert "$WORK/loop.tif" -negate "$WORK/loop.tif"
+  "$BUILD/bin/tessel" export "$WORK/loop.tif"
+}
+gdal_loop() {
+  gdal_translate -q --config GTIFF_DIRECT_IO YES -srcwin $LEFT $TOP $WIDTH $HEIGHT "$IMAGE" \
+    "$WORK/gdal-loop.tif"
+  convert "$WORK/gdal-loop.tif" -negate "$WORK/gdal-loop.tif"
+  "$PYTHON" - "$IMAGE" "$WORK/gdal-loop.tif" $LEFT $TOP <<'PY'
+import os, sys
+from osgeo import gdal
+gdal.UseExceptions()
+image, edited, left, top = sys.argv[1], sys.argv[2], int(sys.argv[3]), int(sys.argv[4])
+source = gdal.Open(edited)
+pixels = source.ReadRaster(0, 0, source.RasterXSize, source.RasterYSize)
+target = gdal.Open(image, gdal.GA_Update)
+target.WriteRaster(left, top, source.RasterXSize, source.RasterYSize, pixels)
+target = None
+fd = os.open(image, os.O_RDONLY)
+os.fsync(fd)
+os.close(fd)
+PY
+}
+loop_tessel=$(seconds_of tessel_loop)
+loop_gdal=$(seconds_of gdal_loop)
+
 echo
 echo "Rectangle ${WIDTH}x${HEIGHT} at ($LEFT,$TOP) of $IMAGE, RGB, 16 rows per strip;"
 echo "one run each, files in the page cache; rectangle $((RECT_BYTES / 1024)) KiB."
@@ -127,3 +164,7 @@ row "bare pread of the rectangle's bytes (copy loop)" "$bare"
 echo
 echo "extract vs GDAL's fastest: $(ratio "${gdal_fast% *}" "${extracted% *}")x faster (aim: 5 or more)"
 echo "extract / bare copy: $(ratio "${extracted% *}" "${bare% *}") (aim: 2 or less)"
+echo
+echo "Edit loop (take out, negate with ImageMagick, write back in place, sync), one run each:"
+printf '%-46s %9s\n' "tessel extract, convert, tessel export" "$loop_tessel"
+printf '%-46s %9s\n' "gdal_translate, convert, GDAL WriteRaster" "$loop_gdal"
