@@ -109,12 +109,6 @@ PY
 # The whole edit loop, each side with its own tools: take the rectangle out,
 # negate it with ImageMagick, write it back in place and sync the image.
 # Both loops negate, so the image ends as it began.
-seconds_of() {
-  local start
-  start=$(now)
-  "$@" >/dev/null 2>"$WORK/stderr.txt" || { cat "$WORK/stderr.txt" >&2; echo n/a; return; }
-  printf '%.2f' "$(echo "$(now) - $start" | bc -l)"
-}
 tessel_loop() {
   "$BUILD/bin/tessel" extract "$IMAGE" --rect $TOP,$LEFT,$BOTTOM,$RIGHT -o "$WORK/loop.tif" --force
   convert "$WORK/loop.tif" -negate "$WORK/loop.tif"
@@ -141,6 +135,7 @@ PY
 }
 loop_tessel=$(seconds_of tessel_loop)
 loop_gdal=$(seconds_of gdal_loop)
+two_places() { [ "$1" = n/a ] && echo n/a || printf '%.2f' "$1"; }
 
 echo
 echo "Rectangle ${WIDTH}x${HEIGHT} at ($LEFT,$TOP) of $IMAGE, RGB, 16 rows per strip;"
@@ -166,5 +161,5 @@ echo "extract vs GDAL's fastest: $(ratio "${gdal_fast% *}" "${extracted% *}")x f
 echo "extract / bare copy: $(ratio "${extracted% *}" "${bare% *}") (aim: 2 or less)"
 echo
 echo "Edit loop (take out, negate with ImageMagick, write back in place, sync), one run each:"
-printf '%-46s %9s\n' "tessel extract, convert, tessel export" "$loop_tessel"
-printf '%-46s %9s\n' "gdal_translate, convert, GDAL WriteRaster" "$loop_gdal"
+printf '%-46s %9s\n' "tessel extract, convert, tessel export" "$(two_places "$loop_tessel")"
+printf '%-46s %9s\n' "gdal_translate, convert, GDAL WriteRaster" "$(two_places "$loop_gdal")"

@@ -92,7 +92,7 @@ echo
 echo "Rectangle ${SIDE}x${SIDE} at ($LEFT,$TOP) of $IMAGE, RGB, 16 rows per strip;"
 echo "best of $REPEATS runs, seconds; reads from the page cache, writes synced to $(df --output=source "$IMAGE" | tail -1)."
 printf '%-56s %10s %10s\n' "operation" "seconds" "/ pwrite"
-row() { printf '%-56s %10s %10s\n' "$1" "$2" "$([ "$2" = n/a ] && echo n/a || ratio "$2" "$pwrite_time")"; }
+row() { printf '%-56s %10s %10s\n' "$1" "$2" "$(ratio "$2" "$pwrite_time")"; }
 row "tessel export, synced once at the end" "$durable_time"
 row "tessel export, fsync a no-op" "$nosync_time"
 row "GDAL WriteRaster in place, then fsync" "$gdal_time"

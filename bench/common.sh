@@ -2,11 +2,21 @@
 
 now() { date +%s.%N; }
 
+# The wall seconds of one run of a command, its output dropped; n/a, with
+# what it said, when it fails.
+seconds_of() {
+  local start said
+  start=$(now)
+  said=$("$@" 2>&1 >/dev/null) || { echo "$said" >&2; echo n/a; return; }
+  echo "$(now) - $start" | bc -l
+}
+
 # The best wall time of REPEATS runs of a command, after one warming run.
 best_of() {
-  local best="" start took
+  local best="" took
   for i in $(seq 0 $REPEATS); do
-    start=$(now); "$@" >/dev/null; took=$(echo "$(now) - $start" | bc -l)
+    took=$(seconds_of "$@")
+    [ "$took" != n/a ] || { echo n/a; return; }
     if [ "$i" -gt 0 ] && { [ -z "$best" ] || [ "$(echo "$took < $best" | bc -l)" = 1 ]; }; then
       best=$took
     fi
@@ -14,8 +24,11 @@ best_of() {
   printf '%.4f' "$best"
 }
 
-# $1 / $2 with two decimals.
-ratio() { printf '%.2f' "$(echo "$1 / $2" | bc -l)"; }
+# $1 / $2 with two decimals; n/a when either is.
+ratio() {
+  if [ "$1" = n/a ] || [ "$2" = n/a ]; then echo n/a; return; fi
+  printf '%.2f' "$(echo "$1 / $2" | bc -l)"
+}
 
 # GDAL and its Python bindings (Debian's python3, not another on PATH), and
 # bc for the arithmetic above, installed when missing. Needs PYTHON set.

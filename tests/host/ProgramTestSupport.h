@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <regex>
 #include <string>
 #include <vector>
@@ -16,6 +15,7 @@
 #include "Files.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
+#include "formats/FormatTestSupport.h"
 #include "formats/RasterFormats.h"
 #include "host/Document.h"
 #include "host/ExtractDocument.h"
@@ -29,24 +29,19 @@ struct ProgramRun {
   std::string alerts;  // what the run logged; the log starts empty for each run
 };
 
-using SampleRule = std::function<UInt8(SInt32 row, SInt32 column, SInt32 plane)>;
-
 // How many samples of the image, read whole through the format layer, differ
 // from what expected says.
 inline std::size_t samples_differing(const std::filesystem::path& file,
                                      const SampleRule& expected) {
-  auto spec = platform::files::spec_from_path(file);
-  EXPECT_TRUE(spec.has_value()) << file;
-  SourceImage image{};
-  if (spec) image.fileSpec = *spec;
-  EXPECT_EQ(RasterFormatOpen(&image), noErr);
+  OpenedImage opened(file);
+  EXPECT_EQ(opened.result, noErr) << file;
+  SourceImage& image = opened.image;
   const SInt32 channels = image.channels, width = image.width;
   std::vector<UInt8> pixels(std::size_t(width) * image.height * channels);
   const TileArea area{0, 0, image.height, width, 0, channels};
   EXPECT_EQ(RasterFormatGetTile(&image.format,
                                 Tile{pixels.data(), area, width * channels, channels, 0}, area),
             noErr);
-  RasterFormatClose(&image.format);
   std::size_t wrong = 0;
   for (std::size_t i = 0; i < pixels.size(); ++i)
     wrong += pixels[i] != expected(SInt32(i / channels / width), SInt32(i / channels % width),
