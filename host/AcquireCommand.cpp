@@ -10,6 +10,7 @@
 #include "host/HostOptions.h"
 #include "host/Messages.h"
 #include "host/Module.h"
+#include "plugin/ResultCodes.h"
 
 namespace tessel::host {
 
@@ -65,32 +66,44 @@ bool may_write(const std::filesystem::path& target, bool force, std::ostream& er
 
 // What the user learns of a run that made no document; the plug-in has shown
 // its own message already.
-int report_failure(const AcquireOutcome& outcome, std::ostream& err) {
+int report_failure(const AcquireOutcome& outcome, const AcquireRequest& request,
+                   std::ostream& err) {
   if (outcome.result == kUserCancelled) {
     if (outcome.interrupted) err << message(Text::kAcquireStopped) << '\n';
     return kExitCancelled;
   }
-  err << (outcome.result == paramErr
-              ? message(Text::kStripOutOfBounds)
-              : message(Text::kAcquireFailed, {std::to_string(outcome.result)}))
-      << '\n';
+  if (outcome.result == kPresetSelectionOutside) {
+    err << rect_outside_message(request.image.value_or(""), *request.options.presetSelection)
+        << '\n';
+  } else if (outcome.result == paramErr) {
+    err << message(Text::kStripOutOfBounds) << '\n';
+  } else {
+    err << message(Text::kAcquireFailed, {std::to_string(outcome.result)}) << '\n';
+  }
   return kExitFailed;
 }
 
-int write_acquired(const AcquireOutcome& outcome, const AcquireArguments& parsed, std::ostream& out,
+int write_acquired(const AcquireOutcome& outcome, const AcquireRequest& request, std::ostream& out,
                    std::ostream& err) {
   const std::filesystem::path target =
-      parsed.common.output ? *parsed.common.output : document_path_for_title(outcome.title);
-  if (!may_write(target, parsed.common.force, err)) return kExitFailed;
+      request.output ? *request.output : document_path_for_title(outcome.title);
+  if (!may_write(target, request.force, err)) return kExitFailed;
   if (OSErr error = write_document(target, outcome.document); error != noErr) {
     err << message(Text::kDocumentNotWritten, {target.string(), std::to_string(error)}) << '\n';
     return kExitFailed;
   }
-  out << message(Text::kAcquired, {target.string(), outcome.title}) << '\n';
+  out << message(request.done, {target.string(), outcome.title}) << '\n';
   return kExitDone;
 }
 
 }  // namespace
+
+std::string rect_outside_message(const std::filesystem::path& image, const VRect& rect) {
+  return message(
+      Text::kRectOutsideImage,
+      {image.string(), std::to_string(rect.top) + "," + std::to_string(rect.left) + "," +
+                           std::to_string(rect.bottom) + "," + std::to_string(rect.right)});
+}
 
 std::filesystem::path document_path_for_title(std::string_view title) {
   std::string name;
@@ -102,20 +115,24 @@ std::filesystem::path document_path_for_title(std::string_view title) {
   return std::filesystem::path(name + ".tif");
 }
 
+int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostream& err) {
+  // A named document is checked before any dialog, so no choice is wasted.
+  if (request.output && !may_write(*request.output, request.force, err)) return kExitFailed;
+  std::unique_ptr<Module> module = load_module(err);
+  if (!module) return kExitFailed;
+  if (request.image) platform::standard_file::preselect(*request.image);
+  const AcquireOutcome outcome = run_acquire(module->acquire_entry(), request.options);
+  if (outcome.result != noErr) return report_failure(outcome, request, err);
+  return write_acquired(outcome, request, out, err);
+}
+
 int run_acquire_command(std::span<const std::string_view> args, std::ostream& out,
                         std::ostream& err) {
   const std::optional<AcquireArguments> parsed = parse_arguments(args, err);
   if (!parsed || !apply_script(parsed->common, err)) return kExitFailed;
-  // A named document is checked before any dialog, so no choice is wasted.
-  if (parsed->common.output && !may_write(*parsed->common.output, parsed->common.force, err)) {
-    return kExitFailed;
-  }
-  std::unique_ptr<Module> module = load_module(err);
-  if (!module) return kExitFailed;
-  if (parsed->image) platform::standard_file::preselect(*parsed->image);
-  const AcquireOutcome outcome = run_acquire(module->acquire_entry(), run_options(parsed->common));
-  if (outcome.result != noErr) return report_failure(outcome, err);
-  return write_acquired(outcome, *parsed, out, err);
+  return acquire_document(
+      {parsed->image, parsed->common.output, parsed->common.force, run_options(parsed->common)},
+      out, err);
 }
 
 }  // namespace tessel::host

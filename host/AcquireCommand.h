@@ -4,12 +4,35 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <ostream>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "host/AcquireRun.h"
+#include "host/Messages.h"
+
 namespace tessel::host {
+
+// One acquire run as a command asks for it. acquire and extract both go
+// through acquire_document, so that whatever acquire checks, refuses, warns
+// of or names, extract does too.
+struct AcquireRequest {
+  std::optional<std::filesystem::path> image{};   // the file dialog's pre-selected answer
+  std::optional<std::filesystem::path> output{};  // else named after the document's title
+  bool force = false;                             // replace output when it exists
+  AcquireOptions options{};
+  Text done = Text::kAcquired;  // what is said of the document written: ^0 path, ^1 title
+};
+
+// Runs the acquire entry point of the module and writes the new document;
+// the exit status. The plug-in's own alerts have told the user of its
+// refusals; err gets the host's line.
+int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostream& err);
+
+// The complaint about a rectangle that is empty or reaches outside image.
+std::string rect_outside_message(const std::filesystem::path& image, const VRect& rect);
 
 // A document title made into a file name in the current folder: characters a
 // file name cannot hold become '_', and ".tif" is added.

@@ -110,6 +110,7 @@ class Session {
     Set(params_, kAcquireBufferProcs, bufferProcs_.get());
     Set(params_, kAcquireResourceProcs, resourceProcs_.get());
     Set(params_, kAcquireDisplayProcs, displayPixels_.get());
+    if (options.presetSelection) Set(params_, kAcquirePresetSelection, *options.presetSelection);
   }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

@@ -22,6 +22,9 @@ struct AcquireOptions {
   // A test hook: Ctrl-C is raised in the process right after this many
   // continue calls. From $TESSEL_TEST_INTERRUPT_AFTER_STRIPS in the program.
   std::optional<int> interruptAfterStrips{};
+  // The rectangle, in image pixels, that the run takes instead of asking
+  // the user in the selection dialog.
+  std::optional<VRect> presetSelection{};
 };
 
 struct AcquireOutcome {

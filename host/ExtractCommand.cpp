@@ -5,9 +5,11 @@
 #include <optional>
 #include <string>
 
+#include "Backend.h"
 #include "MacErrors.h"
+#include "headless/HeadlessBackend.h"
+#include "host/AcquireCommand.h"
 #include "host/Commands.h"
-#include "host/ExtractDocument.h"
 #include "host/HostOptions.h"
 #include "host/Messages.h"
 
@@ -17,13 +19,13 @@ namespace {
 
 struct ExtractArguments {
   std::filesystem::path image{};
-  std::optional<Rect> rect{};
+  std::optional<VRect> rect{};
   CommonOptions common{};
 };
 
 // "TOP,LEFT,BOTTOM,RIGHT" in image pixels, bottom and right exclusive.
-std::optional<Rect> parse_rect(std::string_view text) {
-  SInt16 sides[4] = {};
+std::optional<VRect> parse_rect(std::string_view text) {
+  SInt32 sides[4] = {};
   const char* at = text.data();
   const char* end = text.data() + text.size();
   for (int side = 0; side < 4; ++side) {
@@ -32,7 +34,7 @@ std::optional<Rect> parse_rect(std::string_view text) {
     at = side < 3 ? next + 1 : next;
   }
   if (at != end) return std::nullopt;
-  return Rect{sides[0], sides[1], sides[2], sides[3]};
+  return VRect{sides[0], sides[1], sides[2], sides[3]};
 }
 
 constexpr CommandOptions kExtractOptions{"extract", kOutputOption | kForceOption};
@@ -76,42 +78,27 @@ std::optional<ExtractArguments> parse_arguments(std::span<const std::string_view
   return parsed;
 }
 
-void tell_extract_failure(OSErr err, const ExtractArguments& parsed, std::ostream& stream) {
-  const std::string image = parsed.image.string();
-  if (err == paramErr) {
-    const Rect& r = *parsed.rect;
-    stream << message(Text::kRectOutsideImage,
-                      {image, std::to_string(r.top) + "," + std::to_string(r.left) + "," +
-                                  std::to_string(r.bottom) + "," + std::to_string(r.right)});
-  } else {
-    stream << message(Text::kImageUnreadable, {image, std::to_string(err)});
-  }
-  stream << '\n';
-}
-
 }  // namespace
 
 int run_extract_command(std::span<const std::string_view> args, std::ostream& out,
                         std::ostream& err) {
   std::optional<ExtractArguments> parsed = parse_arguments(args, err);
   if (!parsed) return kExitFailed;
-  const std::filesystem::path& target = *parsed->common.output;
-  const std::string name = target.string();
-  if (!parsed->common.force && std::filesystem::exists(target)) {
-    err << message(Text::kDocumentExists, {name}) << '\n';
+  // An empty rectangle would read as none given, and open the selection dialog.
+  const VRect& rect = *parsed->rect;
+  if (rect.top >= rect.bottom || rect.left >= rect.right) {
+    err << rect_outside_message(parsed->image, rect) << '\n';
     return kExitFailed;
   }
-  Expected<Document> document = extract_document(parsed->image, *parsed->rect);
-  if (!document) {
-    tell_extract_failure(document.error(), *parsed, err);
-    return kExitFailed;
-  }
-  if (OSErr error = write_document(target, *document); error != noErr) {
-    err << message(Text::kDocumentNotWritten, {name, std::to_string(error)}) << '\n';
-    return kExitFailed;
-  }
-  out << message(Text::kExtracted, {name}) << '\n';
-  return kExitDone;
+  // Extract is acquire with the answers given: the file dialog answers with
+  // the image and the rectangle stands in for the selection dialog. No window
+  // opens, whatever the display; the plug-in's alerts go to standard error.
+  platform::backend::install(platform::headless::make());
+  AcquireRequest request{std::filesystem::absolute(parsed->image), parsed->common.output,
+                         parsed->common.force};
+  request.options.presetSelection = rect;
+  request.done = Text::kExtracted;
+  return acquire_document(request, out, err);
 }
 
 }  // namespace tessel::host

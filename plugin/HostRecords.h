@@ -30,9 +30,18 @@ struct ExportParams {
 template <typename Record>
 concept HostRecord = std::is_same_v<Record, AcquireParams> || std::is_same_v<Record, ExportParams>;
 
+// A rectangle of 32-bit coordinates: top, left, bottom, right (exclusive).
+struct VRect {
+  SInt32 top;
+  SInt32 left;
+  SInt32 bottom;
+  SInt32 right;
+};
+
 // A field of type T at offset. T is SInt16, UInt16, SInt32, UInt32 (also used
 // for references), UInt8 (byte fields and flags), Rect (four 16-bit values:
-// top, left, bottom, right) or Str255 (256 bytes, a length byte first).
+// top, left, bottom, right), VRect (the same as four 32-bit values) or Str255
+// (256 bytes, a length byte first).
 template <typename T>
 struct HostField {
   std::size_t offset;
@@ -93,18 +102,15 @@ constexpr HostField<Str255> kAcquireDocumentName{832};
 constexpr HostField<SInt16> kAcquireHostWord1088{1088};
 constexpr HostField<UInt8> kAcquireHostByte1090{1090};
 constexpr HostField<UInt32> kAcquireDialogPlatformData{1092};
+// A rectangle of the image, in image pixels, that start takes as the user's
+// choice instead of running the selection dialog, so that a host which
+// already knows the rectangle runs the very same acquire without a dialog.
+// All four zero: none, the dialog runs. Written by the host before start.
+constexpr HostField<VRect> kAcquirePresetSelection{1100};
 constexpr HostField<UInt32> kAcquireBufferProcs{1196};    // HostBufferProcs*
 constexpr HostField<UInt32> kAcquireResourceProcs{1200};  // HostResourceProcs*
 constexpr HostField<UInt32> kAcquireProcessEvent{1204};
 constexpr HostField<UInt32> kAcquireDisplayProcs{1212};  // DisplayPixelsProc
-
-// A rectangle of 32-bit coordinates: top, left, bottom, right (exclusive).
-struct VRect {
-  SInt32 top;
-  SInt32 left;
-  SInt32 bottom;
-  SInt32 right;
-};
 
 // A band of 8-bit samples handed to the host's pixel-display routine: ten
 // 4-byte fields at offsets 0 to 36. The address of the first sample is a
@@ -156,6 +162,9 @@ constexpr T decode(std::span<const UInt8> bytes) {
   if constexpr (std::is_same_v<T, Rect>) {
     return Rect{SInt16(read_big16(bytes)), SInt16(read_big16(bytes.subspan(2))),
                 SInt16(read_big16(bytes.subspan(4))), SInt16(read_big16(bytes.subspan(6)))};
+  } else if constexpr (std::is_same_v<T, VRect>) {
+    return VRect{SInt32(read_big32(bytes)), SInt32(read_big32(bytes.subspan(4))),
+                 SInt32(read_big32(bytes.subspan(8))), SInt32(read_big32(bytes.subspan(12)))};
   } else if constexpr (sizeof(T) == 1) {
     return T(bytes[0]);
   } else if constexpr (sizeof(T) == 2) {
@@ -175,6 +184,11 @@ constexpr void encode(std::span<UInt8> bytes, T value) {
     write_big16(bytes.subspan(2), UInt16(value.left));
     write_big16(bytes.subspan(4), UInt16(value.bottom));
     write_big16(bytes.subspan(6), UInt16(value.right));
+  } else if constexpr (std::is_same_v<T, VRect>) {
+    write_big32(bytes, UInt32(value.top));
+    write_big32(bytes.subspan(4), UInt32(value.left));
+    write_big32(bytes.subspan(8), UInt32(value.bottom));
+    write_big32(bytes.subspan(12), UInt32(value.right));
   } else if constexpr (sizeof(T) == 1) {
     bytes[0] = UInt8(value);
   } else if constexpr (sizeof(T) == 2) {
@@ -225,6 +239,8 @@ namespace tessel::plugin::host_records {
 static_assert(fits<AcquireParams>(kAcquireDisplayProcs) && sizeof(AcquireParams) == 1216);
 static_assert(fits<AcquireParams>(kAcquireDocumentName) &&
               kAcquireDocumentName.offset + 256 == kAcquireHostWord1088.offset);
+static_assert(fits<AcquireParams>(kAcquirePresetSelection) &&
+              kAcquirePresetSelection.offset + 16 <= kAcquireBufferProcs.offset);
 static_assert(fits<AcquireParams>(kAcquireDataRect) &&
               kAcquireDataRect.offset + 8 == kAcquireFirstPlane.offset);
 static_assert(fits<ExportParams>(kExportResourceProcs) && sizeof(ExportParams) == 1160);

@@ -41,6 +41,8 @@ constexpr OSErr kCannotWriteBack = 131;
 constexpr OSErr kFileLocked = 132;
 constexpr OSErr kChosenFileUnusable = 133;
 constexpr OSErr kVolumeLocked = 134;
+// The host's preset rectangle is empty or reaches outside the image.
+constexpr OSErr kPresetSelectionOutside = 135;
 constexpr OSErr kTIFFNotHandled = 300;
 constexpr OSErr kFormatNotRecognised = 498;
 constexpr OSErr kFormatFailure = 499;

@@ -146,12 +146,33 @@ static void describeSelection(AcquireGlobals* globals, SourceImage* image) {
   globals->progressTotal = image->channels * image->selectionHeight;
 }
 
+static bool isNoRect(const VRect& rect) {
+  return rect.top == 0 && rect.left == 0 && rect.bottom == 0 && rect.right == 0;
+}
+
+// Widened before comparing, so that no corner can wrap into the image.
+static bool liesInImage(const VRect& rect, const SourceImage* image) {
+  return rect.top >= 0 && rect.left >= 0 && rect.top < rect.bottom && rect.left < rect.right &&
+         SInt64(rect.bottom) <= image->height && SInt64(rect.right) <= image->width;
+}
+
+// The host's preset rectangle stands in for the user's choice in the
+// selection dialog; everything before and after it is the same run.
+static OSErr chooseSelection(AcquireGlobals* globals, SourceImage* image) {
+  const VRect preset = Get(*globals->params, kAcquirePresetSelection);
+  if (isNoRect(preset)) return AskForSelection(globals, image);
+  if (!liesInImage(preset, image)) return kPresetSelectionOutside;
+  image->selection =
+      Rect{SInt16(preset.top), SInt16(preset.left), SInt16(preset.bottom), SInt16(preset.right)};
+  return noErr;
+}
+
 static OSErr startRun(AcquireGlobals* globals, SourceImage* image) {
   if (OSErr err = AskForFile(image); err != noErr) return err;
   if (OSErr err = RasterFormatOpen(image); err != noErr) return err;
   if (OSErr err = checkImage(globals, image); err != noErr) return err;
   describeImage(*globals->params, image);
-  if (OSErr err = AskForSelection(globals, image); err != noErr) return err;
+  if (OSErr err = chooseSelection(globals, image); err != noErr) return err;
   describeSelection(globals, image);
   return noErr;
 }

@@ -33,7 +33,9 @@ constexpr SInt16 kDocumentTitleLength = 31;
 
 // The phases, one per selector. Prepare arms the run; start chooses, opens
 // and describes the image and leaves it open (a failing start has cleaned up
-// after itself); each continue delivers one strip, and the one after the last
+// after itself); the rectangle is the user's choice in the selection dialog,
+// or the host's kAcquirePresetSelection when it gives one (135 when that is
+// empty or reaches outside the image); each continue delivers one strip, and the one after the last
 // strip leaves dataPointer null; finish tags the document when no call of the
 // run failed, then closes and frees everything. Always 0.
 OSErr AcquireDoPrepare(AcquireGlobals* globals);

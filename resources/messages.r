@@ -85,6 +85,9 @@ resource 'STR#' 16005 "Result messages" purgeable {
   32: "Tessel can't use the file you chose: it could not be opened, or it is "
       "not the file this document came from. Choose the original file, or "
       "cancel."
+  33: "The area asked for is empty or does not lie wholly inside this "
+      "image. Give its top, left, bottom and right within the image's size "
+      "and try again."
 }
 
 # The alert that shows a result: the message in place of ^0 and the code in

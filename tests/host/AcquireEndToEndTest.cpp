@@ -7,7 +7,6 @@
 #include "MacErrors.h"
 #include "ProgramTestSupport.h"
 #include "host/Document.h"
-#include "host/ExtractDocument.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::host {
@@ -155,16 +154,50 @@ TEST_F(AcquireEndToEnd, RefusalsShowThePluginsMessageAndLeaveNoDocument) {
   }
   write_file("junk.tif", {'M', 'M', 0, 42, 0, 0, 0, 200});
   cases.push_back({"junk.tif", 0});
+  // Extract is acquire with the answers given: the same refusal, word for word.
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    const ProgramRun run = tessel(acquire(c.name));
-    EXPECT_EQ(run.status, 1);
-    EXPECT_FALSE(run.alerts.empty());
+    const ProgramRun acquired = tessel(acquire(c.name));
+    EXPECT_EQ(acquired.status, 1);
+    EXPECT_FALSE(acquired.alerts.empty());
     if (c.code != 0) {
-      EXPECT_TRUE(mentions(run.alerts, c.code)) << run.alerts;
+      EXPECT_TRUE(mentions(acquired.alerts, c.code)) << acquired.alerts;
     }
     EXPECT_FALSE(fs::exists(path("doc.tif")));
+    const ProgramRun extracted = tessel("extract " + c.name + " --rect 1,1,3,3 -o doc.tif");
+    EXPECT_EQ(extracted.status, 1);
+    EXPECT_EQ(extracted.alerts, acquired.alerts);
+    EXPECT_FALSE(fs::exists(path("doc.tif")));
   }
+}
+
+TEST_F(AcquireEndToEnd, ExtractMakesTheDocumentAcquireMakesForTheSameRectangle) {
+  ASSERT_EQ(
+      samples::write_tiff(path("image.tif"),
+                          {.width = 90, .height = 60, .samplesPerPixel = 3, .photometric = 2}),
+      noErr);
+  // The whole image: what the selection dialog answers to OK alone.
+  ASSERT_EQ(tessel(acquire("image.tif")).status, 0);
+  fs::rename(path("doc.tif"), path("acquired.tif"));
+  fs::rename(path("doc.tif.tessel"), path("acquired.tif.tessel"));
+  const ProgramRun run = tessel("extract image.tif --rect 0,0,60,90 -o doc.tif");
+  ASSERT_EQ(run.status, 0) << run.err << run.alerts;
+  EXPECT_EQ(read_file(path("doc.tif")), read_file(path("acquired.tif")));
+  EXPECT_EQ(read_file(path("doc.tif.tessel")), read_file(path("acquired.tif.tessel")));
+}
+
+TEST_F(AcquireEndToEnd, ExtractRefusesARectangleOutsideTheImageAndOpensNoDialog) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.width = 90, .height = 60}), noErr);
+  for (const char* rect : {"0,0,61,90", "0,0,60,91", "-1,0,10,10", "5,5,5,9", "40000,0,40010,9"}) {
+    SCOPED_TRACE(rect);
+    const ProgramRun run = tessel(std::string("extract image.tif --rect ") + rect + " -o doc.tif");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find(rect), std::string::npos) << run.err;
+    EXPECT_FALSE(fs::exists(path("doc.tif")));
+  }
+  // The plug-in's own check, with its message, for what the host cannot know.
+  const ProgramRun run = tessel("extract image.tif --rect 0,0,61,90 -o doc.tif");
+  EXPECT_TRUE(mentions(run.alerts, 135)) << run.alerts;
 }
 
 TEST_F(AcquireEndToEnd, AFileCutShortFailsWithoutADocument) {

@@ -10,7 +10,6 @@
 #include "MacErrors.h"
 #include "ProgramTestSupport.h"
 #include "host/Document.h"
-#include "host/ExtractDocument.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::host {
@@ -211,7 +210,7 @@ TEST_F(ExportEndToEnd, MovedFileIsAskedForAndTheTagRewritten) {
   ASSERT_EQ(reread->resources.size(), 1u);
   platform::catalog::forget();
   const FSSpec moved = *platform::files::spec_from_path(path("moved/image.tif"));
-  EXPECT_EQ(reread->resources[0].data, host::tag_bytes(moved, kRect, 64, 48));
+  EXPECT_EQ(reread->resources[0].data, testing::tag_bytes(moved, kRect, 64, 48));
 }
 
 TEST_F(ExportEndToEnd, LockedFileAndReadOnlyFolderAreReported) {

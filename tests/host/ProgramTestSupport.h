@@ -12,13 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "ByteOrder.h"
 #include "Files.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
 #include "formats/FormatTestSupport.h"
 #include "formats/RasterFormats.h"
 #include "host/Document.h"
-#include "host/ExtractDocument.h"
 
 namespace tessel::testing {
 
@@ -49,15 +49,60 @@ inline std::size_t samples_differing(const std::filesystem::path& file,
   return wrong;
 }
 
+inline std::filesystem::path program_folder() {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
+inline std::filesystem::path module_file() {
+  return program_folder().parent_path() / "lib" / "tessel.plugin";
+}
+
+// The document the real `tessel extract` cuts from image at rect, written as
+// doc and read back; the tests' documents come the way users' do.
+inline Expected<host::Document> extracted_document(const std::filesystem::path& image,
+                                                   const Rect& rect,
+                                                   const std::filesystem::path& doc) {
+  const std::string command = "TESSEL_MODULE='" + module_file().string() + "' timeout -k 5 60 '" +
+                              (program_folder() / "tessel").string() + "' extract '" +
+                              image.string() + "' --rect " + std::to_string(rect.top) + "," +
+                              std::to_string(rect.left) + "," + std::to_string(rect.bottom) + "," +
+                              std::to_string(rect.right) + " -o '" + doc.string() +
+                              "' --force >/dev/null 2>&1";
+  const int status = std::system(command.c_str());
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+    return Expected<host::Document>::failure(ioErr);
+  return host::read_document(doc);
+}
+
 // The document cut from image at rect, every sample inverted, written as doc.
 inline host::Document inverted_document(const std::filesystem::path& image, const Rect& rect,
                                         const std::filesystem::path& doc) {
-  auto cut = host::extract_document(image, rect);
+  auto cut = extracted_document(image, rect, doc);
   EXPECT_TRUE(cut) << cut.error();
   if (!cut) return {};
   for (UInt8& sample : cut->pixels) sample = UInt8(~sample);
   EXPECT_EQ(host::write_document(doc, *cut), noErr);
   return std::move(*cut);
+}
+
+// The document tag of version 5 as it is laid out: version, the file's
+// identity as an FSSpec lies in memory (volume, two bytes of padding, folder
+// id, 64-byte name), the rectangle and the image's width and height.
+inline std::vector<UInt8> tag_bytes(const FSSpec& file, const Rect& rect, SInt32 width,
+                                    SInt32 height, UInt32 version = 5) {
+  using platform::append_big16;
+  using platform::append_big32;
+  std::vector<UInt8> tag;
+  append_big32(tag, version);
+  append_big16(tag, UInt16(file.vRefNum));
+  append_big16(tag, 0);
+  append_big32(tag, UInt32(file.parID));
+  tag.insert(tag.end(), file.name, file.name + sizeof(file.name));
+  for (SInt16 side : {rect.top, rect.left, rect.bottom, rect.right})
+    append_big16(tag, UInt16(side));
+  append_big32(tag, UInt32(width));
+  append_big32(tag, UInt32(height));
+  return tag;
 }
 
 inline bool inside(const Rect& rect, SInt32 row, SInt32 column) {
@@ -81,14 +126,10 @@ inline bool mentions(const std::string& text, int number) {
 
 class ProgramTest : public TempFolder {
  protected:
-  static std::filesystem::path program_folder() {
-    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  }
-
   void SetUp() override {
     TempFolder::SetUp();
     setenv("HOME", root_.c_str(), 1);
-    setenv("TESSEL_MODULE", (program_folder().parent_path() / "lib" / "tessel.plugin").c_str(), 1);
+    setenv("TESSEL_MODULE", module_file().c_str(), 1);
     setenv("TESSEL_ALERT_LOG", path("alerts.log").c_str(), 1);
     unsetenv("TESSEL_SELECT_FILE");
     unsetenv("TESSEL_TEST_INTERRUPT_AFTER_STRIPS");
@@ -97,7 +138,7 @@ class ProgramTest : public TempFolder {
 
   // Runs tessel in the scratch folder; a run that hangs is ended after a minute.
   ProgramRun tessel(const std::string& arguments) {
-    const std::string command = "cd " + root_.string() + " && timeout 60 " +
+    const std::string command = "cd " + root_.string() + " && timeout -k 5 60 " +
                                 (program_folder() / "tessel").string() + " " + arguments +
                                 " >out.txt 2>err.txt";
     const int status = std::system(command.c_str());

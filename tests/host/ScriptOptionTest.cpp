@@ -11,7 +11,6 @@
 #include "ProgramTestSupport.h"
 #include "host/Commands.h"
 #include "host/Document.h"
-#include "host/ExtractDocument.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::host {

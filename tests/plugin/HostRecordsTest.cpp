@@ -21,6 +21,7 @@ TEST(HostRecords, FieldsAreBigEndianAndTouchOnlyTheirOwnBytes) {
   Set(params, kAcquireDataRect, Rect{0x0101, 0x0202, 0x0304, -1});
   Set(params, kAcquireRowStep, 0x01020304);
   Set(params, kAcquireHostByte1090, 0xAB);
+  Set(params, kAcquirePresetSelection, VRect{0x01020304, 0x05060708, 0x090A0B0C, -2});
 
   EXPECT_EQ(bytes_at(params, kAcquireImagePlanes.offset, 2), (std::vector<UInt8>{0xFF, 0xFE}));
   EXPECT_EQ(bytes_at(params, kAcquireDataRect.offset, 8),
@@ -28,10 +29,15 @@ TEST(HostRecords, FieldsAreBigEndianAndTouchOnlyTheirOwnBytes) {
   EXPECT_EQ(bytes_at(params, kAcquireRowStep.offset, 4),
             (std::vector<UInt8>{0x01, 0x02, 0x03, 0x04}));
   EXPECT_EQ(params.bytes[kAcquireHostByte1090.offset], 0xAB);
-  EXPECT_EQ(std::ranges::count_if(params.bytes, [](UInt8 b) { return b != 0; }), 2 + 8 + 4 + 1);
+  EXPECT_EQ(bytes_at(params, 1100, 16),
+            (std::vector<UInt8>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0xFF, 0xFF, 0xFF, 0xFE}));
+  EXPECT_EQ(std::ranges::count_if(params.bytes, [](UInt8 b) { return b != 0; }),
+            2 + 8 + 4 + 1 + 16);
   EXPECT_EQ(Get(params, kAcquireImagePlanes), -2);
   EXPECT_EQ(Get(params, kAcquireDataRect).right, -1);
   EXPECT_EQ(Get(params, kAcquireRowStep), 0x01020304);
+  EXPECT_EQ(Get(params, kAcquirePresetSelection).left, 0x05060708);
+  EXPECT_EQ(Get(params, kAcquirePresetSelection).right, -2);
 }
 
 TEST(HostRecords, DocumentNameKeepsItsLengthByteAndClearsTheRest) {
