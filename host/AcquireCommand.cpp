@@ -3,10 +3,12 @@
 #include <cstdlib>
 #include <optional>
 
+#include "AppleDouble.h"
 #include "MacErrors.h"
 #include "StandardFile.h"
 #include "host/AcquireRun.h"
 #include "host/Commands.h"
+#include "host/DocumentSidecar.h"
 #include "host/HostOptions.h"
 #include "host/Messages.h"
 #include "host/Module.h"
@@ -58,8 +60,33 @@ AcquireOptions run_options(const CommonOptions& common) {
   return options;
 }
 
-bool may_write(const std::filesystem::path& target, bool force, std::ostream& err) {
-  if (force || !std::filesystem::exists(target)) return true;
+// Whether a and b are one file (same device and inode), through whatever
+// names or links; false when either does not exist.
+bool same_file(const std::filesystem::path& a, const std::filesystem::path& b) {
+  std::error_code error;
+  return std::filesystem::equivalent(a, b, error) && !error;
+}
+
+// A document must never land on the image it is read from, nor on the
+// image's sidecar, whatever --force says: the run would destroy its source.
+bool overwrites_input(const std::filesystem::path& target, const std::filesystem::path& image,
+                      std::ostream& err) {
+  const std::filesystem::path written[] = {target, sidecar_path(target)};
+  const std::filesystem::path read[] = {image, platform::appledouble::sidecar_path(image)};
+  for (const auto& output : written) {
+    for (const auto& input : read) {
+      if (!same_file(output, input)) continue;
+      err << message(Text::kOutputIsInput, {output.string(), input.string()}) << '\n';
+      return true;
+    }
+  }
+  return false;
+}
+
+bool may_write(const std::filesystem::path& target, const AcquireRequest& request,
+               std::ostream& err) {
+  if (request.image && overwrites_input(target, *request.image, err)) return false;
+  if (request.force || !std::filesystem::exists(target)) return true;
   err << message(Text::kDocumentExists, {target.string()}) << '\n';
   return false;
 }
@@ -87,7 +114,7 @@ int write_acquired(const AcquireOutcome& outcome, const AcquireRequest& request,
                    std::ostream& err) {
   const std::filesystem::path target =
       request.output ? *request.output : document_path_for_title(outcome.title);
-  if (!may_write(target, request.force, err)) return kExitFailed;
+  if (!may_write(target, request, err)) return kExitFailed;
   if (OSErr error = write_document(target, outcome.document); error != noErr) {
     err << message(Text::kDocumentNotWritten, {target.string(), std::to_string(error)}) << '\n';
     return kExitFailed;
@@ -117,7 +144,7 @@ std::filesystem::path document_path_for_title(std::string_view title) {
 
 int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostream& err) {
   // A named document is checked before any dialog, so no choice is wasted.
-  if (request.output && !may_write(*request.output, request.force, err)) return kExitFailed;
+  if (request.output && !may_write(*request.output, request, err)) return kExitFailed;
   std::unique_ptr<Module> module = load_module(err);
   if (!module) return kExitFailed;
   if (request.image) platform::standard_file::preselect(*request.image);

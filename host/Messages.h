@@ -62,6 +62,7 @@ enum class Text {
   kInfoWarning,
   kInfoRefused,
   kModeNames,
+  kOutputIsInput,
   kCount,  // not a text: how many there are
 };
 

@@ -77,6 +77,9 @@ resource 'STR#' 17000 "Host messages" purgeable {
   50: "acquire     refuses it with code ^0: ^1"
   51: "bitmap|grayscale|indexed colour|RGB|CMYK|mode 5|mode 6|mode "
       "7|duotone|Lab|mode 10|mode 11|unknown"
+  52: "tessel: ^0 is the same file as ^1, which this run reads; name the "
+      "document something else (--force never writes over what is being "
+      "read)"
 }
 
 # tessel --help. \r ends a line.

@@ -186,6 +186,37 @@ TEST_F(AcquireEndToEnd, ExtractMakesTheDocumentAcquireMakesForTheSameRectangle) 
   EXPECT_EQ(read_file(path("doc.tif.tessel")), read_file(path("acquired.tif.tessel")));
 }
 
+TEST_F(AcquireEndToEnd, NoDocumentIsWrittenOverTheImageOrItsSidecarEvenWithForce) {
+  ASSERT_EQ(samples::write_tiff(path("image.tif"), {.width = 30, .height = 20}), noErr);
+  ASSERT_EQ(samples::write_native(path("native.lmn"), {}), noErr);
+  fs::create_hard_link(path("image.tif"), path("hard.tif"));
+  fs::create_symlink(path("image.tif"), path("soft.tif"));
+  fs::create_hard_link(path("image.tif"), path("side.tif.tessel"));  // the document's sidecar
+  const std::vector<UInt8> image = read_file(path("image.tif"));
+  const std::vector<UInt8> fork = read_file(path("._native.lmn"));
+  struct Case {
+    std::string command;
+    std::string output;  // as typed
+    std::string input;
+  };
+  for (const Case& c :
+       {Case{"extract image.tif --rect 0,0,5,5 -o image.tif", "image.tif", "image.tif"},
+        Case{"extract image.tif --rect 0,0,5,5 -o hard.tif", "hard.tif", "image.tif"},
+        Case{"extract soft.tif --rect 0,0,5,5 -o image.tif", "image.tif", "soft.tif"},
+        Case{"extract image.tif --rect 0,0,5,5 -o side.tif", "side.tif.tessel", "image.tif"},
+        Case{"extract native.lmn --rect 0,0,5,5 -o ._native.lmn", "._native.lmn", "._native.lmn"},
+        Case{"acquire hard.tif -o image.tif --script ok.txt", "image.tif", "hard.tif"}}) {
+    SCOPED_TRACE(c.command);
+    const ProgramRun run = tessel(c.command + " --force");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find(c.output + " is the same file as " + path(c.input).string()),
+              std::string::npos)
+        << run.err;
+    EXPECT_EQ(read_file(path("image.tif")), image);
+    EXPECT_EQ(read_file(path("._native.lmn")), fork);
+  }
+}
+
 TEST_F(AcquireEndToEnd, ExtractRefusesARectangleOutsideTheImageAndOpensNoDialog) {
   ASSERT_EQ(samples::write_tiff(path("image.tif"), {.width = 90, .height = 60}), noErr);
   for (const char* rect : {"0,0,61,90", "0,0,60,91", "-1,0,10,10", "5,5,5,9", "40000,0,40010,9"}) {
