@@ -10,6 +10,7 @@
 #include "host/Commands.h"
 #include "host/DocumentSidecar.h"
 #include "host/HostOptions.h"
+#include "host/ImagePath.h"
 #include "host/Messages.h"
 #include "host/Module.h"
 #include "plugin/ResultCodes.h"
@@ -95,6 +96,13 @@ bool may_write(const std::filesystem::path& target, const AcquireRequest& reques
 // its own message already.
 int report_failure(const AcquireOutcome& outcome, const AcquireRequest& request,
                    std::ostream& err) {
+  if (outcome.result == kUserCancelled && platform::standard_file::last_dialog_unanswered()) {
+    // Nobody cancelled: the file dialog had no one to ask.
+    err << (request.image ? message(Text::kImageNotChosen, {request.image->string()})
+                          : message(Text::kMissingImage, {"acquire"}))
+        << '\n';
+    return kExitFailed;
+  }
   if (outcome.result == kUserCancelled) {
     if (outcome.interrupted) err << message(Text::kAcquireStopped) << '\n';
     return kExitCancelled;
@@ -143,6 +151,12 @@ std::filesystem::path document_path_for_title(std::string_view title) {
 }
 
 int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostream& err) {
+  if (request.image) {
+    if (auto problem = image_path_problem(*request.image)) {
+      err << *problem << '\n';
+      return kExitFailed;
+    }
+  }
   // A named document is checked before any dialog, so no choice is wasted.
   if (request.output && !may_write(*request.output, request, err)) return kExitFailed;
   std::unique_ptr<Module> module = load_module(err);

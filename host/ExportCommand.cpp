@@ -5,13 +5,17 @@
 #include <optional>
 #include <string>
 
+#include "Files.h"
 #include "MacErrors.h"
 #include "StandardFile.h"
 #include "host/Commands.h"
 #include "host/ExportRun.h"
 #include "host/HostOptions.h"
+#include "host/ImagePath.h"
 #include "host/Messages.h"
 #include "host/Module.h"
+#include "host/TiffDocument.h"
+#include "plugin/TagTheDocument.h"
 
 namespace tessel::host {
 
@@ -73,14 +77,24 @@ std::optional<ExportArguments> parse_arguments(std::span<const std::string_view>
   return parsed;
 }
 
+// Why the document cannot be read, in a sentence.
+std::string unreadable_line(const std::string& name, OSErr error) {
+  if (error == fnfErr) return message(Text::kDocumentMissing, {name});
+  if (error == paramErr) return message(Text::kDocumentUnsupported, {name});
+  const std::string said = tiff_problem();
+  return said.empty() ? message(Text::kDocumentUnreadable, {name})
+                      : message(Text::kDocumentUnreadableBecause, {name, said});
+}
+
 std::optional<Document> open_document(const std::filesystem::path& path, std::ostream& err) {
+  if (auto problem = missing_file_problem(path)) {
+    err << *problem << '\n';
+    return std::nullopt;
+  }
   Expected<Document> document = read_document(path);
   const std::string name = path.string();
   if (!document) {
-    const Text text = document.error() == fnfErr     ? Text::kDocumentMissing
-                      : document.error() == paramErr ? Text::kDocumentUnsupported
-                                                     : Text::kDocumentUnreadable;
-    err << message(text, {name}) << '\n';
+    err << unreadable_line(name, document.error()) << '\n';
     return std::nullopt;
   }
   if (!fits_export_records(*document)) {
@@ -103,8 +117,58 @@ std::string failure_line(const ExportOutcome& outcome, const std::string& name) 
   return message(Text::kExportFailed, {name, std::to_string(outcome.result)});
 }
 
-int report(const ExportOutcome& outcome, const std::string& name, std::ostream& out,
-           std::ostream& err) {
+// The image the document's tag names; nullopt without a single readable
+// tag. A folder the catalog no longer knows leaves the bare name.
+std::optional<std::filesystem::path> tagged_image(const Document& document) {
+  const PluginResource* tag = nullptr;
+  for (const PluginResource& resource : document.resources) {
+    if (resource.type != kDocumentTagType) continue;
+    if (tag != nullptr) return std::nullopt;
+    tag = &resource;
+  }
+  SourceImage image{};
+  if (tag == nullptr || DecodeDocumentTag(tag->data, &image) != noErr) return std::nullopt;
+  if (auto path = platform::files::path_from_spec(image.fileSpec)) return *path;
+  return std::filesystem::path(text_from_mac_roman(image.fileSpec.name));
+}
+
+// The file dialog settled with nobody to ask: the image was missing, or the
+// file it found (or --select named) could not take the document. Never a
+// person's cancel, so never silence.
+std::string unanswered_line(const ExportArguments& parsed, const Document& document) {
+  const std::string name = parsed.document.string();
+  const std::optional<std::filesystem::path> image = tagged_image(document);
+  if (!parsed.select && image && !std::filesystem::exists(*image)) {
+    return message(Text::kExportImageMissing, {name, image->string()});
+  }
+  const std::filesystem::path tried = parsed.select.value_or(image.value_or(""));
+  return message(Text::kExportImageRefused, {name, tried.string()});
+}
+
+// Before the plug-in runs: a --select answer that cannot be an image, or an
+// image another export is writing, is told plainly and nothing runs.
+bool may_export(const ExportArguments& parsed, const Document& document, std::ostream& err) {
+  if (parsed.select) {
+    if (auto problem = image_path_problem(*parsed.select)) {
+      err << *problem << '\n';
+      return false;
+    }
+  }
+  const std::optional<std::filesystem::path> image =
+      parsed.select ? parsed.select : tagged_image(document);
+  if (!image || !platform::files::held_by_another_writer(*image)) return true;
+  err << message(Text::kImageBusy, {image->string(), parsed.document.string()}) << '\n';
+  return false;
+}
+
+int report(const ExportOutcome& outcome, const ExportArguments& parsed, const Document& document,
+           std::ostream& out, std::ostream& err) {
+  const std::string name = parsed.document.string();
+  if (outcome.result == kUserCancelled && !outcome.interrupted &&
+      platform::standard_file::last_dialog_unanswered()) {
+    err << unanswered_line(parsed, document) << '\n';
+    return kExitFailed;
+  }
   if (outcome.storeError != noErr) {
     err << message(Text::kStoreFailed, {name, std::to_string(outcome.storeError)}) << '\n';
   }
@@ -134,11 +198,11 @@ int run_export_command(std::span<const std::string_view> args, std::ostream& out
   if (!document) return kExitFailed;
   if (!apply_script(parsed->common, err)) return kExitFailed;
   std::unique_ptr<Module> module = load_module(err);
-  if (!module) return kExitFailed;
+  if (!module || !may_export(*parsed, *document, err)) return kExitFailed;
   if (parsed->select) platform::standard_file::preselect(*parsed->select);
   const ExportOutcome outcome =
       run_export(module->export_entry(), parsed->document, *document, parsed->options);
-  return report(outcome, parsed->document.string(), out, err);
+  return report(outcome, *parsed, *document, out, err);
 }
 
 }  // namespace tessel::host

@@ -13,6 +13,7 @@
 #include "formats/TIFFFormat.h"
 #include "host/Commands.h"
 #include "host/HostOptions.h"
+#include "host/ImagePath.h"
 #include "host/Messages.h"
 #include "host/Module.h"
 #include "plugin/ResultMessages.h"
@@ -169,6 +170,10 @@ OSErr OpenImage::open(const std::filesystem::path& path) {
 int run_info_command(std::span<const std::string_view> args, std::ostream& out, std::ostream& err) {
   const std::optional<InfoArguments> parsed = parse_arguments(args, err);
   if (!parsed) return kExitFailed;
+  if (auto problem = image_path_problem(parsed->image)) {
+    err << *problem << '\n';
+    return kExitFailed;
+  }
   // The plug-in's messages come from its resources.
   std::unique_ptr<Module> module = load_module(err);
   if (!module) return kExitFailed;

@@ -63,6 +63,13 @@ enum class Text {
   kInfoRefused,
   kModeNames,
   kOutputIsInput,
+  kNoSuchFile,
+  kIsFolder,
+  kImageNotRecognised,
+  kImageNotChosen,
+  kExportImageMissing,
+  kExportImageRefused,
+  kDocumentUnreadableBecause,
   kCount,  // not a text: how many there are
 };
 

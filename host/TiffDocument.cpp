@@ -3,6 +3,8 @@
 #include <tiffio.h>
 
 #include <algorithm>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -18,9 +20,26 @@ struct TiffCloser {
 };
 using TiffFile = std::unique_ptr<TIFF, TiffCloser>;
 
-// Libtiff names its own problems on standard error; the caller says what
-// they mean for the document.
+std::string& last_problem() {
+  static std::string text;
+  return text;
+}
+
+// Libtiff's own words would reach standard error raw, in its terms and
+// before ours; its errors are kept for our message instead, and its warnings
+// (tags it does not know, mostly) concern nobody.
+void keep_error(const char* /*module*/, const char* format, va_list arguments) {
+  char text[512];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  last_problem() = text;
+}
+
+void drop_warning(const char* /*module*/, const char* /*format*/, va_list /*arguments*/) {}
+
 TiffFile open_tiff(const std::filesystem::path& path, const char* mode) {
+  TIFFSetErrorHandler(keep_error);
+  TIFFSetWarningHandler(drop_warning);
+  last_problem().clear();
   return TiffFile(TIFFOpen(path.c_str(), mode));
 }
 
@@ -292,5 +311,7 @@ OSErr replace_tiff_block(const std::filesystem::path& path, std::span<const UInt
   }
   return TIFFRewriteDirectory(tiff.get()) == 1 ? noErr : ioErr;
 }
+
+std::string tiff_problem() { return last_problem(); }
 
 }  // namespace tessel::host

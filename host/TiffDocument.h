@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "Expected.h"
@@ -22,6 +23,11 @@ Expected<TiffContents> read_tiff(const std::filesystem::path& path);
 // Uncompressed, chunky, in strips; block empty leaves tag 34377 out.
 OSErr write_tiff(const std::filesystem::path& path, const Document& image,
                  std::span<const UInt8> block);
+
+// What libtiff said of the last file it failed to open or read, in its own
+// words (empty when it said nothing); for the host's message, never shown
+// alone.
+std::string tiff_problem();
 
 // Replaces tag 34377 of the first directory in place; the pixels stay.
 OSErr replace_tiff_block(const std::filesystem::path& path, std::span<const UInt8> block);

@@ -293,6 +293,15 @@ Expected<fs::path> path_of_open_file(SInt16 refNum) {
   return file->path;
 }
 
+bool held_by_another_writer(const fs::path& path) {
+  FileSystem& fsys = file_system();
+  const int fd = fsys.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
+  if (fd < 0) return false;
+  const bool held = fsys.flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  fsys.close(fd);  // closing lets go of the lock, if it was taken here
+  return held;
+}
+
 std::vector<FailedClose> take_failed_closes() {
   std::vector<FailedClose> taken;
   taken.swap(failed_closes());

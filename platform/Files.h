@@ -125,6 +125,10 @@ struct FailedClose {
 // The failed closes since the last call, oldest first; the record is emptied.
 std::vector<FailedClose> take_failed_closes();
 
+// Whether another process holds path's writer's lock now (an export writing
+// it): the question a host asks before it starts a writer of its own.
+bool held_by_another_writer(const std::filesystem::path& path);
+
 // Files whose writes were refused (opWrErr) because another process held
 // their writer's lock, since the last call, each once; the record is emptied.
 // The refusal's code alone cannot tell the user who holds the file.

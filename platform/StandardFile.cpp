@@ -16,6 +16,7 @@ struct State {
   std::optional<std::filesystem::path> pending;
   bool environmentRead = false;
   bool dialogHeadless = false;
+  bool unanswered = false;
   ShownFolder shown{0, 0};
 };
 
@@ -102,6 +103,10 @@ void preselect(const std::filesystem::path& path) {
 
 ShownFolder last_shown_folder() { return state().shown; }
 
+bool last_dialog_unanswered() { return state().unanswered; }
+
+void set_unanswered(bool unanswered) { state().unanswered = unanswered; }
+
 }  // namespace tessel::platform::standard_file
 
 namespace standard_file = tessel::platform::standard_file;
@@ -112,6 +117,7 @@ void CustomGetFile(FileFilterYDProcPtr fileFilter, SInt16 numTypes, const OSType
                    SInt16* /*activeList*/, ActivateYDProcPtr /*activateProc*/, void* yourDataPtr) {
   standard_file::Request request{fileFilter, numTypes, typeList,   reply,
                                  dlgID,      dlgHook,  yourDataPtr};
+  standard_file::set_unanswered(false);
   if (standard_file::wants_window() && standard_file::run_dialog(request)) return;
   DialogRecord dialog{sfMainDialogRefCon};
   standard_file::ShownFolder folder{0, 0};
@@ -124,7 +130,10 @@ void CustomGetFile(FileFilterYDProcPtr fileFilter, SInt16 numTypes, const OSType
 
   auto spec = standard_file::selected_file(folder);
   OSType type = 0;
-  if (!spec || !standard_file::listed(request, *spec, &type)) return;
+  if (!spec || !standard_file::listed(request, *spec, &type)) {
+    standard_file::set_unanswered(true);
+    return;
+  }
   if (standard_file::call_hook(dlgHook, sfItemOpenButton, dialog, yourDataPtr) !=
       sfItemOpenButton) {
     return;

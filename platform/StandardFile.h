@@ -80,4 +80,9 @@ struct ShownFolder {
 };
 ShownFolder last_shown_folder();
 
+// Whether the last dialog was settled without anyone to ask: headless, with
+// no window, and nothing usable pre-selected, so it counted as cancelled
+// although nobody cancelled it.
+bool last_dialog_unanswered();
+
 }  // namespace tessel::platform::standard_file

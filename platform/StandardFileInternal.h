@@ -28,6 +28,8 @@ bool listed(const Request& request, FSSpec& spec, OSType* type);
 // The pre-selected file, taken (it answers one dialog only).
 std::filesystem::path take_selection();
 void set_shown(ShownFolder folder);
+// Notes whether the dialog just settled had nobody to answer it.
+void set_unanswered(bool unanswered);
 
 // Runs the dialog window until the user confirms or cancels; false when the
 // window cannot be made.

@@ -68,13 +68,17 @@ OSErr GetImageInfo(ExportGlobals* globals, SourceImage* image) {
   if (HostCountPIResources(procs, kDocumentTagType) != 1) return kNoSingleTag;
   Handle tag = HostGetPIResource(procs, kDocumentTagType, 1);
   if (tag == nullptr || *tag == nullptr) return kNoSingleTag;
-  // The host's copy may be shorter than a tag; it is refused like a tag of
-  // another version rather than read past its end.
-  std::span<const UInt8> bytes = handleBytes(tag);
+  HLock(tag);
+  const OSErr err = DecodeDocumentTag(handleBytes(tag), image);
+  HUnlock(tag);
+  return err;
+}
+
+// A copy shorter than a tag is refused like a tag of another version rather
+// than read past its end.
+OSErr DecodeDocumentTag(std::span<const UInt8> bytes, SourceImage* image) {
   if (bytes.size() < 4 || read_big32(bytes) != kDocumentTagVersion) return kTagVersion;
   if (bytes.size() < std::size_t(kDocumentTagBytes)) return kTagVersion;
-  HLock(tag);
-  decodeTag(handleBytes(tag), image);
-  HUnlock(tag);
+  decodeTag(bytes, image);
   return noErr;
 }

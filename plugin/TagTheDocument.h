@@ -8,6 +8,8 @@
 // height (32 bits each).
 #pragma once
 
+#include <span>
+
 #include "HostCallbacks.h"
 #include "MacTypes.h"
 #include "formats/RasterFormats.h"
@@ -22,6 +24,11 @@ constexpr UInt32 kDocumentTagVersion = 5;
 // identity, selection, width and height. 999 when there is no memory for the
 // tag, else the host's answer.
 OSErr TagTheDocument(const HostResourceProcs* resourceProcs, SourceImage* image);
+
+// Reads the bytes of a tag into image: its file identity, selection, recorded
+// width and recorded height. 121 for a version other than 5 or bytes too few
+// for it, image left as it was.
+OSErr DecodeDocumentTag(std::span<const UInt8> bytes, SourceImage* image);
 
 // Fills image's file identity, selection, recorded width and recorded height
 // from the document's tag: 120 when the document has no tag or several, or

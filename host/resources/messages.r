@@ -80,6 +80,19 @@ resource 'STR#' 17000 "Host messages" purgeable {
   52: "tessel: ^0 is the same file as ^1, which this run reads; name the "
       "document something else (--force never writes over what is being "
       "read)"
+  53: "tessel: ^0 does not exist (code ^1)"
+  54: "tessel: ^0 is a folder, not a file (code ^1)"
+  55: "tessel: ^0 is not an image Tessel recognises (code ^1). Tessel knows "
+      "an image by its Finder type (TIFF, Scitex CT or native) or, when the "
+      "file has no telling type, by a name ending in .tif, .tiff or .sct"
+  56: "tessel: ^0 could not be chosen as the image to read; nothing was "
+      "acquired"
+  57: "tessel: the image ^0 was cut from is not at ^1 any more (code -43). "
+      "If it moved, point at it: tessel export ^0 --select PATH"
+  58: "tessel: ^1 cannot take ^0 back as it is (the message above says "
+      "why). Point at the image ^0 was cut from: tessel export ^0 --select "
+      "PATH"
+  59: "tessel: ^0 cannot be read as a TIFF file: ^1"
 }
 
 # tessel --help. \r ends a line.
@@ -119,6 +132,6 @@ resource 'TEXT' 17000 "Usage" purgeable {
        "press KEY..., wait TICKS, save FILE.png and the mouse commands down, drag\r"
        "and up H V. When it runs out, Return is pressed.\r"
        "\r"
-       "Exit status: 0 done, 3 cancelled, 1 anything else.\r"
+       "Exit status: 0 done, 3 when a person cancelled, 1 anything else.\r"
        "The plug-in module is $TESSEL_MODULE, or ../lib/tessel.plugin beside this program.\r"
 }

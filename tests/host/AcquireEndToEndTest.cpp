@@ -217,6 +217,36 @@ TEST_F(AcquireEndToEnd, NoDocumentIsWrittenOverTheImageOrItsSidecarEvenWithForce
   }
 }
 
+// Nobody cancelled: a file that cannot be an image is told in plain words,
+// with the code after them, and the run fails rather than "cancels".
+TEST_F(AcquireEndToEnd, FilesThatCannotBeImagesAreToldPlainlyByEveryCommand) {
+  fs::create_directory(path("folder.tif"));
+  write_text("notes.txt", "not an image\n");
+  struct Case {
+    const char* name;
+    std::string words;
+  };
+  for (const Case& c : {Case{"nothing.tif", " does not exist (code -43)"},
+                        Case{"folder.tif", " is a folder, not a file (code -1302)"},
+                        Case{"notes.txt", " is not an image Tessel recognises (code 498)"}}) {
+    for (const std::string& command :
+         {"extract " + std::string(c.name) + " --rect 0,0,5,5 -o doc.tif", acquire(c.name),
+          "info " + std::string(c.name)}) {
+      SCOPED_TRACE(command);
+      const ProgramRun run = tessel(command);
+      EXPECT_EQ(run.status, 1);
+      EXPECT_EQ(run.err.rfind("tessel: ", 0), 0u) << run.err;
+      EXPECT_NE(run.err.find(std::string(c.name) + c.words), std::string::npos) << run.err;
+      EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+      EXPECT_TRUE(run.alerts.empty()) << run.alerts;
+    }
+  }
+  // Without an image and without anyone to choose one, acquire fails.
+  const ProgramRun run = tessel("acquire -o doc.tif");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.err.find("name the image"), std::string::npos) << run.err;
+}
+
 TEST_F(AcquireEndToEnd, ExtractRefusesARectangleOutsideTheImageAndOpensNoDialog) {
   ASSERT_EQ(samples::write_tiff(path("image.tif"), {.width = 90, .height = 60}), noErr);
   for (const char* rect : {"0,0,61,90", "0,0,60,91", "-1,0,10,10", "5,5,5,9", "40000,0,40010,9"}) {

@@ -59,19 +59,31 @@ class ExportEndToEnd : public testing::ProgramTest {
     EXPECT_EQ(testing::bytes_differing(before, read_file(image)), samples);
   }
 
-  // The export run stops with code, shown in the plug-in's alert, and the
-  // image keeps every byte; the alerts, for a closer look.
-  std::string expect_refused(const std::filesystem::path& image, int code, int status) {
+  // The export run stops with code, shown in the plug-in's alert, exits 1
+  // (nobody cancelled) and the image keeps every byte; the run, for a closer
+  // look.
+  ProgramRun expect_refused(const std::filesystem::path& image, int code,
+                            const std::string& options = "") {
     const std::vector<UInt8> before = read_file(image);
-    const ProgramRun run = tessel(doc());
-    EXPECT_EQ(run.status, status);
+    const ProgramRun run = tessel(doc() + options);
+    EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(mentions(run.alerts, code)) << run.alerts;
     EXPECT_EQ(read_file(image), before);
-    return run.alerts;
+    return run;
+  }
+  // Refused for a fault of the file, which another file might not have: the
+  // host's line names the file and how to point at another.
+  void expect_file_refused(const std::filesystem::path& image, int code,
+                           const std::string& options = "") {
+    const ProgramRun run = expect_refused(image, code, options);
+    EXPECT_NE(run.err.find(image.string() + " cannot take " + document().string()),
+              std::string::npos)
+        << run.err;
+    EXPECT_NE(run.err.find("--select PATH"), std::string::npos) << run.err;
   }
   void expect_refused(const Document& changed, int code) {
     ASSERT_EQ(write_document(document(), changed), noErr);
-    expect_refused(path("image.tif"), code, 1);
+    expect_refused(path("image.tif"), code);
   }
 };
 
@@ -154,7 +166,7 @@ TEST_F(ExportEndToEnd, DocumentsThatNoLongerMatchTheImageAreRefused) {
     changed.columns -= c.columnsLost;
     changed.pixels.resize(changed.row_bytes() * std::size_t(changed.rows));
     ASSERT_EQ(write_document(document(), changed), noErr);
-    const std::string alerts = expect_refused(path("image.tif"), c.code, 1);
+    const std::string alerts = expect_refused(path("image.tif"), c.code).alerts;
     if (c.code == 109) {
       EXPECT_TRUE(mentions(alerts, 33) && mentions(alerts, 20)) << alerts;
     }
@@ -179,7 +191,7 @@ TEST_F(ExportEndToEnd, FilesThatCannotBeWrittenAreReported) {
     SCOPED_TRACE(c.code);
     edited_image("image.tif", {});
     ASSERT_EQ(samples::write_tiff(path("image.tif"), c.options), noErr);
-    expect_refused(path("image.tif"), c.code, 3);
+    expect_file_refused(path("image.tif"), c.code);
   }
 }
 
@@ -216,13 +228,13 @@ TEST_F(ExportEndToEnd, MovedFileIsAskedForAndTheTagRewritten) {
 TEST_F(ExportEndToEnd, LockedFileAndReadOnlyFolderAreReported) {
   edited_image("image.tif", {});
   chmod(path("image.tif").c_str(), 0444);
-  expect_refused(path("image.tif"), 132, 3);
+  expect_file_refused(path("image.tif"), 132);
   chmod(path("image.tif").c_str(), 0644);
 
   std::filesystem::create_directory(path("shut"));
   edited_image("shut/image.tif", {});
   chmod(path("shut").c_str(), 0555);
-  expect_refused(path("shut/image.tif"), 134, 3);
+  expect_file_refused(path("shut/image.tif"), 134);
 }
 
 TEST_F(ExportEndToEnd, AnImageInUseOrCutShortIsLeftAsItIs) {
@@ -236,13 +248,57 @@ TEST_F(ExportEndToEnd, AnImageInUseOrCutShortIsLeftAsItIs) {
     const ProgramRun run = tessel(doc());
     close(held);
     EXPECT_EQ(run.status, 1);
-    EXPECT_TRUE(mentions(run.alerts, opWrErr)) << run.alerts;
+    // Busy, and nothing else: no alert of a failure that did not happen.
+    EXPECT_TRUE(run.alerts.empty()) << run.alerts;
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
     EXPECT_NE(run.err.find(path("image.tif").string() + "; nothing was written"), std::string::npos)
         << run.err;
     EXPECT_EQ(read_file(path("image.tif")), before);
   }
   std::filesystem::resize_file(path("image.tif"), before.size() - 64);
-  expect_refused(path("image.tif"), eofErr, 3);
+  expect_file_refused(path("image.tif"), eofErr);
+}
+
+TEST_F(ExportEndToEnd, AnImageThatCannotBeFoundIsNamedWithTheWayToPointAtIt) {
+  edited_image("image.tif", {});
+  std::filesystem::rename(path("image.tif"), path("elsewhere.tif"));
+  const ProgramRun missing = tessel(doc());
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_TRUE(missing.alerts.empty()) << missing.alerts;
+  EXPECT_NE(missing.err.find("is not at " + path("image.tif").string()), std::string::npos)
+      << missing.err;
+  EXPECT_NE(missing.err.find("--select PATH"), std::string::npos) << missing.err;
+
+  std::filesystem::create_directory(path("folder"));
+  for (const char* select : {"nowhere.tif", "folder"}) {
+    SCOPED_TRACE(select);
+    const ProgramRun run = tessel(doc() + " --select " + select);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find(path(select).string() +
+                           (select[0] == 'f' ? " is a folder" : " does not exist")),
+              std::string::npos)
+        << run.err;
+  }
+  // The wrong image pointed at: refused, and the way to the right one told.
+  ASSERT_EQ(samples::write_tiff(path("other.tif"), {.width = 65}), noErr);
+  expect_file_refused(path("other.tif"), 133, " --select " + path("other.tif").string());
+}
+
+TEST_F(ExportEndToEnd, DocumentsThatCannotBeReadAreToldInOurWordsNotLibtiffs) {
+  std::filesystem::create_directory(path("folder.tif"));
+  write_text("text.tif", "not a picture at all\n");
+  write_text("empty.tif", "");
+  for (const auto& [name, words] : {std::pair{"nothing.tif", " does not exist"},
+                                    {"folder.tif", " is a folder"},
+                                    {"text.tif", " cannot be read as a TIFF file"},
+                                    {"empty.tif", " cannot be read as a TIFF file"}}) {
+    SCOPED_TRACE(name);
+    const ProgramRun run = tessel(std::string("export ") + name);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err.rfind("tessel: ", 0), 0u) << run.err;
+    EXPECT_NE(run.err.find(words), std::string::npos) << run.err;
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+  }
 }
 
 TEST_F(ExportEndToEnd, InterruptLeavesTheBandsWrittenSoFar) {
