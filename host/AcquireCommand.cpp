@@ -8,6 +8,7 @@
 #include "host/AcquireRun.h"
 #include "host/Commands.h"
 #include "host/HostOptions.h"
+#include "host/ImageProblems.h"
 #include "host/Messages.h"
 #include "host/Module.h"
 
@@ -63,17 +64,26 @@ bool may_write(const std::filesystem::path& target, bool force, std::ostream& er
   return false;
 }
 
+// The plug-in's alert gives the code and a general text; the file named on
+// the command line can be looked at again for plainer words.
+std::string failure_line(const AcquireOutcome& outcome,
+                         const std::optional<std::filesystem::path>& image) {
+  if (outcome.result == paramErr) return message(Text::kStripOutOfBounds);
+  const std::string code = std::to_string(outcome.result);
+  const std::string plain = image ? describe_refusal(*image, outcome.result) : std::string{};
+  if (plain.empty()) return message(Text::kAcquireFailed, {code});
+  return message(Text::kAcquireRefused, {code, plain});
+}
+
 // What the user learns of a run that made no document; the plug-in has shown
 // its own message already.
-int report_failure(const AcquireOutcome& outcome, std::ostream& err) {
+int report_failure(const AcquireOutcome& outcome, const std::optional<std::filesystem::path>& image,
+                   std::ostream& err) {
   if (outcome.result == kUserCancelled) {
     if (outcome.interrupted) err << message(Text::kAcquireStopped) << '\n';
     return kExitCancelled;
   }
-  err << (outcome.result == paramErr
-              ? message(Text::kStripOutOfBounds)
-              : message(Text::kAcquireFailed, {std::to_string(outcome.result)}))
-      << '\n';
+  err << failure_line(outcome, image) << '\n';
   return kExitFailed;
 }
 
@@ -114,7 +124,7 @@ int run_acquire_command(std::span<const std::string_view> args, std::ostream& ou
   if (!module) return kExitFailed;
   if (parsed->image) platform::standard_file::preselect(*parsed->image);
   const AcquireOutcome outcome = run_acquire(module->acquire_entry(), run_options(parsed->common));
-  if (outcome.result != noErr) return report_failure(outcome, err);
+  if (outcome.result != noErr) return report_failure(outcome, parsed->image, err);
   return write_acquired(outcome, *parsed, out, err);
 }
 

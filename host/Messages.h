@@ -62,6 +62,14 @@ enum class Text {
   kInfoWarning,
   kInfoRefused,
   kModeNames,
+  kImageCutShort,
+  kImageHeadCutShort,
+  kSignedSamples,
+  kFloatSamples,
+  kOtherSampleFormat,
+  kTIFFValueRefused,
+  kAcquireRefused,
+  kImageRefused,
   kCount,  // not a text: how many there are
 };
 

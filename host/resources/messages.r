@@ -77,6 +77,18 @@ resource 'STR#' 17000 "Host messages" purgeable {
   50: "acquire     refuses it with code ^0: ^1"
   51: "bitmap|grayscale|indexed colour|RGB|CMYK|mode 5|mode 6|mode "
       "7|duotone|Lab|mode 10|mode 11|unknown"
+  52: "^0 is cut short: its pixel data ends before its strips or "
+      "planes do (the file has ^1 bytes; its pixels need ^2)"
+  53: "^0 is cut short: it ends before its header or directory does"
+  54: "^0 holds signed integer samples; Tessel takes only unsigned "
+      "ones"
+  55: "^0 holds floating-point samples; Tessel takes only unsigned "
+      "integers"
+  56: "^0 holds samples that are not unsigned integers (SampleFormat "
+      "^1); Tessel takes only unsigned ones"
+  57: "^0 has a value in its TIFF tag ^1 that Tessel does not handle"
+  58: "tessel: ^1; nothing was acquired (code ^0)"
+  59: "tessel: ^0 (code ^1)"
 }
 
 # tessel --help. \r ends a line.
