@@ -13,8 +13,11 @@
 #include <tuple>
 
 #include "FormatTestSupport.h"
+#include "LibtiffWriter.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
+#include "formats/TIFFFormat.h"
+#include "plugin/ResultCodes.h"
 #include "tools/samples/SampleImages.h"
 
 namespace samples = tessel::samples;
@@ -179,4 +182,75 @@ TEST_F(TIFFCrossCheck, WrittenBoxesAreWhatLibtiffThenDecodes) {
     for (std::size_t i = 0; i < after.samples.size(); ++i)
       ASSERT_EQ(after.samples[i], expected.samples[i]) << "sample " << i;
   });
+}
+
+// ---- Files libtiff wrote in layouts of its own choosing
+
+class LibtiffFiles : public TempFolder {
+ protected:
+  std::filesystem::path written(const LibtiffOptions& options) {
+    std::filesystem::path file = path("libtiff.tif");
+    EXPECT_TRUE(write_with_libtiff(file, options));
+    return file;
+  }
+};
+
+// Where libtiff's strips end: the last byte its offsets and byte counts name.
+UInt64 libtiff_strips_end(const std::filesystem::path& file) {
+  TiffHandle tif(TIFFOpen(file.c_str(), "r"), &TIFFClose);
+  if (!tif) return 0;
+  UInt64* offsets = nullptr;
+  UInt64* counts = nullptr;
+  TIFFGetField(tif.get(), TIFFTAG_STRIPOFFSETS, &offsets);
+  TIFFGetField(tif.get(), TIFFTAG_STRIPBYTECOUNTS, &counts);
+  UInt64 end = 0;
+  for (UInt32 i = 0; i < TIFFNumberOfStrips(tif.get()); ++i)
+    end = std::max(end, offsets[i] + counts[i]);
+  return end;
+}
+
+// A file is cut short when it ends before its pixels do: measured right at
+// every depth, with the planes apart and compressed, or whole files would be
+// refused and cut ones taken.
+TEST_F(LibtiffFiles, PixelsEndWhereLibtiffsStripsEnd) {
+  const std::vector<std::pair<const char*, LibtiffOptions>> cases = {
+      {"1 bit", {.width = 13, .bits = 1}},
+      {"16 bits", {.bits = 16}},
+      {"RGB planes apart", {.samples = 3, .planar = PLANARCONFIG_SEPARATE}},
+      {"RGB chunky", {.samples = 3, .rowsPerStrip = 5}},
+      {"LZW", {.width = 64, .height = 40, .compression = COMPRESSION_LZW}},
+  };
+  for (const auto& [what, options] : cases) {
+    SCOPED_TRACE(what);
+    const std::filesystem::path file = written(options);
+    const UInt64 stripsEnd = libtiff_strips_end(file);
+    OpenedImage opened(file);
+    ASSERT_EQ(opened.result, noErr);
+    UInt64 end = 0, length = 0;
+    ASSERT_EQ(RasterFormatDataExtent(&opened.image.format, &end, &length), noErr);
+    EXPECT_EQ(end, stripsEnd);
+    EXPECT_EQ(length, std::filesystem::file_size(file));
+    EXPECT_EQ(RasterFormatCheckLength(&opened.image.format), noErr);
+  }
+}
+
+// Signed and floating-point samples, as libtiff writes them, at every depth.
+TEST_F(LibtiffFiles, SamplesOtherThanUnsignedIntegersAreRefusedWithTheirFormat) {
+  const std::vector<std::pair<UInt16, UInt16>> cases = {{8, SAMPLEFORMAT_INT},
+                                                        {16, SAMPLEFORMAT_INT},
+                                                        {32, SAMPLEFORMAT_IEEEFP},
+                                                        {8, SAMPLEFORMAT_UINT}};
+  for (const auto& [bits, format] : cases) {
+    SCOPED_TRACE(std::to_string(bits) + " bits, format " + std::to_string(format));
+    OpenedImage opened(written({.bits = bits, .sampleFormat = format}));
+    const auto* tiff = static_cast<const TIFFState*>(opened.image.format.state);
+    ASSERT_NE(tiff, nullptr);
+    if (format == SAMPLEFORMAT_UINT) {
+      EXPECT_EQ(opened.result, noErr);
+      continue;
+    }
+    EXPECT_EQ(opened.result, kTIFFNotHandled);
+    EXPECT_EQ(tiff->refusedTag, TIFFTAG_SAMPLEFORMAT);
+    EXPECT_EQ(tiff->refusedValue, format);
+  }
 }
