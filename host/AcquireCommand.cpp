@@ -64,15 +64,15 @@ bool may_write(const std::filesystem::path& target, bool force, std::ostream& er
   return false;
 }
 
-// The plug-in's alert gives the code and a general text; the file named on
-// the command line can be looked at again for plainer words.
+// The plug-in's alert gives the code and a general text, and for a platform
+// error the host learns only that the run failed; the file named on the
+// command line can be looked at again for plainer words and the code.
 std::string failure_line(const AcquireOutcome& outcome,
                          const std::optional<std::filesystem::path>& image) {
   if (outcome.result == paramErr) return message(Text::kStripOutOfBounds);
-  const std::string code = std::to_string(outcome.result);
-  const std::string plain = image ? describe_refusal(*image, outcome.result) : std::string{};
-  if (plain.empty()) return message(Text::kAcquireFailed, {code});
-  return message(Text::kAcquireRefused, {code, plain});
+  const Refusal refusal = image ? describe_refusal(*image, outcome.result) : Refusal{};
+  if (refusal.words.empty()) return message(Text::kAcquireFailed, {std::to_string(outcome.result)});
+  return message(Text::kAcquireRefused, {std::to_string(refusal.code), refusal.words});
 }
 
 // What the user learns of a run that made no document; the plug-in has shown

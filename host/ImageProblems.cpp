@@ -39,18 +39,30 @@ std::string describe_tiff_refusal(const SourceImage& image, const std::string& n
   return {};
 }
 
+// What opening the image shows again: the open's own refusal, else whether
+// the file holds all its pixels.
+OSErr problem_of(const OpenImage& open, OSErr opened) {
+  return opened != noErr ? opened : RasterFormatCheckLength(&open.image.format);
+}
+
+std::string words_for(const OpenImage& open, OSErr opened, OSErr problem, const std::string& name) {
+  if (problem == kTIFFNotHandled) return describe_tiff_refusal(open.image, name);
+  if (problem != eofErr) return {};
+  return opened == eofErr ? message(Text::kImageHeadCutShort, {name})
+                          : describe_cut_pixels(open.image, name);
+}
+
 }  // namespace
 
-std::string describe_refusal(const std::filesystem::path& image, OSErr code) {
-  if (code != eofErr && code != kTIFFNotHandled) return {};
-  const std::string name = image.string();
+Refusal describe_refusal(const std::filesystem::path& image, OSErr code) {
+  if (code != eofErr && code != kTIFFNotHandled && code != kShownPlatformError) return {code, {}};
   OpenImage open;
   const OSErr opened = open.open(image);
-  if (code == kTIFFNotHandled) {
-    return opened == kTIFFNotHandled ? describe_tiff_refusal(open.image, name) : std::string{};
-  }
-  if (opened == eofErr) return message(Text::kImageHeadCutShort, {name});
-  return opened == noErr ? describe_cut_pixels(open.image, name) : std::string{};
+  const OSErr problem = problem_of(open, opened);
+  if (code != kShownPlatformError && problem != code) return {code, {}};
+  std::string words = words_for(open, opened, problem, image.string());
+  if (words.empty()) return {code, {}};
+  return {problem, std::move(words)};
 }
 
 }  // namespace tessel::host

@@ -69,8 +69,8 @@ std::string acquire_message(OSErr code) {
 
 // The plain words for a refusal where there are any, else the plug-in's.
 std::string refusal_text(const std::filesystem::path& path, OSErr code) {
-  std::string text = describe_refusal(path, code);
-  return text.empty() ? acquire_message(code) : text;
+  std::string words = describe_refusal(path, code).words;
+  return words.empty() ? acquire_message(code) : words;
 }
 
 Verdict verdict_of(const std::filesystem::path& path, const SourceImage& image) {
@@ -181,9 +181,8 @@ int run_info_command(std::span<const std::string_view> args, std::ostream& out, 
   if (!module) return kExitFailed;
   OpenImage open;
   if (const OSErr opened = open.open(parsed->image); opened != noErr) {
-    const std::string plain = describe_refusal(parsed->image, opened);
-    if (!plain.empty()) {
-      err << message(Text::kImageRefused, {plain, std::to_string(opened)}) << '\n';
+    if (const Refusal refusal = describe_refusal(parsed->image, opened); !refusal.words.empty()) {
+      err << message(Text::kImageRefused, {refusal.words, std::to_string(refusal.code)}) << '\n';
       return kExitFailed;
     }
     err << message(Text::kImageNotOpened, {parsed->image.string(), std::to_string(opened)}) << ' '
