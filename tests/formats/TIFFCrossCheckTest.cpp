@@ -16,8 +16,6 @@
 #include "LibtiffWriter.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
-#include "formats/TIFFFormat.h"
-#include "plugin/ResultCodes.h"
 #include "tools/samples/SampleImages.h"
 
 namespace samples = tessel::samples;
@@ -231,26 +229,5 @@ TEST_F(LibtiffFiles, PixelsEndWhereLibtiffsStripsEnd) {
     EXPECT_EQ(end, stripsEnd);
     EXPECT_EQ(length, std::filesystem::file_size(file));
     EXPECT_EQ(RasterFormatCheckLength(&opened.image.format), noErr);
-  }
-}
-
-// Signed and floating-point samples, as libtiff writes them, at every depth.
-TEST_F(LibtiffFiles, SamplesOtherThanUnsignedIntegersAreRefusedWithTheirFormat) {
-  const std::vector<std::pair<UInt16, UInt16>> cases = {{8, SAMPLEFORMAT_INT},
-                                                        {16, SAMPLEFORMAT_INT},
-                                                        {32, SAMPLEFORMAT_IEEEFP},
-                                                        {8, SAMPLEFORMAT_UINT}};
-  for (const auto& [bits, format] : cases) {
-    SCOPED_TRACE(std::to_string(bits) + " bits, format " + std::to_string(format));
-    OpenedImage opened(written({.bits = bits, .sampleFormat = format}));
-    const auto* tiff = static_cast<const TIFFState*>(opened.image.format.state);
-    ASSERT_NE(tiff, nullptr);
-    if (format == SAMPLEFORMAT_UINT) {
-      EXPECT_EQ(opened.result, noErr);
-      continue;
-    }
-    EXPECT_EQ(opened.result, kTIFFNotHandled);
-    EXPECT_EQ(tiff->refusedTag, TIFFTAG_SAMPLEFORMAT);
-    EXPECT_EQ(tiff->refusedValue, format);
   }
 }

@@ -215,13 +215,14 @@ TEST_F(CutShort, InfoSaysAcquireRefusesIt) {
   }
 }
 
-// Signed samples as ImageMagick writes them, floating-point ones as libtiff
-// does: both are refused, and the host says which they are.
+// Signed and floating-point samples as libtiff and ImageMagick write them:
+// refused at any depth, and the host says which they are.
 TEST_F(AcquireEndToEnd, SignedOrFloatingPointSamplesAreRefusedInPlainWords) {
   ASSERT_TRUE(testing::write_with_libtiff(path("float.tif"),
                                           {.bits = 32, .sampleFormat = SAMPLEFORMAT_IEEEFP}));
+  ASSERT_TRUE(testing::write_with_libtiff(path("int8.tif"), {.sampleFormat = SAMPLEFORMAT_INT}));
   std::vector<std::pair<std::string, std::string>> cases = {
-      {"float.tif", "holds floating-point samples"}};
+      {"float.tif", "holds floating-point samples"}, {"int8.tif", "holds signed integer samples"}};
   if (std::system("command -v convert >/dev/null") == 0) {
     const std::string command =
         "timeout -k 5 30 convert -size 8x4 xc:gray50 -define "
