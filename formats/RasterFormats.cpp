@@ -176,29 +176,46 @@ OSErr RasterFormatPutTile(FormatHandle* handle, const Tile& tile, const TileArea
   }
 }
 
-static OSErr checkFileReaches(SInt16 refNum, UInt64 end) {
-  SInt32 length = 0;
-  if (OSErr err = GetEOF(refNum, &length); err != noErr) return err;
-  return UInt64(length) < end ? eofErr : noErr;
-}
-
-OSErr RasterFormatCheckLength(FormatHandle* handle) {
-  if (handle->state == nullptr) return noErr;
+// The open file's reference, and the end of its pixels by the format's own
+// measure; 0 when the handle names no format.
+static SInt16 openDataEnd(const FormatHandle* handle, UInt64* end) {
   switch (handle->code) {
     case kNativeFormat: {
       const auto* state = static_cast<const NativeV2State*>(handle->state);
-      return checkFileReaches(state->refNum, Lumen2FormatDataEnd(state));
+      *end = Lumen2FormatDataEnd(state);
+      return state->refNum;
     }
     case kTIFFFormat: {
       const auto* state = static_cast<const TIFFState*>(handle->state);
-      return checkFileReaches(state->refNum, TIFFFormatDataEnd(state));
+      *end = TIFFFormatDataEnd(state);
+      return state->refNum;
     }
     case kScitexFormat: {
       const auto* state = static_cast<const ScitexState*>(handle->state);
-      return checkFileReaches(state->refNum, ScitexFormatDataEnd(state));
+      *end = ScitexFormatDataEnd(state);
+      return state->refNum;
     }
-    default: return noErr;
+    default: return 0;
   }
+}
+
+OSErr RasterFormatDataExtent(const FormatHandle* handle, UInt64* dataEnd, UInt64* fileLength) {
+  UInt64 end = 0;
+  SInt16 refNum = handle->state == nullptr ? SInt16(0) : openDataEnd(handle, &end);
+  SInt32 length = 0;
+  if (refNum != 0) {
+    if (OSErr err = GetEOF(refNum, &length); err != noErr) return err;
+  }
+  *dataEnd = end;
+  *fileLength = UInt64(length);
+  return noErr;
+}
+
+OSErr RasterFormatCheckLength(const FormatHandle* handle) {
+  UInt64 end = 0;
+  UInt64 length = 0;
+  if (OSErr err = RasterFormatDataExtent(handle, &end, &length); err != noErr) return err;
+  return length < end ? eofErr : noErr;
 }
 
 OSErr RasterFormatClose(FormatHandle* handle) {

@@ -66,4 +66,8 @@ OSErr RasterFormatClose(FormatHandle* handle);
 // eofErr when the open file ends before the last byte of the pixels its
 // header describes: a file cut short (or replaced by a shorter one) is
 // refused whole, before anything is written into it.
-OSErr RasterFormatCheckLength(FormatHandle* handle);
+OSErr RasterFormatCheckLength(const FormatHandle* handle);
+// Where the pixels of the open file end (0 when unknown) and how long the
+// file is, for telling the user how much of an image is missing. On failure
+// (the file's length cannot be had) leaves both unchanged.
+OSErr RasterFormatDataExtent(const FormatHandle* handle, UInt64* dataEnd, UInt64* fileLength);

@@ -48,6 +48,7 @@ enum : UInt16 {
   kTileOffsetsTag = 324,
   kTileByteCountsTag = 325,
   kDotRangeTag = 336,
+  kSampleFormatTag = 339,
   kImageResourcesTag = 34377,
 };
 
@@ -125,7 +126,10 @@ static OSErr readInteger(TIFFState* state, SInt32* value) {
 SInt32 ParseLong(TIFFState* state, SInt32 minimum, SInt32 maximum) {
   SInt32 value = 0;
   OSErr err = readInteger(state, &value);
-  if (err == noErr && (value < minimum || value > maximum)) err = kTIFFNotHandled;
+  if (err == noErr && (value < minimum || value > maximum)) {
+    err = kTIFFNotHandled;
+    state->refusedValue = value;
+  }
   state->parseError = err;
   return err == noErr ? value : 0;
 }
@@ -258,13 +262,19 @@ static OSErr parsePredictor(TIFFState* state) {
   return parseLongInto(state, 1, 2, &state->predictor);
 }
 
+// Either tile size makes the image tiled, whichever tags hold its offsets:
+// other readers take it so, and writing it as strips would put the pixels
+// in the wrong places.
 static OSErr parseTileWidth(TIFFState* state) {
   ParseLong(state, 1, INT32_MAX);
+  if (state->parseError == noErr) state->tiled = 1;
   return state->parseError;
 }
 
 static OSErr parseTileLength(TIFFState* state) {
-  return parseLongInto(state, 1, INT32_MAX, &state->rowsPerStrip);
+  OSErr err = parseLongInto(state, 1, INT32_MAX, &state->rowsPerStrip);
+  if (err == noErr) state->tiled = 1;
+  return err;
 }
 
 // The arrays hold one 32-bit value per strip, so their size must be a
@@ -292,15 +302,17 @@ static OSErr readStripArray(TIFFState* state, UInt32** array) {
   return noErr;
 }
 
-static OSErr parseOffsets(TIFFState* state, UInt8 tiled) {
-  state->tiled = tiled;
+static OSErr parseOffsets(TIFFState* state, UInt8 tileTags) {
+  state->tileOffsets = tileTags;
+  if (tileTags != 0) state->tiled = 1;
   if (state->currentCount == 0 || state->stripOffsets != nullptr) return kTIFFNotHandled;
   state->stripCount = SInt32(state->currentCount);
   return readStripArray(state, &state->stripOffsets);
 }
 
-static OSErr parseByteCounts(TIFFState* state, UInt8 tiled) {
-  if (state->tiled != tiled || state->currentCount != UInt32(state->stripCount) ||
+// Byte counts pair with offsets of their own kind, whatever the tile sizes say.
+static OSErr parseByteCounts(TIFFState* state, UInt8 tileTags) {
+  if (state->tileOffsets != tileTags || state->currentCount != UInt32(state->stripCount) ||
       state->stripByteCounts != nullptr) {
     return kTIFFNotHandled;
   }
@@ -368,6 +380,17 @@ static OSErr parseImageResourceBlock(TIFFState* state) {
   return noErr;
 }
 
+// The pixels are handed out as unsigned integers (TIFF 6.0, section 19):
+// signed or floating-point samples would arrive as other numbers, so they
+// are refused whatever their depth.
+static OSErr parseSampleFormat(TIFFState* state) {
+  for (UInt32 i = 0; i < state->currentCount; ++i) {
+    ParseLong(state, 1, 1);
+    if (state->parseError != noErr) return state->parseError;
+  }
+  return noErr;
+}
+
 using TagParser = OSErr (*)(TIFFState*);
 
 // ExtraSamples needs nothing, so it is left with the tags we skip.
@@ -394,6 +417,7 @@ static TagParser parserFor(UInt16 tag) {
     case kTileOffsetsTag: return parseTileOffsets;
     case kTileByteCountsTag: return parseTileByteCounts;
     case kDotRangeTag: return parseDotRange;
+    case kSampleFormatTag: return parseSampleFormat;
     case kImageResourcesTag: return parseImageResourceBlock;
     default: return nullptr;
   }
@@ -413,6 +437,8 @@ OSErr ParseTag(TIFFState* state) {
   TagParser parser = parserFor(state->currentTag);
   if (parser == nullptr) return noErr;
   state->parseError = valueBytesFit(state) ? parser(state) : kTIFFNotHandled;
+  // Kept so that the host can tell the user which value it could not take.
+  if (state->parseError == kTIFFNotHandled) state->refusedTag = state->currentTag;
   return state->parseError;
 }
 
@@ -706,19 +732,43 @@ static OSErr moveBands(TIFFState* state, const Tile& tile, const TileArea& area,
   return err;
 }
 
-UInt64 TIFFFormatDataEnd(const TIFFState* state) {
+// One row of a strip: all samples of the row, or one plane's when the planes
+// are stored apart, packed into whole bytes (TIFF 6.0, section 7).
+static UInt64 stripRowBytes(const TIFFState* state) {
+  const UInt64 samples = state->planarConfiguration == 2 ? 1 : state->samplesPerPixel;
+  return (UInt64(state->imageWidth) * samples * state->bitsPerSample + 7) / 8;
+}
+
+// Uncompressed strips hold exactly their rows, whatever their byte counts
+// claim; the planes of a planar image follow one another in the offsets.
+static UInt64 geometricDataEnd(const TIFFState* state) {
   const SInt32 rows = state->rowsPerStrip;
-  if (rows <= 0 || state->stripOffsets == nullptr || state->imageLength <= 0) return 0;
-  const SInt64 used = (SInt64(state->imageLength) + rows - 1) / rows;
-  const SInt64 strips = std::min<SInt64>(used, state->stripCount);
+  if (rows <= 0 || state->imageLength <= 0) return 0;
+  const SInt64 perPlane = (SInt64(state->imageLength) + rows - 1) / rows;
+  const SInt64 planes = state->planarConfiguration == 2 ? state->samplesPerPixel : 1;
+  const SInt64 strips = std::min<SInt64>(perPlane * planes, state->stripCount);
+  const UInt64 rowBytes = stripRowBytes(state);
   UInt64 end = 0;
   for (SInt64 strip = 0; strip < strips; ++strip) {
-    const SInt64 top = strip * rows;
-    const SInt64 held = std::min<SInt64>(rows, state->imageLength - top);
-    end = std::max(end,
-                   UInt64(state->stripOffsets[strip]) + UInt64(held) * UInt64(rowBytesOf(state)));
+    const SInt64 held = std::min<SInt64>(rows, state->imageLength - (strip % perPlane) * rows);
+    end = std::max(end, UInt64(state->stripOffsets[strip]) + UInt64(held) * rowBytes);
   }
   return end;
+}
+
+static UInt64 countedDataEnd(const TIFFState* state) {
+  if (state->stripByteCounts == nullptr) return 0;
+  UInt64 end = 0;
+  for (SInt32 i = 0; i < state->stripCount; ++i) {
+    end = std::max(end, UInt64(state->stripOffsets[i]) + state->stripByteCounts[i]);
+  }
+  return end;
+}
+
+UInt64 TIFFFormatDataEnd(const TIFFState* state) {
+  if (state->stripOffsets == nullptr) return 0;
+  if (state->tiled != 0 || state->compression != 1) return countedDataEnd(state);
+  return geometricDataEnd(state);
 }
 
 OSErr TIFFFormatGetTile(TIFFState* state, const Tile& tile, const TileArea& area) {

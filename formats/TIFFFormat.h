@@ -34,10 +34,13 @@ struct TIFFState {
   UInt32* stripOffsets;     // owned
   UInt32* stripByteCounts;  // owned
   UInt16 fillOrder;
-  UInt8 tiled;
+  UInt8 tiled;  // TileWidth, TileLength or TileOffsets present: the image is in tiles
   SInt32 stripCount;
   UInt8 dotRangeAscending;
   UInt8 invert;
+  UInt8 tileOffsets;    // the offsets came under TileOffsets; their byte counts must too
+  UInt16 refusedTag;    // the tag whose value failed the open with 300; 0 for none
+  SInt32 refusedValue;  // the out-of-range value of refusedTag, when it was an integer
 };
 
 // Opens the file and reads its first directory into the state. After a
@@ -48,8 +51,10 @@ OSErr TIFFFormatOpen(TIFFState* state, const FSSpec* file);
 OSErr TIFFFormatClose(TIFFState* state);
 OSErr TIFFFormatGetTile(TIFFState* state, const Tile& tile, const TileArea& area);
 OSErr TIFFFormatPutTile(TIFFState* state, const Tile& tile, const TileArea& area);
-// One past the last byte of the image's pixels: the end of the strip that
-// lies furthest into the file; 0 when the directory gives no strips.
+// One past the last byte of the image's pixels: the end of the strip or tile
+// that lies furthest into the file; 0 when the directory gives no strips.
+// Uncompressed strips are measured by the image's geometry; tiles and
+// compressed strips, whose size only their byte counts tell, by those.
 UInt64 TIFFFormatDataEnd(const TIFFState* state);
 
 OSErr ParseIFD(TIFFState* state, UInt32 offset, UInt32* nextOffset);

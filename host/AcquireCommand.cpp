@@ -11,6 +11,7 @@
 #include "host/DocumentSidecar.h"
 #include "host/HostOptions.h"
 #include "host/ImagePath.h"
+#include "host/ImageProblems.h"
 #include "host/Messages.h"
 #include "host/Module.h"
 #include "plugin/ResultCodes.h"
@@ -92,6 +93,17 @@ bool may_write(const std::filesystem::path& target, const AcquireRequest& reques
   return false;
 }
 
+// The plug-in's alert gives the code and a general text, and for a platform
+// error the host learns only that the run failed; the file named on the
+// command line can be looked at again for plainer words and the code.
+std::string failure_line(const AcquireOutcome& outcome,
+                         const std::optional<std::filesystem::path>& image) {
+  if (outcome.result == paramErr) return message(Text::kStripOutOfBounds);
+  const Refusal refusal = image ? describe_refusal(*image, outcome.result) : Refusal{};
+  if (refusal.words.empty()) return message(Text::kAcquireFailed, {std::to_string(outcome.result)});
+  return message(Text::kAcquireRefused, {std::to_string(refusal.code), refusal.words});
+}
+
 // What the user learns of a run that made no document; the plug-in has shown
 // its own message already.
 int report_failure(const AcquireOutcome& outcome, const AcquireRequest& request,
@@ -110,10 +122,8 @@ int report_failure(const AcquireOutcome& outcome, const AcquireRequest& request,
   if (outcome.result == kPresetSelectionOutside) {
     err << rect_outside_message(request.image.value_or(""), *request.options.presetSelection)
         << '\n';
-  } else if (outcome.result == paramErr) {
-    err << message(Text::kStripOutOfBounds) << '\n';
   } else {
-    err << message(Text::kAcquireFailed, {std::to_string(outcome.result)}) << '\n';
+    err << failure_line(outcome, request.image) << '\n';
   }
   return kExitFailed;
 }

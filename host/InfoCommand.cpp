@@ -14,6 +14,7 @@
 #include "host/Commands.h"
 #include "host/HostOptions.h"
 #include "host/ImagePath.h"
+#include "host/ImageProblems.h"
 #include "host/Messages.h"
 #include "host/Module.h"
 #include "plugin/ResultMessages.h"
@@ -67,11 +68,17 @@ std::string acquire_message(OSErr code) {
   return text_from_mac_roman(text);
 }
 
-Verdict verdict_of(const SourceImage& image) {
+// The plain words for a refusal where there are any, else the plug-in's.
+std::string refusal_text(const std::filesystem::path& path, OSErr code) {
+  std::string words = describe_refusal(path, code).words;
+  return words.empty() ? acquire_message(code) : words;
+}
+
+Verdict verdict_of(const std::filesystem::path& path, const SourceImage& image) {
   Verdict verdict;
   SInt16 documentMode = 0;
   verdict.code = CheckAcquirable(&image, &documentMode);
-  if (verdict.code != noErr) verdict.message = acquire_message(verdict.code);
+  if (verdict.code != noErr) verdict.message = refusal_text(path, verdict.code);
   verdict.writeable = GetFileWriteable(&image.fileSpec) != vLckdErr;
   return verdict;
 }
@@ -179,11 +186,15 @@ int run_info_command(std::span<const std::string_view> args, std::ostream& out, 
   if (!module) return kExitFailed;
   OpenImage open;
   if (const OSErr opened = open.open(parsed->image); opened != noErr) {
+    if (const Refusal refusal = describe_refusal(parsed->image, opened); !refusal.words.empty()) {
+      err << message(Text::kImageRefused, {refusal.words, std::to_string(refusal.code)}) << '\n';
+      return kExitFailed;
+    }
     err << message(Text::kImageNotOpened, {parsed->image.string(), std::to_string(opened)}) << ' '
         << acquire_message(opened) << '\n';
     return kExitFailed;
   }
-  const Verdict verdict = verdict_of(open.image);
+  const Verdict verdict = verdict_of(parsed->image, open.image);
   if (parsed->json) {
     print_json(open.image, verdict, out);
   } else {

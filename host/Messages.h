@@ -70,6 +70,14 @@ enum class Text {
   kExportImageMissing,
   kExportImageRefused,
   kDocumentUnreadableBecause,
+  kImageCutShort,
+  kImageHeadCutShort,
+  kSignedSamples,
+  kFloatSamples,
+  kOtherSampleFormat,
+  kTIFFValueRefused,
+  kAcquireRefused,
+  kImageRefused,
   kCount,  // not a text: how many there are
 };
 

@@ -96,7 +96,10 @@ static OSErr warnWhenNotWriteable(const SourceImage* image) {
   return err;
 }
 
+// A file cut short is refused before anything is chosen from it, rather than
+// failing part-way through reading the pixels.
 OSErr CheckAcquirable(const SourceImage* image, SInt16* documentMode) {
+  if (OSErr err = RasterFormatCheckLength(&image->format); err != noErr) return err;
   SInt16 mode = 0;
   if (OSErr err = documentModeFor(image->mode, &mode); err != noErr) return err;
   if (OSErr err = checkDepth(image); err != noErr) return err;

@@ -43,10 +43,10 @@ OSErr AcquireDoStart(AcquireGlobals* globals);
 OSErr AcquireDoContinue(AcquireGlobals* globals);
 OSErr AcquireDoFinish(AcquireGlobals* globals);
 
-// What start refuses before the selection dialog, in its order: the image's
-// mode, its depth, then a TIFF file's layout (Compression, PlanarConfiguration,
-// Predictor, FillOrder, tiles). 0 with the new document's mode in
-// *documentMode, or the code that refuses the image (documentMode untouched).
+// What start refuses before the selection dialog, in its order: a file that
+// ends before its pixels do (eofErr), the image's mode, its depth, then a TIFF
+// file's layout (Compression, PlanarConfiguration, Predictor, FillOrder, tiles). 0 with the new
+// document's mode in *documentMode, or the code that refuses the image (documentMode untouched).
 OSErr CheckAcquirable(const SourceImage* image, SInt16* documentMode);
 
 // Asks the host for the strip buffer: rows of the selection's width (times

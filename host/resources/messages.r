@@ -93,6 +93,18 @@ resource 'STR#' 17000 "Host messages" purgeable {
       "why). Point at the image ^0 was cut from: tessel export ^0 --select "
       "PATH"
   59: "tessel: ^0 cannot be read as a TIFF file: ^1"
+  60: "^0 is cut short: its pixel data ends before its strips or "
+      "planes do (the file has ^1 bytes; its pixels need ^2)"
+  61: "^0 is cut short: it ends before its header or directory does"
+  62: "^0 holds signed integer samples; Tessel takes only unsigned "
+      "ones"
+  63: "^0 holds floating-point samples; Tessel takes only unsigned "
+      "integers"
+  64: "^0 holds samples that are not unsigned integers (SampleFormat "
+      "^1); Tessel takes only unsigned ones"
+  65: "^0 has a value in its TIFF tag ^1 that Tessel does not handle"
+  66: "tessel: ^1; nothing was acquired (code ^0)"
+  67: "tessel: ^0 (code ^1)"
 }
 
 # tessel --help. \r ends a line.

@@ -107,4 +107,25 @@ class TIFFBuilder {
   std::vector<Entry> entries_;
 };
 
+// An uncompressed chunky 8-bit gray or RGB image whose directory gives tile
+// sizes of tile x tile but keeps the tiles' offsets and byte counts under
+// StripOffsets and StripByteCounts, as some writers do. Every sample is fill.
+inline std::vector<UInt8> tiles_under_strip_tags(UInt16 width, UInt16 height, UInt16 samples,
+                                                 UInt16 tile, UInt8 fill) {
+  TIFFBuilder b(false);
+  const std::size_t tileBytes = std::size_t(tile) * tile * samples;
+  std::vector<std::int64_t> offsets, counts;
+  for (UInt32 down = 0; down < (height + tile - 1u) / tile; ++down)
+    for (UInt32 across = 0; across < (width + tile - 1u) / tile; ++across) {
+      offsets.push_back(b.append(std::vector<UInt8>(tileBytes, fill)));
+      counts.push_back(std::int64_t(tileBytes));
+    }
+  b.add(256, kTIFFShort, {width}).add(257, kTIFFShort, {height});
+  b.add(258, kTIFFShort, std::vector<std::int64_t>(samples, 8));
+  b.add(262, kTIFFShort, {samples == 3 ? 2 : 1}).add(277, kTIFFShort, {samples});
+  b.add(273, kTIFFLong, offsets).add(279, kTIFFLong, counts);
+  b.add(322, kTIFFShort, {tile}).add(323, kTIFFShort, {tile});
+  return b.bytes();
+}
+
 }  // namespace tessel::testing

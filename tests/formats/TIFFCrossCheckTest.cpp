@@ -13,6 +13,7 @@
 #include <tuple>
 
 #include "FormatTestSupport.h"
+#include "LibtiffWriter.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
 #include "tools/samples/SampleImages.h"
@@ -179,4 +180,54 @@ TEST_F(TIFFCrossCheck, WrittenBoxesAreWhatLibtiffThenDecodes) {
     for (std::size_t i = 0; i < after.samples.size(); ++i)
       ASSERT_EQ(after.samples[i], expected.samples[i]) << "sample " << i;
   });
+}
+
+// ---- Files libtiff wrote in layouts of its own choosing
+
+class LibtiffFiles : public TempFolder {
+ protected:
+  std::filesystem::path written(const LibtiffOptions& options) {
+    std::filesystem::path file = path("libtiff.tif");
+    EXPECT_TRUE(write_with_libtiff(file, options));
+    return file;
+  }
+};
+
+// Where libtiff's strips end: the last byte its offsets and byte counts name.
+UInt64 libtiff_strips_end(const std::filesystem::path& file) {
+  TiffHandle tif(TIFFOpen(file.c_str(), "r"), &TIFFClose);
+  if (!tif) return 0;
+  UInt64* offsets = nullptr;
+  UInt64* counts = nullptr;
+  TIFFGetField(tif.get(), TIFFTAG_STRIPOFFSETS, &offsets);
+  TIFFGetField(tif.get(), TIFFTAG_STRIPBYTECOUNTS, &counts);
+  UInt64 end = 0;
+  for (UInt32 i = 0; i < TIFFNumberOfStrips(tif.get()); ++i)
+    end = std::max(end, offsets[i] + counts[i]);
+  return end;
+}
+
+// A file is cut short when it ends before its pixels do: measured right at
+// every depth, with the planes apart and compressed, or whole files would be
+// refused and cut ones taken.
+TEST_F(LibtiffFiles, PixelsEndWhereLibtiffsStripsEnd) {
+  const std::vector<std::pair<const char*, LibtiffOptions>> cases = {
+      {"1 bit", {.width = 13, .bits = 1}},
+      {"16 bits", {.bits = 16}},
+      {"RGB planes apart", {.samples = 3, .planar = PLANARCONFIG_SEPARATE}},
+      {"RGB chunky", {.samples = 3, .rowsPerStrip = 5}},
+      {"LZW", {.width = 64, .height = 40, .compression = COMPRESSION_LZW}},
+  };
+  for (const auto& [what, options] : cases) {
+    SCOPED_TRACE(what);
+    const std::filesystem::path file = written(options);
+    const UInt64 stripsEnd = libtiff_strips_end(file);
+    OpenedImage opened(file);
+    ASSERT_EQ(opened.result, noErr);
+    UInt64 end = 0, length = 0;
+    ASSERT_EQ(RasterFormatDataExtent(&opened.image.format, &end, &length), noErr);
+    EXPECT_EQ(end, stripsEnd);
+    EXPECT_EQ(length, std::filesystem::file_size(file));
+    EXPECT_EQ(RasterFormatCheckLength(&opened.image.format), noErr);
+  }
 }

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <tiffio.h>
 
 #include <filesystem>
 #include <functional>
@@ -25,7 +26,7 @@ constexpr UInt16 kWidth = 256, kLength = 257, kBits = 258, kCompression = 259, k
                  kStripByteCounts = 279, kXResolution = 282, kYResolution = 283, kPlanar = 284,
                  kResolutionUnit = 296, kPredictor = 317, kColorMap = 320, kTileWidth = 322,
                  kTileLength = 323, kTileOffsets = 324, kTileByteCounts = 325, kDotRange = 336,
-                 kImageResources = 34377;
+                 kSampleFormat = 339, kImageResources = 34377;
 
 using Values = std::vector<std::int64_t>;
 
@@ -383,6 +384,82 @@ TEST_F(TIFFFormat, FieldsOfAnyTypeOpenToTheirValuesOrDefaults) {
   }
 }
 
+// Other readers take a directory with a tile size as tiled wherever it keeps
+// its offsets; taken as strips of TileLength rows, its pixels would be read
+// and written in the wrong places. The offsets stay for reading tiles.
+TEST_F(TIFFFormat, ATileSizeMakesTheImageTiledWhicheverTagsHoldItsOffsets) {
+  struct Case {
+    const char* what;
+    Fields fields;
+    OSErr result;
+    UInt8 tiled;
+    bool libtiffOpens;  // libtiff needs both sizes of a tiled image
+  };
+  const Field tileWidth{kTileWidth, kTIFFShort, {16}}, tileLength{kTileLength, kTIFFShort, {16}},
+      stripCounts{kStripByteCounts, kTIFFLong, {256}},
+      tileCounts{kTileByteCounts, kTIFFLong, {256}};
+  const std::vector<Case> cases = {
+      {"both sizes over strip offsets", {tileWidth, tileLength, stripCounts}, noErr, 1, true},
+      {"TileWidth alone", {tileWidth, stripCounts}, noErr, 1, false},
+      {"TileLength alone", {tileLength}, noErr, 1, false},
+      {"strips", {stripCounts}, noErr, 0, true},
+      // Byte counts still pair with offsets of their own kind.
+      {"strip offsets with tile byte counts",
+       {tileWidth, tileLength, tileCounts},
+       kTIFFNotHandled,
+       0,
+       false},
+  };
+  TIFFSetWarningHandler(nullptr);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    const std::vector<UInt8> bytes = gray(0, c.fields);
+    ASSERT_EQ(open(bytes), c.result);
+    if (c.result != noErr) continue;
+    EXPECT_EQ(state_.tiled, c.tiled);
+    ASSERT_EQ(state_.stripCount, 1);
+    EXPECT_EQ(state_.stripOffsets[0], 8u);
+    if (!c.libtiffOpens) continue;
+    TIFF* tif = TIFFOpen(path("image.tif").c_str(), "r");
+    ASSERT_NE(tif, nullptr);
+    EXPECT_EQ(TIFFIsTiled(tif) != 0, c.tiled != 0);
+    TIFFClose(tif);
+  }
+}
+
+// Samples are handed out as unsigned integers: a signed -1 would arrive as
+// 255. The open refuses them and keeps the tag and value it refused, as it
+// does for any value out of its range.
+TEST_F(TIFFFormat, SamplesThatAreNotUnsignedIntegersGive300AndTellWhy) {
+  struct Case {
+    UInt16 omit;
+    Fields fields;
+    OSErr result;
+    UInt16 tag;
+    SInt32 value;
+  };
+  const std::vector<Case> cases = {
+      {0, {{kSampleFormat, kTIFFShort, {1}}}, noErr, 0, 0},
+      {0, {{kSampleFormat, kTIFFShort, {2}}}, kTIFFNotHandled, kSampleFormat, 2},
+      {kBits,
+       {{kBits, kTIFFShort, {32}}, {kSampleFormat, kTIFFShort, {3}}},
+       kTIFFNotHandled,
+       kSampleFormat,
+       3},
+      {0, {{kSampleFormat, kTIFFShort, {1, 1, 4}}}, kTIFFNotHandled, kSampleFormat, 4},
+      {0, {{kSampleFormat, kTIFFShort, {0}}}, kTIFFNotHandled, kSampleFormat, 0},
+      {kWidth, {{kWidth, kTIFFShort, {30001}}}, kTIFFNotHandled, kWidth, 30001},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.fields.front().values.back());
+    EXPECT_EQ(open(gray(c.omit, c.fields)), c.result);
+    EXPECT_EQ(state_.refusedTag, c.tag);
+    if (c.result != noErr) {
+      EXPECT_EQ(state_.refusedValue, c.value);
+    }
+  }
+}
+
 TEST_F(TIFFFormat, ColorMapKeepsEightBitValuesOrTheHighBytesOfSixteen) {
   auto map_of = [&](const Values& values) {
     EXPECT_EQ(open(gray(0, {{kColorMap, kTIFFShort, values}})), noErr);
@@ -506,6 +583,7 @@ TEST_F(TIFFFormat, LayoutsOtherThanChunky8BitStripsAreRefusedUntouched) {
       {{"Compression 5", 8, 8, 3, 4, 2}, {{kCompression, kTIFFShort, {5}}}},
       {{"16 bits", 8, 8, 3, 4, 2, {}, false, 16}, {}},
       {{"tiles", 8, 8, 3, 4, 2, {}, false, 8, true}, {}},
+      {{"a tile size over strips", 8, 8, 3, 4, 2}, {{kTileWidth, kTIFFShort, {16}}}},
   };
   for (const Case& c : cases) {
     PixelFile file = open_pixels(c.px, 1, c.extra);

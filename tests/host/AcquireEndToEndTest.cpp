@@ -6,6 +6,7 @@
 
 #include "MacErrors.h"
 #include "ProgramTestSupport.h"
+#include "formats/LibtiffWriter.h"
 #include "host/Document.h"
 #include "tools/samples/SampleImages.h"
 
@@ -171,6 +172,85 @@ TEST_F(AcquireEndToEnd, RefusalsShowThePluginsMessageAndLeaveNoDocument) {
   }
 }
 
+// A TIFF, a Scitex CT and a native file, each cut one byte into its pixels.
+class CutShort : public AcquireEndToEnd {
+ protected:
+  void SetUp() override {
+    AcquireEndToEnd::SetUp();
+    ASSERT_EQ(samples::write_tiff(path("cut.tif"), {.width = 60, .height = 40, .rowsPerStrip = 4}),
+              noErr);
+    ASSERT_EQ(samples::write_scitex(path("cut.sct"), {}), noErr);
+    ASSERT_EQ(samples::write_native(path("cut.lmn"), {.channels = 3, .mode = 3}), noErr);
+    for (const char* name : kNames) fs::resize_file(path(name), fs::file_size(path(name)) - 1);
+  }
+  static constexpr const char* kNames[] = {"cut.tif", "cut.sct", "cut.lmn"};
+  static constexpr const char* kPlainWords = "is cut short: its pixel data ends before";
+};
+
+// Refused at start, before the selection dialog: the script would cancel
+// that dialog, which would end the run with 3.
+TEST_F(CutShort, AcquireRefusesItAtStartInPlainWords) {
+  write_text("cancel-selection.txt", "click 1\npress escape\n");
+  for (const char* name : kNames) {
+    SCOPED_TRACE(name);
+    const ProgramRun run = tessel(acquire(name, "cancel-selection.txt"));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(mentions(run.alerts, eofErr)) << run.alerts;
+    EXPECT_TRUE(std::regex_search(run.err, std::regex(std::string(name) + " " + kPlainWords +
+                                                      ".*; nothing was acquired \\(code -39\\)")))
+        << run.err;
+    EXPECT_FALSE(fs::exists(path("doc.tif")));
+  }
+}
+
+TEST_F(CutShort, InfoSaysAcquireRefusesIt) {
+  for (const char* name : kNames) {
+    SCOPED_TRACE(name);
+    const ProgramRun text = tessel(std::string("info ") + name);
+    EXPECT_EQ(text.status, 0) << text.err;
+    EXPECT_TRUE(std::regex_search(
+        text.out, std::regex("acquire +refuses it with code -39: .*" + std::string(kPlainWords))))
+        << text.out;
+    const ProgramRun json = tessel(std::string("info ") + name + " --json");
+    EXPECT_TRUE(std::regex_search(
+        json.out, std::regex("\"acquire\": \\{\"code\": -39, \"message\": \"[^\"]*" +
+                             std::string(kPlainWords))))
+        << json.out;
+  }
+}
+
+// Signed and floating-point samples as libtiff and ImageMagick write them:
+// refused at any depth, and the host says which they are.
+TEST_F(AcquireEndToEnd, SignedOrFloatingPointSamplesAreRefusedInPlainWords) {
+  ASSERT_TRUE(testing::write_with_libtiff(path("float.tif"),
+                                          {.bits = 32, .sampleFormat = SAMPLEFORMAT_IEEEFP}));
+  ASSERT_TRUE(testing::write_with_libtiff(path("int8.tif"), {.sampleFormat = SAMPLEFORMAT_INT}));
+  std::vector<std::pair<std::string, std::string>> cases = {
+      {"float.tif", "holds floating-point samples"}, {"int8.tif", "holds signed integer samples"}};
+  if (std::system("command -v convert >/dev/null") == 0) {
+    const std::string command =
+        "timeout -k 5 30 convert -size 8x4 xc:gray50 -define "
+        "quantum:format=signed -depth 8 -compress none '" +
+        path("signed.tif").string() + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    cases.push_back({"signed.tif", "holds signed integer samples"});
+  }
+  for (const auto& [name, words] : cases) {
+    SCOPED_TRACE(name);
+    const ProgramRun info = tessel("info " + name);
+    EXPECT_EQ(info.status, 1);
+    EXPECT_TRUE(std::regex_search(
+        info.err, std::regex("^tessel: " + name + " " + words + ".* \\(code 300\\)\n$")))
+        << info.err;
+    const ProgramRun run = tessel(acquire(name));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(mentions(run.alerts, 300)) << run.alerts;
+    EXPECT_TRUE(std::regex_search(
+        run.err, std::regex(name + " " + words + ".*; nothing was acquired \\(code 300\\)")))
+        << run.err;
+  }
+}
+
 TEST_F(AcquireEndToEnd, ExtractMakesTheDocumentAcquireMakesForTheSameRectangle) {
   ASSERT_EQ(
       samples::write_tiff(path("image.tif"),
@@ -259,16 +339,6 @@ TEST_F(AcquireEndToEnd, ExtractRefusesARectangleOutsideTheImageAndOpensNoDialog)
   // The plug-in's own check, with its message, for what the host cannot know.
   const ProgramRun run = tessel("extract image.tif --rect 0,0,61,90 -o doc.tif");
   EXPECT_TRUE(mentions(run.alerts, 135)) << run.alerts;
-}
-
-TEST_F(AcquireEndToEnd, AFileCutShortFailsWithoutADocument) {
-  ASSERT_EQ(samples::write_tiff(path("cut.tif"), {.width = 60, .height = 40, .rowsPerStrip = 4}),
-            noErr);
-  fs::resize_file(path("cut.tif"), fs::file_size(path("cut.tif")) - 300);
-  const ProgramRun run = tessel(acquire("cut.tif"));
-  EXPECT_EQ(run.status, 1);
-  EXPECT_TRUE(mentions(run.alerts, eofErr)) << run.alerts;
-  EXPECT_FALSE(fs::exists(path("doc.tif")));
 }
 
 TEST_F(AcquireEndToEnd, CancelOrCtrlCLeavesNoDocumentAndNoAlert) {

@@ -5,6 +5,7 @@
 #include "PluginTestSupport.h"
 #include "TextUtils.h"
 #include "formats/FormatTestSupport.h"
+#include "formats/TIFFBuilder.h"
 #include "plugin/ResultCodes.h"
 #include "support/MemoryUtilities.h"
 #include "tools/samples/SampleImages.h"
@@ -137,6 +138,39 @@ TEST_F(AcquireDriver, StartRefusesWhatTheHostCannotTakeInItsOrder) {
     EXPECT_EQ(fresh.run(), c.code);
 
     EXPECT_TRUE(shows_code(alerts(), c.code));
+    EXPECT_EQ(fresh.globals()->sourceImage, nullptr);
+    EXPECT_TRUE(fresh.tags.empty());
+    EXPECT_TRUE(fresh.bufferRequests.empty());
+  }
+}
+
+// Files the format layer opens but acquire cannot read right: refused at
+// start, before the selection dialog (whose resources this fixture lacks, so
+// that reaching it would end the run with another code).
+TEST_F(AcquireDriver, StartRefusesTilesAndCutShortFilesBeforeTheDialog) {
+  auto cut = [&](const fs::path& file) {
+    fs::resize_file(file, fs::file_size(file) - 1);
+    return file;
+  };
+  ASSERT_EQ(samples::write_scitex(path("cut.sct"), {}), 0);
+  ASSERT_EQ(samples::write_native(path("cut.lmn"), {.channels = 3, .mode = 3}), 0);
+  const std::vector<std::pair<fs::path, OSErr>> cases = {
+      {write_file("tiles.tif", tiles_under_strip_tags(40, 30, 1, 16, 9)), kTIFFTiled},
+      {cut(write_tiff("cut.tif", {.rowsPerStrip = 7})), eofErr},
+      {cut(write_tiff("cut-rgb.tif", {.samplesPerPixel = 3, .photometric = 2})), eofErr},
+      {cut(path("cut.sct")), eofErr},
+      {cut(path("cut.lmn")), eofErr},
+  };
+  for (const auto& [file, code] : cases) {
+    SCOPED_TRACE(file.filename().string());
+    platform::standard_file::preselect(file);
+    fs::remove(path("alerts.log"));
+    FakeAcquireHost fresh;
+
+    // A platform error is reported, then answered as a failure of its own.
+    EXPECT_EQ(fresh.run(), code > 0 ? code : 1);
+
+    EXPECT_TRUE(shows_code(alerts(), code));
     EXPECT_EQ(fresh.globals()->sourceImage, nullptr);
     EXPECT_TRUE(fresh.tags.empty());
     EXPECT_TRUE(fresh.bufferRequests.empty());

@@ -2,6 +2,7 @@
 
 #include "PluginTestSupport.h"
 #include "formats/FormatTestSupport.h"
+#include "formats/TIFFBuilder.h"
 #include "plugin/ResultCodes.h"
 #include "tools/samples/SampleImages.h"
 
@@ -126,6 +127,22 @@ TEST_F(ExportDriver, AFileThatCannotBeWrittenIsReportedAndAskedForAgain) {
     EXPECT_EQ(fresh.run(), kUserCancelled);  // nothing pre-selected: the dialog is cancelled
     EXPECT_EQ(alerts(), std::vector<std::string>{c.alert});
   }
+}
+
+// Tile sizes over strip tags: written as strips of TileLength rows, the
+// rectangle would land in the wrong places of the tiles.
+TEST_F(ExportDriver, TileSizesOverStripTagsAreRefusedAndNothingIsWritten) {
+  const fs::path file = write_file("image.tif", tiles_under_strip_tags(64, 48, 3, 16, 9));
+  const std::vector<UInt8> before = file_bytes(file);
+  tag("image.tif", Rect{0, 0, 16, 16});
+  platform::standard_file::preselect(file);  // chosen again, refused again
+
+  EXPECT_EQ(host().run(), kUserCancelled);
+
+  const std::string refused = alert_line("message 20 [|]", kTIFFLayoutNotWritable);
+  EXPECT_EQ(alerts(), (std::vector<std::string>{refused, alert_line("message 32 [|]", 133)}));
+  EXPECT_EQ(file_bytes(file), before);
+  EXPECT_EQ(Get(host().params, kExportModifiedFlag), 1);
 }
 
 TEST_F(ExportDriver, ALockedFileIsRefusedAgainWhenChosenAgain) {

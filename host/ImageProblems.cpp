@@ -1,0 +1,68 @@
+#include "host/ImageProblems.h"
+
+#include "MacErrors.h"
+#include "formats/RasterFormats.h"
+#include "formats/TIFFFormat.h"
+#include "host/InfoCommand.h"
+#include "host/Messages.h"
+#include "plugin/ResultCodes.h"
+
+namespace tessel::host {
+
+namespace {
+
+// SampleFormat values, TIFF 6.0, section 19.
+constexpr SInt32 kSignedIntegerSamples = 2;
+constexpr SInt32 kFloatingPointSamples = 3;
+constexpr UInt16 kSampleFormatTag = 339;
+
+std::string describe_cut_pixels(const SourceImage& image, const std::string& name) {
+  UInt64 end = 0;
+  UInt64 length = 0;
+  if (RasterFormatDataExtent(&image.format, &end, &length) != noErr || length >= end) return {};
+  return message(Text::kImageCutShort, {name, std::to_string(length), std::to_string(end)});
+}
+
+std::string describe_sample_format(SInt32 value, const std::string& name) {
+  if (value == kSignedIntegerSamples) return message(Text::kSignedSamples, {name});
+  if (value == kFloatingPointSamples) return message(Text::kFloatSamples, {name});
+  return message(Text::kOtherSampleFormat, {name, std::to_string(value)});
+}
+
+std::string describe_tiff_refusal(const SourceImage& image, const std::string& name) {
+  if (image.format.code != kTIFFFormat || image.format.state == nullptr) return {};
+  const auto* tiff = static_cast<const TIFFState*>(image.format.state);
+  if (tiff->refusedTag == kSampleFormatTag) return describe_sample_format(tiff->refusedValue, name);
+  if (tiff->refusedTag != 0) {
+    return message(Text::kTIFFValueRefused, {name, std::to_string(tiff->refusedTag)});
+  }
+  return {};
+}
+
+// What opening the image shows again: the open's own refusal, else whether
+// the file holds all its pixels.
+OSErr problem_of(const OpenImage& open, OSErr opened) {
+  return opened != noErr ? opened : RasterFormatCheckLength(&open.image.format);
+}
+
+std::string words_for(const OpenImage& open, OSErr opened, OSErr problem, const std::string& name) {
+  if (problem == kTIFFNotHandled) return describe_tiff_refusal(open.image, name);
+  if (problem != eofErr) return {};
+  return opened == eofErr ? message(Text::kImageHeadCutShort, {name})
+                          : describe_cut_pixels(open.image, name);
+}
+
+}  // namespace
+
+Refusal describe_refusal(const std::filesystem::path& image, OSErr code) {
+  if (code != eofErr && code != kTIFFNotHandled && code != kShownPlatformError) return {code, {}};
+  OpenImage open;
+  const OSErr opened = open.open(image);
+  const OSErr problem = problem_of(open, opened);
+  if (code != kShownPlatformError && problem != code) return {code, {}};
+  std::string words = words_for(open, opened, problem, image.string());
+  if (words.empty()) return {code, {}};
+  return {problem, std::move(words)};
+}
+
+}  // namespace tessel::host
