@@ -263,8 +263,10 @@ TEST(DocumentSidecar, DamagedSidecarIsRefused) {
   EXPECT_EQ(decoded->savedFingerprint, UInt64(0x1234));
   EXPECT_EQ(decode_sidecar(std::span(bytes).first(bytes.size() - 1)).error(), paramErr);
   std::vector<UInt8> wrongVersion = bytes;
-  wrongVersion[5] = 2;
-  EXPECT_EQ(decode_sidecar(wrongVersion).error(), paramErr);
+  for (const UInt8 version : {UInt8(0), UInt8(3)}) {
+    wrongVersion[5] = version;
+    EXPECT_EQ(decode_sidecar(wrongVersion).error(), paramErr) << int(version);
+  }
 }
 
 }  // namespace
