@@ -24,14 +24,6 @@ constexpr Rect kRect{5, 7, 25, 40};  // 20 rows, 33 columns of a 64 x 48 image
 const std::string kRectText = "5,7,25,40";
 constexpr Rect kWhole{0, 0, 48, 64};
 
-// What a TIFF reader decodes for a sample the format layer hands out: ink
-// counted up from 0, a* and b* signed.
-UInt8 as_tiff_states_it(UInt16 photometric, UInt16 plane, UInt8 value) {
-  if (photometric == PHOTOMETRIC_SEPARATED && plane < 4) return UInt8(255 - value);
-  if (photometric == PHOTOMETRIC_CIELAB && (plane == 1 || plane == 2)) return UInt8(value - 128);
-  return value;
-}
-
 class DocumentColoursEndToEnd : public testing::ProgramTest {
  protected:
   void make_sources() {
@@ -55,8 +47,9 @@ class DocumentColoursEndToEnd : public testing::ProgramTest {
 
   // Cuts the rectangle of image into document with the real program.
   void extract(const std::string& image, const std::string& document) {
-    const testing::ProgramRun cut = tessel("extract " + path(image).string() + " --rect " +
-                                           kRectText + " -o " + path(document).string() + " --force");
+    const testing::ProgramRun cut =
+        tessel("extract " + path(image).string() + " --rect " + kRectText + " -o " +
+               path(document).string() + " --force");
     ASSERT_EQ(cut.status, 0) << cut.err << cut.alerts;
   }
 
@@ -110,7 +103,7 @@ TEST_F(DocumentColoursEndToEnd, ScitexAndNativeDocumentsDecodeAsTiffStatesTheirS
     EXPECT_EQ(document.photometric, c.photometric);
     std::vector<UInt8> expected = format_layer_samples(path(c.name), kRect);
     for (std::size_t i = 0; i < expected.size(); ++i)
-      expected[i] = as_tiff_states_it(c.photometric, UInt16(i % document.planes), expected[i]);
+      expected[i] = testing::as_tiff_states_it(c.photometric, i % document.planes, expected[i]);
     EXPECT_EQ(document.samples, expected);
   }
 }

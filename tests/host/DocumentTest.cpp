@@ -133,34 +133,30 @@ TEST_F(BlockFile, FormatLayerParsesTheHostsBlock) {
 
 class DocumentFile : public TempFolder {};
 
-// What libtiff decodes from a document: ink counted up from 0 and a* and b*
-// signed, extra planes as they are in memory.
-UInt8 as_other_readers_see(SInt16 mode, std::size_t plane, UInt8 value) {
-  if (mode == kCMYKMode && plane < 4) return UInt8(255 - value);
-  if (mode == kLabMode && (plane == 1 || plane == 2)) return UInt8(value - 128);
-  return value;
-}
-
 TEST_F(DocumentFile, RoundTripOfEveryModeAsOtherReadersSeeIt) {
-  for (auto [mode, planes] : {std::pair<SInt16, SInt16>{kGrayMode, 1},
-                              {kRGBMode, 3},
-                              {kRGBMode, 4},
-                              {kCMYKMode, 4},
-                              {kCMYKMode, 5},
-                              {kLabMode, 3},
-                              {kLabMode, 4}}) {
-    SCOPED_TRACE(::testing::Message() << "mode " << mode << ", planes " << planes);
-    const Document written = sample_document(mode, planes);
+  struct Case {
+    SInt16 mode, planes;
+    UInt16 photometric;
+  };
+  for (const Case& c :
+       {Case{kGrayMode, 1, PHOTOMETRIC_MINISBLACK}, Case{kRGBMode, 3, PHOTOMETRIC_RGB},
+        Case{kRGBMode, 4, PHOTOMETRIC_RGB}, Case{kCMYKMode, 4, PHOTOMETRIC_SEPARATED},
+        Case{kCMYKMode, 5, PHOTOMETRIC_SEPARATED}, Case{kLabMode, 3, PHOTOMETRIC_CIELAB},
+        Case{kLabMode, 4, PHOTOMETRIC_CIELAB}}) {
+    SCOPED_TRACE(::testing::Message() << "mode " << c.mode << ", planes " << c.planes);
+    const Document written = sample_document(c.mode, c.planes);
     ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
     auto read = read_document(path("doc.tif"));
     ASSERT_TRUE(read);
     expect_same_image(written, *read);
     expect_same_resources(written.resources, read->resources);
+    // What another reader decodes.
     const testing::LibtiffImage seen = testing::read_with_libtiff(path("doc.tif"));
+    EXPECT_EQ(seen.photometric, c.photometric);
     ASSERT_EQ(seen.samples.size(), written.pixels.size());
     for (std::size_t i = 0; i < seen.samples.size(); ++i) {
-      ASSERT_EQ(seen.samples[i],
-                as_other_readers_see(mode, i % std::size_t(planes), written.pixels[i]))
+      ASSERT_EQ(seen.samples[i], testing::as_tiff_states_it(
+                                     c.photometric, i % std::size_t(c.planes), written.pixels[i]))
           << i;
     }
   }

@@ -14,6 +14,14 @@
 
 namespace tessel::testing {
 
+// What a TIFF reader decodes for a sample the plug-in holds: ink counted up
+// from 0, CIELab's a* and b* signed, every other sample as it is.
+inline UInt8 as_tiff_states_it(UInt16 photometric, std::size_t plane, UInt8 value) {
+  if (photometric == PHOTOMETRIC_SEPARATED && plane < 4) return UInt8(255 - value);
+  if (photometric == PHOTOMETRIC_CIELAB && (plane == 1 || plane == 2)) return UInt8(value - 128);
+  return value;
+}
+
 // Chunky 8-bit samples, rows top to bottom, and what the file says of them.
 struct LibtiffImage {
   UInt32 width = 0;
