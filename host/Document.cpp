@@ -31,21 +31,29 @@ UInt64 fnv1a(UInt64 hash, std::span<const UInt8> bytes) {
 }
 
 std::vector<UInt8> block_of(const Document& document) {
-  return encode_block(with_plugin_resources(document.otherBlockEntries, document.resources));
+  std::vector<BlockEntry> entries =
+      with_plugin_resources(document.otherBlockEntries, document.resources);
+  if (document.fileConvention == SampleConvention::tiff) entries.push_back(tiff_samples_mark());
+  return encode_block(entries);
 }
 
 SidecarContents sidecar_of(const Document& document) {
-  return {document.resources, document.savedFingerprint};
+  return {document.resources, document.savedFingerprint, document.fileConvention};
 }
 
 // The block's entries when it holds any plug-in resource; a block without
-// them (an editor's own, or ours emptied) defers to the sidecar.
+// them (an editor's own, or ours emptied) defers to the sidecar. Either one
+// marking the file as following TIFF is enough: an editor may have kept one
+// and dropped the other.
 void take_resources(Document& document, const std::optional<std::vector<UInt8>>& block,
                     const Expected<SidecarContents>& sidecar) {
+  document.fileConvention = sidecar ? sidecar->convention : SampleConvention::plugin;
   if (block) {
     if (auto entries = decode_block(*block)) {
       document.resources = plugin_resources_of(*entries);
       std::erase_if(*entries, is_plugin_entry);
+      if (std::erase_if(*entries, is_tiff_samples_mark) > 0)
+        document.fileConvention = SampleConvention::tiff;
       document.otherBlockEntries = std::move(*entries);
       if (!document.resources.empty()) return;
     }
@@ -74,6 +82,8 @@ Expected<Document> read_document(const std::filesystem::path& path) {
   const Expected<SidecarContents> sidecar = read_sidecar(path);
   take_resources(document, contents->block, sidecar);
   if (sidecar) document.savedFingerprint = sidecar->savedFingerprint;
+  if (document.fileConvention == SampleConvention::tiff)
+    swap_sample_convention(contents->photometric, document.planes, document.pixels);
   return document;
 }
 

@@ -14,8 +14,10 @@ namespace tessel::host {
 namespace {
 
 constexpr OSType kSidecarMagic = FourCC("TSLS");
-constexpr UInt16 kSidecarVersion = 1;
+constexpr UInt16 kSidecarVersion = 2;
+constexpr UInt16 kFirstSidecarVersion = 1;
 constexpr UInt16 kSavedBackFlag = 0x0001;
+constexpr UInt16 kTiffSamplesFlag = 0x0002;
 constexpr std::size_t kHeaderBytes = 18;
 
 UInt64 read_big64(std::span<const UInt8> bytes) {
@@ -54,7 +56,9 @@ std::vector<UInt8> encode_sidecar(const SidecarContents& contents) {
   std::vector<UInt8> bytes;
   append_big32(bytes, kSidecarMagic);
   append_big16(bytes, kSidecarVersion);
-  append_big16(bytes, contents.savedFingerprint ? kSavedBackFlag : 0);
+  const bool tiffSamples = contents.convention == SampleConvention::tiff;
+  append_big16(bytes, UInt16((contents.savedFingerprint ? kSavedBackFlag : 0) |
+                             (tiffSamples ? kTiffSamplesFlag : 0)));
   const UInt64 fingerprint = contents.savedFingerprint.value_or(0);
   append_big32(bytes, UInt32(fingerprint >> 32));
   append_big32(bytes, UInt32(fingerprint));
@@ -68,8 +72,11 @@ std::vector<UInt8> encode_sidecar(const SidecarContents& contents) {
 }
 
 Expected<SidecarContents> decode_sidecar(std::span<const UInt8> bytes) {
-  if (bytes.size() < kHeaderBytes || platform::read_big32(bytes) != kSidecarMagic ||
-      platform::read_big16(bytes.subspan(4)) != kSidecarVersion) {
+  if (bytes.size() < kHeaderBytes || platform::read_big32(bytes) != kSidecarMagic) {
+    return Expected<SidecarContents>::failure(paramErr);
+  }
+  const UInt16 version = platform::read_big16(bytes.subspan(4));
+  if (version < kFirstSidecarVersion || version > kSidecarVersion) {
     return Expected<SidecarContents>::failure(paramErr);
   }
   const UInt16 flags = platform::read_big16(bytes.subspan(6));
@@ -78,6 +85,7 @@ Expected<SidecarContents> decode_sidecar(std::span<const UInt8> bytes) {
   if (!resources) return Expected<SidecarContents>::failure(paramErr);
   SidecarContents contents{std::move(*resources), std::nullopt};
   if (flags & kSavedBackFlag) contents.savedFingerprint = read_big64(bytes.subspan(8));
+  if (version >= 2 && (flags & kTiffSamplesFlag)) contents.convention = SampleConvention::tiff;
   return contents;
 }
 

@@ -77,6 +77,12 @@ bool is_plugin_entry(const BlockEntry& entry) {
          type_from_name(entry.name).has_value();
 }
 
+BlockEntry tiff_samples_mark() { return {kBlockSignature, kTiffSamplesID, "", {0, 1}}; }
+
+bool is_tiff_samples_mark(const BlockEntry& entry) {
+  return entry.signature == kBlockSignature && entry.id == kTiffSamplesID;
+}
+
 std::vector<PluginResource> plugin_resources_of(std::span<const BlockEntry> entries) {
   std::vector<PluginResource> resources;
   for (const BlockEntry& entry : entries) {

@@ -4,8 +4,11 @@
 //
 // The host keeps its plug-in resources there as entries of signature "LUMN"
 // and id kPluginResourceID whose name is the resource's four-character type.
-// Entries of any other signature or id belong to whoever wrote them; the host
-// carries them through unchanged when it rewrites the block.
+// One more entry of the host's own, signature "LUMN", id kTiffSamplesID, no
+// name and the two bytes 0 1, marks a document whose file stores its samples
+// as TIFF states them (SampleConventions.h); documents written before that
+// lack it. Entries of any other signature or id belong to whoever wrote
+// them; the host carries them through unchanged when it rewrites the block.
 #pragma once
 
 #include <span>
@@ -19,6 +22,7 @@ namespace tessel::host {
 
 constexpr OSType kBlockSignature = FourCC("LUMN");
 constexpr SInt16 kPluginResourceID = 4000;
+constexpr SInt16 kTiffSamplesID = 4001;
 
 struct BlockEntry {
   OSType signature = kBlockSignature;
@@ -39,6 +43,9 @@ Expected<std::vector<BlockEntry>> decode_block(std::span<const UInt8> block);
 std::vector<UInt8> encode_block(std::span<const BlockEntry> entries);
 
 bool is_plugin_entry(const BlockEntry& entry);
+// The mark is known by signature and id alone, whatever its data.
+BlockEntry tiff_samples_mark();
+bool is_tiff_samples_mark(const BlockEntry& entry);
 // The plug-in resources among the entries, in block order.
 std::vector<PluginResource> plugin_resources_of(std::span<const BlockEntry> entries);
 // The entries with every plug-in entry replaced by resources, which come last.

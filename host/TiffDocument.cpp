@@ -57,7 +57,8 @@ std::optional<SInt16> mode_of(TIFF* tiff) {
   switch (photometric) {
     case PHOTOMETRIC_MINISBLACK: return kGrayMode;
     case PHOTOMETRIC_RGB: return kRGBMode;
-    case PHOTOMETRIC_CIELAB: return kLabMode;
+    case PHOTOMETRIC_CIELAB:
+    case PHOTOMETRIC_ICCLAB: return kLabMode;
     case PHOTOMETRIC_SEPARATED:
       if (field_or<UInt16>(tiff, TIFFTAG_INKSET, INKSET_CMYK) != INKSET_CMYK) return std::nullopt;
       return kCMYKMode;
@@ -270,10 +271,31 @@ Expected<TiffContents> read_tiff(const std::filesystem::path& path) {
     return Expected<TiffContents>::failure(err);
   }
   contents.block = read_block_tag(tiff.get());
+  contents.photometric = field_or<UInt16>(tiff.get(), TIFFTAG_PHOTOMETRIC, 0);
   return contents;
 }
 
 namespace {
+
+// Rows that change on the way out go through one row of scratch, so the
+// document's pixels stay as the caller holds them.
+OSErr write_rows(TIFF* tiff, const Document& image) {
+  const UInt16 photometric = photometric_of(image.mode);
+  const bool swap =
+      image.fileConvention == SampleConvention::tiff && conventions_differ(photometric);
+  std::vector<UInt8> scratch(swap ? image.row_bytes() : 0);
+  for (SInt32 row = 0; row < image.rows; ++row) {
+    const UInt8* source = image.pixels.data() + std::size_t(row) * image.row_bytes();
+    void* line = const_cast<UInt8*>(source);
+    if (swap) {
+      std::copy(source, source + image.row_bytes(), scratch.begin());
+      swap_sample_convention(photometric, image.planes, scratch);
+      line = scratch.data();
+    }
+    if (TIFFWriteScanline(tiff, line, UInt32(row), 0) != 1) return ioErr;
+  }
+  return noErr;
+}
 
 OSErr write_tiff_file(const std::filesystem::path& path, const Document& image,
                       std::span<const UInt8> block) {
@@ -282,10 +304,7 @@ OSErr write_tiff_file(const std::filesystem::path& path, const Document& image,
   set_description(tiff.get(), image);
   if (!block.empty())
     TIFFSetField(tiff.get(), TIFFTAG_PHOTOSHOP, UInt32(block.size()), block.data());
-  for (SInt32 row = 0; row < image.rows; ++row) {
-    void* line = const_cast<UInt8*>(image.pixels.data() + std::size_t(row) * image.row_bytes());
-    if (TIFFWriteScanline(tiff.get(), line, UInt32(row), 0) != 1) return ioErr;
-  }
+  if (OSErr err = write_rows(tiff.get(), image); err != noErr) return err;
   return TIFFWriteDirectory(tiff.get()) == 1 ? noErr : ioErr;
 }
 

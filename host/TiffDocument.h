@@ -15,12 +15,16 @@ namespace tessel::host {
 struct TiffContents {
   Document image;                             // pixels, mode, size and resolution; no resources
   std::optional<std::vector<UInt8>> block{};  // tag 34377 when present
+  UInt16 photometric = 0;                     // as the file states it
 };
 
-// Errors as read_document states them.
+// The pixels exactly as the file stores them: which convention they follow
+// is marked in the block or the sidecar, for the caller to find out. Errors
+// as read_document states them.
 Expected<TiffContents> read_tiff(const std::filesystem::path& path);
 
-// Uncompressed, chunky, in strips; block empty leaves tag 34377 out.
+// Uncompressed, chunky, in strips, the samples stored in the image's
+// fileConvention; block empty leaves tag 34377 out.
 OSErr write_tiff(const std::filesystem::path& path, const Document& image,
                  std::span<const UInt8> block);
 

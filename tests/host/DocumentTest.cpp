@@ -14,6 +14,7 @@
 #include "host/Document.h"
 #include "host/DocumentSidecar.h"
 #include "host/ImageResourceBlock.h"
+#include "host/LibtiffImage.h"
 #include "host/TiffDocument.h"
 #include "tools/samples/SampleImages.h"
 
@@ -71,6 +72,15 @@ TEST(HostResourceBlock, PluginEntryHasTheImageResourceLayout) {
   EXPECT_EQ(block, expected);
 }
 
+TEST(HostResourceBlock, TiffSamplesMarkHasItsLayoutAndIsKnownByIdAlone) {
+  // "LUMN", id 4001, empty name (length 0, one pad byte), size 2, data 0 1.
+  const std::vector<UInt8> expected{'L', 'U', 'M', 'N', 0x0F, 0xA1, 0, 0, 0, 0, 0, 2, 0, 1};
+  EXPECT_EQ(encode_block(std::vector{tiff_samples_mark()}), expected);
+  EXPECT_TRUE(is_tiff_samples_mark({kBlockSignature, kTiffSamplesID, "x", {}}));
+  EXPECT_FALSE(is_tiff_samples_mark({FourCC("8BIM"), kTiffSamplesID, "", {0, 1}}));
+  EXPECT_FALSE(is_plugin_entry(tiff_samples_mark()));
+}
+
 TEST(HostResourceBlock, RoundTripKeepsForeignEntriesAndOrder) {
   const std::vector<BlockEntry> foreign{{FourCC("LUMN"), 1005, "", {0, 0x48, 0, 0}},
                                         {FourCC("8BIM"), 4000, "part", {1}},
@@ -123,19 +133,32 @@ TEST_F(BlockFile, FormatLayerParsesTheHostsBlock) {
 
 class DocumentFile : public TempFolder {};
 
-TEST_F(DocumentFile, RoundTripOfEveryMode) {
-  for (auto [mode, planes] : {std::pair<SInt16, SInt16>{kGrayMode, 1},
-                              {kRGBMode, 3},
-                              {kRGBMode, 4},
-                              {kCMYKMode, 4},
-                              {kLabMode, 3}}) {
-    SCOPED_TRACE(::testing::Message() << "mode " << mode << ", planes " << planes);
-    const Document written = sample_document(mode, planes);
+TEST_F(DocumentFile, RoundTripOfEveryModeAsOtherReadersSeeIt) {
+  struct Case {
+    SInt16 mode, planes;
+    UInt16 photometric;
+  };
+  for (const Case& c :
+       {Case{kGrayMode, 1, PHOTOMETRIC_MINISBLACK}, Case{kRGBMode, 3, PHOTOMETRIC_RGB},
+        Case{kRGBMode, 4, PHOTOMETRIC_RGB}, Case{kCMYKMode, 4, PHOTOMETRIC_SEPARATED},
+        Case{kCMYKMode, 5, PHOTOMETRIC_SEPARATED}, Case{kLabMode, 3, PHOTOMETRIC_CIELAB},
+        Case{kLabMode, 4, PHOTOMETRIC_CIELAB}}) {
+    SCOPED_TRACE(::testing::Message() << "mode " << c.mode << ", planes " << c.planes);
+    const Document written = sample_document(c.mode, c.planes);
     ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
     auto read = read_document(path("doc.tif"));
     ASSERT_TRUE(read);
     expect_same_image(written, *read);
     expect_same_resources(written.resources, read->resources);
+    // What another reader decodes.
+    const testing::LibtiffImage seen = testing::read_with_libtiff(path("doc.tif"));
+    EXPECT_EQ(seen.photometric, c.photometric);
+    ASSERT_EQ(seen.samples.size(), written.pixels.size());
+    for (std::size_t i = 0; i < seen.samples.size(); ++i) {
+      ASSERT_EQ(seen.samples[i], testing::as_tiff_states_it(
+                                     c.photometric, i % std::size_t(c.planes), written.pixels[i]))
+          << i;
+    }
   }
 }
 
@@ -167,17 +190,22 @@ TEST_F(DocumentFile, AWriteThatRunsOutOfRoomKeepsTheOldDocument) {
 }
 
 TEST_F(DocumentFile, EditorLayoutsReadTheSamePixels) {
-  const Document written = sample_document(kRGBMode, 3, 37, 29);
-  ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
-  const std::string source = path("doc.tif").string();
-  for (const std::string options : {"-c lzw", "-c zip -p separate", "-t -w 16 -l 16 -c packbits",
-                                    "-t -w 16 -l 16 -p separate", "-r 1"}) {
-    SCOPED_TRACE(options);
-    const std::string copy = path("copy.tif").string();
-    ASSERT_EQ(run("tiffcp " + options + " " + source + " " + copy), 0);
-    auto read = read_document(copy);
-    ASSERT_TRUE(read);
-    expect_same_image(written, *read);
+  for (auto [mode, planes] :
+       {std::pair<SInt16, SInt16>{kRGBMode, 3}, {kCMYKMode, 5}, {kLabMode, 3}}) {
+    const Document written = sample_document(mode, planes, 37, 29);
+    ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
+    const std::string source = path("doc.tif").string();
+    for (const std::string options : {"-c lzw", "-c zip -p separate", "-t -w 16 -l 16 -c packbits",
+                                      "-t -w 16 -l 16 -p separate", "-r 1"}) {
+      SCOPED_TRACE(::testing::Message() << "mode " << mode << ": " << options);
+      const std::string copy = path("copy.tif").string();
+      ASSERT_EQ(run("timeout -k 5 60 tiffcp " + options + " " + source + " " + copy), 0);
+      std::filesystem::copy_file(sidecar_path(path("doc.tif")), sidecar_path(copy),
+                                 std::filesystem::copy_options::overwrite_existing);
+      auto read = read_document(copy);
+      ASSERT_TRUE(read);
+      expect_same_image(written, *read);
+    }
   }
 }
 
@@ -233,6 +261,44 @@ TEST_F(DocumentFile, UpdatingResourcesKeepsPixelsAndForeignEntries) {
   expect_same_resources(document.resources, sidecar->resources);
 }
 
+// Whichever way a document's file stores its samples, rewriting its block or
+// sidecar keeps it, and either one alone still tells it.
+TEST_F(DocumentFile, EveryRewriteKeepsTheWayTheSamplesAreStored) {
+  for (SampleConvention convention : {SampleConvention::tiff, SampleConvention::plugin}) {
+    const bool tiff = convention == SampleConvention::tiff;
+    SCOPED_TRACE(tiff ? "TIFF's" : "the plug-in's");
+    Document document = sample_document(kCMYKMode, 4);
+    document.fileConvention = convention;
+    ASSERT_EQ(write_document(path("doc.tif"), document), noErr);
+    document.resources = {{kPart, {7}}};
+    ASSERT_EQ(update_plugin_resources(path("doc.tif"), document), noErr);
+    ASSERT_EQ(record_saved_back(path("doc.tif"), document), noErr);
+
+    const testing::LibtiffImage seen = testing::read_with_libtiff(path("doc.tif"));
+    EXPECT_EQ(seen.samples[0], tiff ? UInt8(255 - document.pixels[0]) : document.pixels[0]);
+    auto entries = decode_block(seen.block.value_or(std::vector<UInt8>{}));
+    ASSERT_TRUE(entries);
+    EXPECT_EQ(std::ranges::count_if(*entries, is_tiff_samples_mark), tiff ? 1 : 0);
+    EXPECT_EQ(read_sidecar(path("doc.tif"))->convention, convention);
+
+    const std::vector<UInt8> sidecar = file_bytes(sidecar_path(path("doc.tif")));
+    ASSERT_EQ(replace_tiff_block(path("doc.tif"), {}), noErr);  // an editor kept only the sidecar
+    auto read = read_document(path("doc.tif"));
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->fileConvention, convention);
+    expect_same_image(document, *read);
+    EXPECT_FALSE(read->modified());
+
+    ASSERT_EQ(update_plugin_resources(path("doc.tif"), document), noErr);
+    std::filesystem::remove(sidecar_path(path("doc.tif")));  // ... or only the block
+    read = read_document(path("doc.tif"));
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->fileConvention, convention);
+    expect_same_image(document, *read);
+    write_file("doc.tif.tessel", sidecar);
+  }
+}
+
 TEST_F(DocumentFile, SavedBackHoldsUntilThePixelsChange) {
   Document document = sample_document(kRGBMode, 3);
   ASSERT_EQ(write_document(path("doc.tif"), document), noErr);
@@ -256,6 +322,23 @@ TEST_F(DocumentFile, UnreadableDocumentsAreTold) {
   EXPECT_EQ(read_document(path("palette.tif")).error(), paramErr);
 }
 
+TEST(DocumentSidecar, FirstVersionIsReadAsTheMarkOfPluginSamples) {
+  // "TSLS", version 1, flags saved back, fingerprint 0x1234, one resource.
+  const std::vector<UInt8> first{'T',  'S',  'L', 'S', 0,   1,   0,   1,   0, 0, 0, 0, 0, 0,
+                                 0x12, 0x34, 0,   1,   'p', 'a', 'r', 't', 0, 0, 0, 1, 9};
+  auto decoded = decode_sidecar(first);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->convention, SampleConvention::plugin);
+  EXPECT_EQ(decoded->savedFingerprint, UInt64(0x1234));
+  expect_same_resources({{kPart, {9}}}, decoded->resources);
+
+  const std::vector<UInt8> marked =
+      encode_sidecar({{{kPart, {9}}}, UInt64(0x1234), SampleConvention::tiff});
+  EXPECT_EQ(std::vector<UInt8>(marked.begin() + 4, marked.begin() + 8),
+            (std::vector<UInt8>{0, 2, 0, 3}));  // version 2, saved back and TIFF's samples
+  EXPECT_EQ(decode_sidecar(marked)->convention, SampleConvention::tiff);
+}
+
 TEST(DocumentSidecar, DamagedSidecarIsRefused) {
   const std::vector<UInt8> bytes = encode_sidecar({{{kPart, {1, 2, 3}}}, UInt64(0x1234)});
   auto decoded = decode_sidecar(bytes);
@@ -263,8 +346,10 @@ TEST(DocumentSidecar, DamagedSidecarIsRefused) {
   EXPECT_EQ(decoded->savedFingerprint, UInt64(0x1234));
   EXPECT_EQ(decode_sidecar(std::span(bytes).first(bytes.size() - 1)).error(), paramErr);
   std::vector<UInt8> wrongVersion = bytes;
-  wrongVersion[5] = 2;
-  EXPECT_EQ(decode_sidecar(wrongVersion).error(), paramErr);
+  for (const UInt8 version : {UInt8(0), UInt8(3)}) {
+    wrongVersion[5] = version;
+    EXPECT_EQ(decode_sidecar(wrongVersion).error(), paramErr) << int(version);
+  }
 }
 
 }  // namespace
