@@ -66,7 +66,7 @@ bool may_write(const std::filesystem::path& target, bool force, std::ostream& er
 // What the user learns of a run that made no document; the plug-in has shown
 // its own message already.
 int report_failure(const AcquireOutcome& outcome, std::ostream& err) {
-  if (outcome.result == kUserCancelled) {
+  if (outcome.result == kUserCancelled || outcome.interrupted) {
     if (outcome.interrupted) err << message(Text::kAcquireStopped) << '\n';
     return kExitCancelled;
   }
@@ -114,7 +114,8 @@ int run_acquire_command(std::span<const std::string_view> args, std::ostream& ou
   if (!module) return kExitFailed;
   if (parsed->image) platform::standard_file::preselect(*parsed->image);
   const AcquireOutcome outcome = run_acquire(module->acquire_entry(), run_options(parsed->common));
-  if (outcome.result != noErr) return report_failure(outcome, err);
+  // A stop that came after the plug-in's last abort test still means no document.
+  if (outcome.result != noErr || outcome.interrupted) return report_failure(outcome, err);
   return write_acquired(outcome, *parsed, out, err);
 }
 

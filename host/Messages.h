@@ -62,6 +62,8 @@ enum class Text {
   kInfoWarning,
   kInfoRefused,
   kModeNames,
+  kNoDesktop,
+  kNoDisplayVariables,
   kCount,  // not a text: how many there are
 };
 

@@ -77,6 +77,10 @@ resource 'STR#' 17000 "Host messages" purgeable {
   50: "acquire     refuses it with code ^0: ^1"
   51: "bitmap|grayscale|indexed colour|RGB|CMYK|mode 5|mode 6|mode "
       "7|duotone|Lab|mode 10|mode 11|unknown"
+  52: "tessel: no window can be shown, as no X or Wayland display "
+      "answers (^0); unset DISPLAY and WAYLAND_DISPLAY, or set "
+      "TESSEL_BACKEND=headless, to run without windows"
+  53: "DISPLAY and WAYLAND_DISPLAY are both unset"
 }
 
 # tessel --help. \r ends a line.
@@ -116,6 +120,7 @@ resource 'TEXT' 17000 "Usage" purgeable {
        "press KEY..., wait TICKS, save FILE.png and the mouse commands down, drag\r"
        "and up H V. When it runs out, Return is pressed.\r"
        "\r"
-       "Exit status: 0 done, 3 cancelled, 1 anything else.\r"
+       "Exit status: 0 done, 3 cancelled (or Ctrl-C), 143 stopped by SIGTERM,\r"
+       "1 anything else.\r"
        "The plug-in module is $TESSEL_MODULE, or ../lib/tessel.plugin beside this program.\r"
 }

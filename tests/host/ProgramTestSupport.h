@@ -93,11 +93,12 @@ class ProgramTest : public TempFolder {
     unsetenv("TESSEL_SELECT_FILE");
     unsetenv("TESSEL_TEST_INTERRUPT_AFTER_STRIPS");
     unsetenv("TESSEL_TEST_INTERRUPT_AFTER_BANDS");
+    unsetenv("TESSEL_TEST_INTERRUPT_SIGNAL");
   }
 
   // Runs tessel in the scratch folder; a run that hangs is ended after a minute.
   ProgramRun tessel(const std::string& arguments) {
-    const std::string command = "cd " + root_.string() + " && timeout 60 " +
+    const std::string command = "cd " + root_.string() + " && timeout -k 5 60 " +
                                 (program_folder() / "tessel").string() + " " + arguments +
                                 " >out.txt 2>err.txt";
     const int status = std::system(command.c_str());
