@@ -1,10 +1,10 @@
 // Where windows are shown and input comes from: a desktop (sdl) or a script
-// (headless). One backend serves the process; it is chosen at first use:
-// headless when TESSEL_BACKEND is "headless" or when there is no display
-// (neither DISPLAY nor WAYLAND_DISPLAY), sdl otherwise. A program that shows
-// dialogs opens it with open_default() and learns when the desktop it was
-// pointed at cannot show them; found only at first use, the desktop falls
-// back to headless.
+// (headless). One backend serves the process: headless when TESSEL_BACKEND
+// is "headless" or when there is no display (neither DISPLAY nor
+// WAYLAND_DISPLAY), sdl otherwise. A program that shows dialogs chooses it
+// up front with open_default() and so learns when the desktop it was pointed
+// at cannot show them; chosen only at first use, a desktop that cannot be
+// opened gives way to headless.
 #pragma once
 
 #include <memory>

@@ -110,9 +110,9 @@ EventModifiers modifiers();
 bool mouse_up_queued();
 std::size_t queued();
 
-// Called whenever the Event Manager is about to ask the backend for input,
-// so that modal and tracking loops, which wait only on input, also end when
-// the program is told to stop from outside; null for none.
+// Called on every request for input (events, the button, the keys, the
+// mouse), so that modal and tracking loops, which wait only on input, also
+// end when the program is told to stop from outside; null for none.
 using WaitHook = void (*)();
 void set_wait_hook(WaitHook hook);
 

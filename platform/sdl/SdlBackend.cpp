@@ -56,6 +56,12 @@ TypedKey typed_key(const SDL_Keysym& sym) {
   return {events::key_code_of(character), UInt8(character)};
 }
 
+// SDL_Quit also lets go of what the video driver's helpers hold, such as
+// the session bus, even after a driver failed to open.
+void quit_if_unused() {
+  if (SDL_WasInit(SDL_INIT_EVERYTHING) == 0) SDL_Quit();
+}
+
 class SdlBackend;
 // The desktop backend alive in this process, whether it is the current
 // backend or serves one that passes calls on to it.
@@ -69,8 +75,7 @@ class SdlBackend : public backend::Backend {
     for (auto& [record, shown] : shown_) destroy(shown);
     if (cursor_ != nullptr) SDL_FreeCursor(cursor_);
     SDL_QuitSubSystem(SDL_INIT_VIDEO | SDL_INIT_EVENTS);
-    // SDL_Quit also lets go of what the video driver's helpers hold.
-    if (SDL_WasInit(SDL_INIT_EVERYTHING) == 0) SDL_Quit();
+    quit_if_unused();
   }
 
   const char* name() const override { return "sdl"; }
@@ -289,6 +294,7 @@ std::unique_ptr<backend::Backend> make() {
   for (const ShownDriver& shown : kShownDrivers) {
     if (is_set(shown.display) && open_video(shown.driver)) return std::make_unique<SdlBackend>();
   }
+  quit_if_unused();
   return nullptr;
 }
 
