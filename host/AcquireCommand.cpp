@@ -115,7 +115,7 @@ int report_failure(const AcquireOutcome& outcome, const AcquireRequest& request,
         << '\n';
     return kExitFailed;
   }
-  if (outcome.result == kUserCancelled) {
+  if (outcome.result == kUserCancelled || outcome.interrupted) {
     if (outcome.interrupted) err << message(Text::kAcquireStopped) << '\n';
     return kExitCancelled;
   }
@@ -173,7 +173,8 @@ int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostr
   if (!module) return kExitFailed;
   if (request.image) platform::standard_file::preselect(*request.image);
   const AcquireOutcome outcome = run_acquire(module->acquire_entry(), request.options);
-  if (outcome.result != noErr) return report_failure(outcome, request, err);
+  // A stop that came after the plug-in's last abort test still means no document.
+  if (outcome.result != noErr || outcome.interrupted) return report_failure(outcome, request, err);
   return write_acquired(outcome, request, out, err);
 }
 

@@ -30,7 +30,7 @@ struct AcquireOptions {
 struct AcquireOutcome {
   SInt16 result = 0;         // what the entry point answered first: 0, a code, or 1
   int strips = 0;            // strips delivered
-  bool interrupted = false;  // Ctrl-C asked the run to stop
+  bool interrupted = false;  // SIGINT or SIGTERM asked the run to stop
   std::string title{};       // the document's title as the plug-in named it, in UTF-8
   Document document{};       // complete only when result is 0
 };

@@ -7,6 +7,7 @@
 #include "host/ExportCommand.h"
 #include "host/ExtractCommand.h"
 #include "host/InfoCommand.h"
+#include "host/Interrupt.h"
 #include "host/Messages.h"
 #include "host/SelectCommand.h"
 
@@ -27,9 +28,7 @@ constexpr std::array kCommands{
     Command{"select", &run_select_command},   Command{"about", &run_about_command},
 };
 
-}  // namespace
-
-int run_command_line(std::span<const std::string_view> args, std::ostream& out, std::ostream& err) {
+int run_words(std::span<const std::string_view> args, std::ostream& out, std::ostream& err) {
   if (args.empty()) {
     err << message(Text::kUsage);
     return kExitFailed;
@@ -43,6 +42,14 @@ int run_command_line(std::span<const std::string_view> args, std::ostream& out, 
   }
   err << message(Text::kUnknownCommand, {args[0]}) << '\n';
   return kExitFailed;
+}
+
+}  // namespace
+
+int run_command_line(std::span<const std::string_view> args, std::ostream& out, std::ostream& err) {
+  const InterruptGuard stops;
+  const int status = run_words(args, out, err);
+  return InterruptGuard::requested() ? InterruptGuard::exit_status() : status;
 }
 
 }  // namespace tessel::host

@@ -1,5 +1,6 @@
 #include "host/ExportCommand.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -21,8 +22,9 @@ namespace tessel::host {
 
 namespace {
 
-// The test hook of ExportOptions::interruptAfterBands.
+// The test hook of ExportOptions::interruptAfterBands and interruptSignal.
 constexpr const char* kInterruptVariable = "TESSEL_TEST_INTERRUPT_AFTER_BANDS";
+constexpr const char* kInterruptSignalVariable = "TESSEL_TEST_INTERRUPT_SIGNAL";
 
 struct ExportArguments {
   std::filesystem::path document{};
@@ -73,6 +75,9 @@ std::optional<ExportArguments> parse_arguments(std::span<const std::string_view>
   if (parsed.common.memoryLimit) parsed.options.memoryLimit = *parsed.common.memoryLimit;
   if (const char* bands = std::getenv(kInterruptVariable)) {
     parsed.options.interruptAfterBands = parse_positive(bands);
+  }
+  if (const char* signal = std::getenv(kInterruptSignalVariable)) {
+    parsed.options.interruptSignal = std::string_view(signal) == "TERM" ? SIGTERM : SIGINT;
   }
   return parsed;
 }

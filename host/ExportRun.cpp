@@ -145,7 +145,7 @@ class Session {
       bands_.hand_over(band, params_);
       const SInt16 result = call(kSelectorContinue);
       bands_.take_back(params_);
-      if (++bands == options_.interruptAfterBands) std::raise(SIGINT);
+      if (++bands == options_.interruptAfterBands) std::raise(options_.interruptSignal);
       if (result != noErr) return result;
     }
     return noErr;

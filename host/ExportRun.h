@@ -2,6 +2,7 @@
 // a document, with the host's records, callbacks and bands.
 #pragma once
 
+#include <csignal>
 #include <filesystem>
 #include <optional>
 #include <vector>
@@ -18,15 +19,17 @@ constexpr SInt16 kUserCancelled = 996;
 
 struct ExportOptions {
   SInt32 memoryLimit = kDefaultMemoryLimit;  // bytes of pixels handed over at once
-  // A test hook: Ctrl-C is raised in the process right after this many
-  // continue calls. From $TESSEL_TEST_INTERRUPT_AFTER_BANDS in the program.
+  // A test hook: interruptSignal is raised in the process right after this
+  // many continue calls. From $TESSEL_TEST_INTERRUPT_AFTER_BANDS and
+  // $TESSEL_TEST_INTERRUPT_SIGNAL (INT or TERM) in the program.
   std::optional<int> interruptAfterBands{};
+  int interruptSignal = SIGINT;
 };
 
 struct ExportOutcome {
   SInt16 result = 0;              // what the entry point answered first: 0, a code, or 1
   int bands = 0;                  // continue calls made
-  bool interrupted = false;       // Ctrl-C asked the run to stop
+  bool interrupted = false;       // SIGINT or SIGTERM asked the run to stop
   bool savedBack = false;         // the plug-in cleared the modified flag, and it was recorded
   bool resourcesChanged = false;  // the plug-in rewrote the document's resources
   OSErr storeError = noErr;       // writing the document's records back failed

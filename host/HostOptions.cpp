@@ -1,8 +1,10 @@
 #include "host/HostOptions.h"
 
 #include <charconv>
+#include <cstdlib>
 #include <string>
 
+#include "Backend.h"
 #include "MacErrors.h"
 #include "StandardFile.h"
 #include "headless/HeadlessBackend.h"
@@ -89,8 +91,31 @@ std::unique_ptr<Module> load_module(std::ostream& err) {
   return nullptr;
 }
 
+namespace {
+
+// DISPLAY=:0, WAYLAND_DISPLAY=wayland-1: the variables that point at a
+// desktop, as set.
+std::string display_variables() {
+  std::string named;
+  for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY"}) {
+    const char* value = std::getenv(variable);
+    if (value == nullptr || *value == '\0') continue;
+    if (!named.empty()) named += ", ";
+    named += std::string(variable) + "=" + value;
+  }
+  return named.empty() ? message(Text::kNoDisplayVariables) : named;
+}
+
+bool open_backend(std::ostream& err) {
+  if (platform::backend::open_default()) return true;
+  err << message(Text::kNoDesktop, {display_variables()}) << '\n';
+  return false;
+}
+
+}  // namespace
+
 bool apply_script(const CommonOptions& options, std::ostream& err) {
-  if (!options.script) return true;
+  if (!options.script) return open_backend(err);
   int badLine = 0;
   const OSErr result = platform::headless::load_script(*options.script, &badLine);
   if (result == noErr) {

@@ -49,7 +49,9 @@ void tell_unknown_option(std::string_view option, const CommandOptions& command,
 
 // Loads the script, when one was given, so that dialogs from now on take
 // their input from it, file dialogs included (shown, with any pre-selected
-// file selected in them). False after telling err why it cannot be used.
+// file selected in them); without one, opens the backend the environment
+// asks for. False after telling err why the script cannot be used, or that
+// the desktop it points at shows no windows.
 bool apply_script(const CommonOptions& options, std::ostream& err);
 
 // The plug-in module where the host looks for it; null after telling err

@@ -78,6 +78,8 @@ enum class Text {
   kTIFFValueRefused,
   kAcquireRefused,
   kImageRefused,
+  kNoDesktop,
+  kNoDisplayVariables,
   kCount,  // not a text: how many there are
 };
 

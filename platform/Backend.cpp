@@ -22,15 +22,25 @@ bool has_display() {
   return false;
 }
 
+bool wants_desktop() {
+  const char* asked = std::getenv(kBackendVariable);
+  std::string_view wanted = asked == nullptr ? "" : asked;
+  return wanted != "headless" && (wanted == "sdl" || has_display());
+}
+
 }  // namespace
 
 std::unique_ptr<Backend> make_default() {
-  const char* asked = std::getenv(kBackendVariable);
-  std::string_view wanted = asked == nullptr ? "" : asked;
-  if (wanted != "headless" && (wanted == "sdl" || has_display())) {
+  if (wants_desktop()) {
     if (auto desktop = sdl::make()) return desktop;
   }
   return headless::make();
+}
+
+bool open_default() {
+  if (slot()) return true;
+  slot() = wants_desktop() ? sdl::make() : headless::make();
+  return slot() != nullptr;
 }
 
 Backend& current() {

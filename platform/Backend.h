@@ -1,8 +1,10 @@
 // Where windows are shown and input comes from: a desktop (sdl) or a script
-// (headless). One backend serves the process; it is chosen at first use:
-// headless when TESSEL_BACKEND is "headless" or when there is no display
-// (neither DISPLAY nor WAYLAND_DISPLAY), sdl otherwise, and headless again
-// when the desktop cannot be opened.
+// (headless). One backend serves the process: headless when TESSEL_BACKEND
+// is "headless" or when there is no display (neither DISPLAY nor
+// WAYLAND_DISPLAY), sdl otherwise. A program that shows dialogs chooses it
+// up front with open_default() and so learns when the desktop it was pointed
+// at cannot show them; chosen only at first use, a desktop that cannot be
+// opened gives way to headless.
 #pragma once
 
 #include <memory>
@@ -63,7 +65,12 @@ Backend& current();
 bool is_headless();
 // Installs a backend in place of the current one (tests and the host).
 void install(std::unique_ptr<Backend> backend);
-// The backend the environment asks for, made now.
+// The backend the environment asks for, made now; headless when it asks for
+// the desktop and the desktop cannot be opened.
 std::unique_ptr<Backend> make_default();
+// Makes the backend the environment asks for the current one, unless one is
+// installed already. False, with none installed, when it asks for the
+// desktop and no window can be shown there.
+[[nodiscard]] bool open_default();
 
 }  // namespace tessel::platform::backend

@@ -18,6 +18,8 @@ struct State {
   std::bitset<128> keys;
 };
 
+WaitHook waitHook = nullptr;
+
 State& state() {
   static State& instance = *new State;  // never destroyed: see MacMemory.cpp
   return instance;
@@ -45,6 +47,16 @@ bool take_update(EventMask mask, EventRecord& event) {
   if (window == nullptr) return false;
   event = make(updateEvt, reinterpret_cast<std::uintptr_t>(window), mouse());
   return true;
+}
+
+void call_wait_hook() {
+  if (waitHook != nullptr) waitHook();
+}
+
+// Every look at outside input passes here.
+void pump(backend::Need need) {
+  call_wait_hook();
+  backend::current().pump(need);
 }
 
 // Letters, digits and punctuation of a US keyboard, by key code.
@@ -98,6 +110,8 @@ int key_code_of(char character) {
   return -1;
 }
 
+void set_wait_hook(WaitHook hook) { waitHook = hook; }
+
 void reset() { state() = State{}; }
 
 }  // namespace tessel::platform::events
@@ -106,7 +120,11 @@ namespace events = tessel::platform::events;
 namespace backend = tessel::platform::backend;
 
 Boolean GetNextEvent(EventMask mask, EventRecord* event) {
-  if (events::queued() == 0) backend::current().pump(backend::Need::event);
+  if (events::queued() == 0) {
+    events::pump(backend::Need::event);
+  } else {
+    events::call_wait_hook();  // queued input must not keep a loop from stopping
+  }
   EventRecord taken{};
   if (events::take_queued(mask, taken) || events::take_update(mask, taken)) {
     *event = taken;
@@ -130,7 +148,7 @@ void FlushEvents(EventMask mask, EventMask stopMask) {
 }
 
 void GetMouse(Point* mouseLoc) {
-  backend::current().pump(backend::Need::state);
+  events::pump(backend::Need::state);
   Point at = events::mouse();
   GlobalToLocal(&at);
   *mouseLoc = at;
@@ -138,7 +156,7 @@ void GetMouse(Point* mouseLoc) {
 
 Boolean StillDown() {
   if (!events::button() || events::mouse_up_queued()) return false;
-  backend::current().pump(backend::Need::stillDown);
+  events::pump(backend::Need::stillDown);
   return events::button() && !events::mouse_up_queued();
 }
 
@@ -149,12 +167,12 @@ Boolean WaitMouseUp() {
 }
 
 Boolean Button() {
-  backend::current().pump(backend::Need::state);
+  events::pump(backend::Need::state);
   return events::button();
 }
 
 void GetKeys(KeyMap theKeys) {
-  backend::current().pump(backend::Need::state);
+  events::pump(backend::Need::state);
   for (int word = 0; word < 4; ++word) {
     UInt32 bits = 0;
     for (int k = 0; k < 32; ++k) {

@@ -110,6 +110,12 @@ EventModifiers modifiers();
 bool mouse_up_queued();
 std::size_t queued();
 
+// Called on every request for input (events, the button, the keys, the
+// mouse), so that modal and tracking loops, which wait only on input, also
+// end when the program is told to stop from outside; null for none.
+using WaitHook = void (*)();
+void set_wait_hook(WaitHook hook);
+
 // The key code of a character as a US keyboard types it (letters in either
 // case, digits, punctuation, Return, Tab, Space); nothing for others.
 int key_code_of(char character);

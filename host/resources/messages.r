@@ -105,6 +105,10 @@ resource 'STR#' 17000 "Host messages" purgeable {
   65: "^0 has a value in its TIFF tag ^1 that Tessel does not handle"
   66: "tessel: ^1; nothing was acquired (code ^0)"
   67: "tessel: ^0 (code ^1)"
+  68: "tessel: no window can be shown, as no X or Wayland display "
+      "answers (^0); unset DISPLAY and WAYLAND_DISPLAY, or set "
+      "TESSEL_BACKEND=headless, to run without windows"
+  69: "DISPLAY and WAYLAND_DISPLAY are both unset"
 }
 
 # tessel --help. \r ends a line.
@@ -144,6 +148,7 @@ resource 'TEXT' 17000 "Usage" purgeable {
        "press KEY..., wait TICKS, save FILE.png and the mouse commands down, drag\r"
        "and up H V. When it runs out, Return is pressed.\r"
        "\r"
-       "Exit status: 0 done, 3 when a person cancelled, 1 anything else.\r"
+       "Exit status: 0 done, 3 when a person cancelled (Cancel or Ctrl-C), 143\r"
+       "stopped by SIGTERM, 1 anything else.\r"
        "The plug-in module is $TESSEL_MODULE, or ../lib/tessel.plugin beside this program.\r"
 }

@@ -2,7 +2,9 @@
 
 #include <SDL.h>
 
+#include <cstdlib>
 #include <map>
+#include <string_view>
 
 #include "Events.h"
 #include "Windows.h"
@@ -54,6 +56,12 @@ TypedKey typed_key(const SDL_Keysym& sym) {
   return {events::key_code_of(character), UInt8(character)};
 }
 
+// SDL_Quit also lets go of what the video driver's helpers hold, such as
+// the session bus, even after a driver failed to open.
+void quit_if_unused() {
+  if (SDL_WasInit(SDL_INIT_EVERYTHING) == 0) SDL_Quit();
+}
+
 class SdlBackend;
 // The desktop backend alive in this process, whether it is the current
 // backend or serves one that passes calls on to it.
@@ -67,8 +75,7 @@ class SdlBackend : public backend::Backend {
     for (auto& [record, shown] : shown_) destroy(shown);
     if (cursor_ != nullptr) SDL_FreeCursor(cursor_);
     SDL_QuitSubSystem(SDL_INIT_VIDEO | SDL_INIT_EVENTS);
-    // SDL_Quit also lets go of what the video driver's helpers hold.
-    if (SDL_WasInit(SDL_INIT_EVERYTHING) == 0) SDL_Quit();
+    quit_if_unused();
   }
 
   const char* name() const override { return "sdl"; }
@@ -243,11 +250,52 @@ class SdlBackend : public backend::Backend {
   UInt32 lastPresent_ = 0;
 };
 
+// The video drivers that put a window in front of a person, each tried only
+// when the variable naming its display is set. SDL would otherwise fall back
+// to drivers such as offscreen or dummy, where a dialog waits for input that
+// nobody can give; and probing wayland without a compositor prints a warning
+// of its own.
+struct ShownDriver {
+  const char* driver;
+  const char* display;
+};
+
+constexpr ShownDriver kShownDrivers[] = {{"x11", "DISPLAY"}, {"wayland", "WAYLAND_DISPLAY"}};
+
+bool is_set(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value != nullptr && *value != '\0';
+}
+
+bool shows_windows(const char* driver) {
+  if (driver == nullptr) return false;
+  for (const ShownDriver& shown : kShownDrivers) {
+    if (std::string_view(shown.driver) == driver) return true;
+  }
+  return false;
+}
+
+// A user's SDL_VIDEODRIVER outranks the hint, so the driver SDL settled on
+// is checked rather than trusted.
+bool open_video(const char* driver) {
+  SDL_SetHint(SDL_HINT_VIDEODRIVER, driver);
+  if (SDL_InitSubSystem(SDL_INIT_VIDEO | SDL_INIT_EVENTS) != 0) return false;
+  if (shows_windows(SDL_GetCurrentVideoDriver())) return true;
+  SDL_QuitSubSystem(SDL_INIT_VIDEO | SDL_INIT_EVENTS);
+  return false;
+}
+
 }  // namespace
 
 std::unique_ptr<backend::Backend> make() {
-  if (SDL_InitSubSystem(SDL_INIT_VIDEO | SDL_INIT_EVENTS) != 0) return nullptr;
-  return std::make_unique<SdlBackend>();
+  // SIGINT and SIGTERM belong to the program: SDL would turn them into quit
+  // events that no dialog answers, and the process would never stop.
+  SDL_SetHintWithPriority(SDL_HINT_NO_SIGNAL_HANDLERS, "1", SDL_HINT_OVERRIDE);
+  for (const ShownDriver& shown : kShownDrivers) {
+    if (is_set(shown.display) && open_video(shown.driver)) return std::make_unique<SdlBackend>();
+  }
+  quit_if_unused();
+  return nullptr;
 }
 
 bool push_mouse(const WindowRecord& window, Point local, Mouse action) {

@@ -11,7 +11,8 @@
 
 namespace tessel::platform::sdl {
 
-// Null when SDL cannot open the display.
+// Null unless SDL opens a display through a driver that shows windows to a
+// person: x11 where DISPLAY is set, wayland where WAYLAND_DISPLAY is.
 std::unique_ptr<backend::Backend> make();
 
 enum class Mouse { press, move, release };

@@ -301,14 +301,20 @@ TEST_F(ExportEndToEnd, DocumentsThatCannotBeReadAreToldInOurWordsNotLibtiffs) {
   }
 }
 
+// Ctrl-C cancels, SIGTERM ends with its own status; both between bands.
 TEST_F(ExportEndToEnd, InterruptLeavesTheBandsWrittenSoFar) {
   const Document edited = edited_image();
   setenv("TESSEL_TEST_INTERRUPT_AFTER_BANDS", "2", 1);
   const SInt32 bandBytes = 3 * 33 * 3;  // three rows per band
-  const ProgramRun run = tessel(doc() + " --memory-limit " + std::to_string(bandBytes));
-  EXPECT_EQ(run.status, 3);
-  expect_written(path("image.tif"), edited, 6);
-  EXPECT_TRUE(read_document(document())->modified());
+  for (const auto& [signal, status] : {std::pair{"INT", 3}, std::pair{"TERM", 143}}) {
+    SCOPED_TRACE(signal);
+    setenv("TESSEL_TEST_INTERRUPT_SIGNAL", signal, 1);
+    const ProgramRun run = tessel(doc() + " --memory-limit " + std::to_string(bandBytes));
+    EXPECT_EQ(run.status, status);
+    EXPECT_NE(run.err.find("stopped"), std::string::npos) << run.err;
+    expect_written(path("image.tif"), edited, 6);
+    EXPECT_TRUE(read_document(document())->modified());
+  }
 }
 
 }  // namespace

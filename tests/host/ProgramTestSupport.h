@@ -134,6 +134,7 @@ class ProgramTest : public TempFolder {
     unsetenv("TESSEL_SELECT_FILE");
     unsetenv("TESSEL_TEST_INTERRUPT_AFTER_STRIPS");
     unsetenv("TESSEL_TEST_INTERRUPT_AFTER_BANDS");
+    unsetenv("TESSEL_TEST_INTERRUPT_SIGNAL");
   }
 
   // Runs tessel in the scratch folder; a run that hangs is ended after a minute.
