@@ -85,9 +85,12 @@ bool overwrites_input(const std::filesystem::path& target, const std::filesystem
   return false;
 }
 
-bool may_write(const std::filesystem::path& target, const AcquireRequest& request,
+// image: the file the run reads, when it is known (named on the command
+// line, or after the run, named by the document's tag).
+bool may_write(const std::filesystem::path& target,
+               const std::optional<std::filesystem::path>& image, const AcquireRequest& request,
                std::ostream& err) {
-  if (request.image && overwrites_input(target, *request.image, err)) return false;
+  if (image && overwrites_input(target, *image, err)) return false;
   if (request.force || !std::filesystem::exists(target)) return true;
   err << message(Text::kDocumentExists, {target.string()}) << '\n';
   return false;
@@ -132,7 +135,9 @@ int write_acquired(const AcquireOutcome& outcome, const AcquireRequest& request,
                    std::ostream& err) {
   const std::filesystem::path target =
       request.output ? *request.output : document_path_for_title(outcome.title);
-  if (!may_write(target, request, err)) return kExitFailed;
+  const std::optional<std::filesystem::path> image =
+      request.image ? request.image : tagged_image(outcome.document);
+  if (!may_write(target, image, request, err)) return kExitFailed;
   if (OSErr error = write_document(target, outcome.document); error != noErr) {
     err << message(Text::kDocumentNotWritten, {target.string(), std::to_string(error)}) << '\n';
     return kExitFailed;
@@ -168,7 +173,9 @@ int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostr
     }
   }
   // A named document is checked before any dialog, so no choice is wasted.
-  if (request.output && !may_write(*request.output, request, err)) return kExitFailed;
+  if (request.output && !may_write(*request.output, request.image, request, err)) {
+    return kExitFailed;
+  }
   std::unique_ptr<Module> module = load_module(err);
   if (!module) return kExitFailed;
   if (request.image) platform::standard_file::preselect(*request.image);

@@ -122,21 +122,6 @@ std::string failure_line(const ExportOutcome& outcome, const std::string& name) 
   return message(Text::kExportFailed, {name, std::to_string(outcome.result)});
 }
 
-// The image the document's tag names; nullopt without a single readable
-// tag. A folder the catalog no longer knows leaves the bare name.
-std::optional<std::filesystem::path> tagged_image(const Document& document) {
-  const PluginResource* tag = nullptr;
-  for (const PluginResource& resource : document.resources) {
-    if (resource.type != kDocumentTagType) continue;
-    if (tag != nullptr) return std::nullopt;
-    tag = &resource;
-  }
-  SourceImage image{};
-  if (tag == nullptr || DecodeDocumentTag(tag->data, &image) != noErr) return std::nullopt;
-  if (auto path = platform::files::path_from_spec(image.fileSpec)) return *path;
-  return std::filesystem::path(text_from_mac_roman(image.fileSpec.name));
-}
-
 // The file dialog settled with nobody to ask: the image was missing, or the
 // file it found (or --select named) could not take the document. Never a
 // person's cancel, so never silence.

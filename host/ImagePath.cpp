@@ -5,6 +5,7 @@
 #include "formats/RasterFormats.h"
 #include "host/Messages.h"
 #include "plugin/ResultCodes.h"
+#include "plugin/TagTheDocument.h"
 #include "support/FileUtilities.h"
 
 namespace tessel::host {
@@ -39,9 +40,23 @@ std::optional<std::string> missing_file_problem(const std::filesystem::path& pat
 std::optional<std::string> image_path_problem(const std::filesystem::path& path) {
   if (auto problem = missing_file_problem(path)) return problem;
   if (recognised_format(path) == kUnknownFormat) {
-    return message(Text::kImageNotRecognised, {path.string(), std::to_string(kFormatNotRecognised)});
+    return message(Text::kImageNotRecognised,
+                   {path.string(), std::to_string(kFormatNotRecognised)});
   }
   return std::nullopt;
+}
+
+std::optional<std::filesystem::path> tagged_image(const Document& document) {
+  const PluginResource* tag = nullptr;
+  for (const PluginResource& resource : document.resources) {
+    if (resource.type != kDocumentTagType) continue;
+    if (tag != nullptr) return std::nullopt;
+    tag = &resource;
+  }
+  SourceImage image{};
+  if (tag == nullptr || DecodeDocumentTag(tag->data, &image) != noErr) return std::nullopt;
+  if (auto path = platform::files::path_from_spec(image.fileSpec)) return *path;
+  return std::filesystem::path(text_from_mac_roman(image.fileSpec.name));
 }
 
 }  // namespace tessel::host

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "host/Document.h"
+
 namespace tessel::host {
 
 // The complaint when path does not exist or is a folder, else nullopt.
@@ -16,5 +18,9 @@ std::optional<std::string> missing_file_problem(const std::filesystem::path& pat
 // The same, and also when the format layer does not recognise path by its
 // Finder type or name ending; nullopt when it could be an image.
 std::optional<std::string> image_path_problem(const std::filesystem::path& path);
+
+// The image a document's tag names; nullopt without a single readable tag.
+// A folder the catalog no longer knows leaves the bare name.
+std::optional<std::filesystem::path> tagged_image(const Document& document);
 
 }  // namespace tessel::host

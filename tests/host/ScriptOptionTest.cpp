@@ -146,5 +146,19 @@ TEST_F(ScriptedSelection, FileDialogWithNothingChosenIsCancelledWhenTheScriptRun
   EXPECT_FALSE(std::filesystem::exists(path("doc.tif")));
 }
 
+// The image chosen in the file dialog is known only after the run, from the
+// document's tag; it is checked then, before the document is written.
+TEST_F(ScriptedSelection, ADocumentIsNeverWrittenOverTheImageChosenInTheDialog) {
+  const std::vector<UInt8> before = read_file(path("image.tif"));
+  // The second row, below the catalog's folder "data".
+  write_text("choose.txt", "down 60 101\nup 60 101\ndown 60 101\nup 60 101\nwait 40\n");
+  const ProgramRun run = tessel("acquire -o image.tif --force --script choose.txt");
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_NE(run.err.find("image.tif is the same file as " + path("image.tif").string()),
+            std::string::npos)
+      << run.err;
+  EXPECT_EQ(read_file(path("image.tif")), before);
+}
+
 }  // namespace
 }  // namespace tessel::host
