@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 
 #include <sstream>
+#include <tuple>
 
 #include "PluginTestSupport.h"
 #include "TextUtils.h"
@@ -157,16 +158,11 @@ class AcquireWithDialog : public AcquireDriver {
   Rect acquire(const fs::path& file) {
     platform::standard_file::preselect(file);
     EXPECT_EQ(host().run(), 0);
-    const std::vector<UInt8> tag =
-        host().tags.size() == 1 ? host().tag_bytes() : std::vector<UInt8>{};
-    if (tag.size() < 84) {
+    if (host().tags.size() != 1) {
       ADD_FAILURE() << "tags: " << host().tags.size();
       return {};
     }
-    auto side = [&](std::size_t at) {
-      return SInt16(platform::read_big16(std::span(tag).subspan(at)));
-    };
-    return Rect{side(76), side(78), side(80), side(82)};
+    return tag_fields(host().tag_bytes()).rect;
   }
 };
 
@@ -239,9 +235,10 @@ TEST_F(AcquireDriver, InterleavedStripsComeInTheRowsTheHostGrantsThenTheEnd) {
 
   EXPECT_EQ(host().call(kSelectorFinish), 0);
   ASSERT_EQ(host().tags.size(), 1u);
-  const std::vector<UInt8> tag = host().tag_bytes();
-  EXPECT_EQ(std::vector<UInt8>(tag.begin() + 76, tag.begin() + 92),
-            (std::vector<UInt8>{0, 13, 0, 9, 0, 23, 0, 30, 0, 0, 0, 40, 0, 0, 0, 30}));
+  const TagFields tag = tag_fields(host().tag_bytes());
+  EXPECT_EQ(std::tuple(tag.version, tag.rect.top, tag.rect.left, tag.rect.bottom, tag.rect.right,
+                       tag.width, tag.height, tag.name),
+            std::tuple(6u, 13, 9, 23, 30, 40, 30, std::string("rgb.tif")));
   EXPECT_FALSE(host().bufferLent);
 }
 
