@@ -5,6 +5,7 @@
 
 #include "PluginTestSupport.h"
 #include "TextUtils.h"
+#include "Utf8.h"
 #include "formats/FormatTestSupport.h"
 #include "plugin/ResultCodes.h"
 #include "support/MemoryUtilities.h"
@@ -302,15 +303,41 @@ class DocumentTitle : public AcquireDriver {
 TEST_F(DocumentTitle, ALongNameIsCutSoThatTheCornersFit) {
   EXPECT_EQ(title("short.tif", Rect{1, 2, 3, 4}), "short.tif (2,1)-(4,3)");
 
+  // The mark, an ellipsis, takes three bytes in UTF-8.
   const std::string longName = std::string(36, 'a') + ".tif";
-  EXPECT_EQ(title(longName, Rect{0, 0, 512, 512}),
-            std::string(14, 'a') + "\xC9" + " (0,0)-(512,512)");
+  EXPECT_EQ(title(longName, Rect{0, 0, 512, 512}), std::string(12, 'a') + "\u2026 (0,0)-(512,512)");
 
-  // Corners this wide leave room for less than five characters of the name:
+  // Corners this wide leave room for less than five bytes of the name:
   // five stay, and the title is cut at 31 with the mark.
   const std::string cut = title(longName, Rect{10000, 10000, 20000, 20000});
-  EXPECT_EQ(cut.size(), 31u);
-  EXPECT_EQ(cut, "aaaa\xC9 (10000,10000)-(20000,200\xC9");
+  EXPECT_EQ(cut, "aa\u2026 (10000,10000)-(20000,2\u2026");
+}
+
+// Names of two-, three- and four-byte characters, against corners of every
+// width: the title fits 31 bytes, is whole UTF-8, and shows the start of
+// the real name, the long ones' stand-ins notwithstanding.
+TEST_F(DocumentTitle, UTF8NamesAreCutBetweenCharacters) {
+  for (const char* character : {"\u00e9", "\u753b", "\U0001F600"}) {
+    for (std::size_t bytes : {20u, 33u, 64u, 200u, 255u}) {
+      const std::string name = utf8_name(bytes, character);
+      write_file("names/" + name, {});
+      for (SInt16 corner : {SInt16(1), SInt16(123), SInt16(30000)}) {
+        SCOPED_TRACE(name + " " + std::to_string(corner));
+        SourceImage image{};
+        image.fileSpec = spec_of("names/" + name);
+        image.selection = Rect{corner, corner, corner, corner};
+        Str255 made;
+        NameTheDocument(nullptr, &image, made);
+        const std::string shown(reinterpret_cast<const char*>(made + 1), made[0]);
+        EXPECT_LE(shown.size(), 31u);
+        EXPECT_EQ(platform::decode_utf8(shown).find(platform::kReplacementCharacter),
+                  std::u32string::npos);
+        const std::size_t start = std::min(shown.find(" ("), shown.find("\u2026"));
+        ASSERT_NE(start, std::string::npos);
+        EXPECT_EQ(shown.substr(0, start), name.substr(0, start));
+      }
+    }
+  }
 }
 
 }  // namespace
