@@ -53,36 +53,37 @@ void save(SourceImage* image, const Memory& m, Boolean confirmed = true) {
   EXPECT_EQ(TearDownSelectionDefaults(&state, confirmed), noErr);
 }
 
-// A slot as the file holds it, for an image in folder 77 of volume -3.
-std::vector<UInt8> slot(const std::string& name, SInt32 width, SInt32 height, const Memory& m) {
-  std::vector<UInt8> out{0xFF, 0xFD, 0, 0, 0, 0, 0, 77};
+// The fields both slot layouts share, in their order: width, height, the
+// four sides (32 or 16 bits), grid on, the counts.
+void append_memory(std::vector<UInt8>& out, SInt32 width, SInt32 height, const Memory& m,
+                   bool wideSides) {
   append_big32(out, UInt32(width));
   append_big32(out, UInt32(height));
-  for (int i : {0, 1, 2, 3}) append_big32(out, UInt32(m[i]));
+  for (int i : {0, 1, 2, 3})
+    wideSides ? append_big32(out, UInt32(m[i])) : append_big16(out, UInt16(m[i]));
   out.insert(out.end(), {UInt8(m[4]), 0});
   append_big16(out, UInt16(m[5]));
   append_big16(out, UInt16(m[6]));
   append_big16(out, 0);
+}
+
+// A slot as the file holds it, for an image in folder 77 of volume -3.
+std::vector<UInt8> slot(const std::string& name, SInt32 width, SInt32 height, const Memory& m) {
+  std::vector<UInt8> out{0xFF, 0xFD, 0, 0, 0, 0, 0, 77};
+  append_memory(out, width, height, m, true);
   out.push_back(UInt8(name.size()));
   out.insert(out.end(), name.begin(), name.end());
   out.resize(296, 0);
   return out;
 }
 
-// The same in a version 2 file.
-std::vector<UInt8> short_slot(const char* name, SInt32 width, SInt32 height, const Memory& m) {
-  std::vector<UInt8> out{0xFF, 0xFD, 0, 0, 0, 0, 0, 77};
-  std::vector<UInt8> named(64, 0);
-  named[0] = UInt8(std::strlen(name));
-  std::memcpy(named.data() + 1, name, named[0]);
-  out.insert(out.end(), named.begin(), named.end());
-  append_big32(out, UInt32(width));
-  append_big32(out, UInt32(height));
-  for (int i : {0, 1, 2, 3}) append_big16(out, UInt16(m[i]));
-  out.insert(out.end(), {UInt8(m[4]), 0});
-  append_big16(out, UInt16(m[5]));
-  append_big16(out, UInt16(m[6]));
-  append_big16(out, 0);
+// The same in a version 2 file: the name (64 bytes) comes before the rest.
+std::vector<UInt8> short_slot(const std::string& name, SInt32 width, SInt32 height,
+                              const Memory& m) {
+  std::vector<UInt8> out{0xFF, 0xFD, 0, 0, 0, 0, 0, 77, UInt8(name.size())};
+  out.insert(out.end(), name.begin(), name.end());
+  out.resize(72, 0);
+  append_memory(out, width, height, m, false);
   return out;
 }
 
