@@ -19,6 +19,7 @@
 #include "FileSystem.h"
 #include "MacErrors.h"
 #include "PosixErrors.h"
+#include "Utf8.h"
 
 namespace tessel::platform::files {
 namespace {
@@ -102,7 +103,7 @@ std::string_view kept_suffix(std::string_view name) {
 // UTF-8 character.
 std::string_view utf8_prefix(std::string_view text, std::size_t bytes) {
   if (text.size() <= bytes) return text;
-  while (bytes > 0 && (UInt8(text[bytes]) & 0xC0) == 0x80) --bytes;
+  while (bytes > 0 && is_utf8_continuation(UInt8(text[bytes]))) --bytes;
   return text.substr(0, bytes);
 }
 

@@ -48,10 +48,15 @@ static bool fitsSInt16(SInt32 value) { return value >= INT16_MIN && value <= INT
 // The identity of the named file in the folder. A folder that no longer
 // resolves still gives a spec, which then opens as "file not found" and
 // makes the export ask for the file.
+static bool isFileName(ConstStringPtr name) {
+  const ConstStringPtr end = name + 1 + name[0];
+  const bool dots = (name[0] == 1 || name[0] == 2) &&
+                    std::all_of(name + 1, end, [](UInt8 c) { return c == '.'; });
+  return name[0] != 0 && !dots && std::find(name + 1, end, '/') == end;
+}
+
 static OSErr identityOf(SInt16 volume, SInt32 folder, ConstStringPtr name, FSSpec* spec) {
-  if (name[0] == 0 || std::find(name + 1, name + 1 + name[0], '/') != name + 1 + name[0]) {
-    return kTagVersion;
-  }
+  if (!isFileName(name)) return kTagVersion;
   FSSpec made{};
   OSErr err = FSMakeFSSpec(volume, folder, name, &made);
   if (err != noErr && err != fnfErr) {

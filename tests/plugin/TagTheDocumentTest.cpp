@@ -136,6 +136,7 @@ TEST_F(DocumentTag, RefusesNoneSeveralEmptyAndUnreadableTags) {
       shortV5,
       tag_v6(here, {0, 0, 40000, 1}, 1, 1, "x.tif"),  // past what the selection holds
       tag_v6(here, {0, 0, 1, 1}, 1, 1, "../x.tif"),   // not a name
+      tag_v6(here, {0, 0, 1, 1}, 1, 1, ".."),
       tag_v6(here, {0, 0, 1, 1}, 1, 1, ""),
   };
   for (const auto& bytes : refused) {
