@@ -18,7 +18,7 @@ namespace {
 std::string title_of(const AcquireParams& params) {
   Str255 name;
   Get(params, kAcquireDocumentName, name);
-  return text_from_mac_roman(name);
+  return text_from_utf8(name);
 }
 
 bool document_mode(SInt16 mode) {

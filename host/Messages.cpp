@@ -8,6 +8,7 @@
 #include "AppleDouble.h"
 #include "MacRoman.h"
 #include "ResourceFork.h"
+#include "Utf8.h"
 
 namespace tessel::host {
 
@@ -117,6 +118,14 @@ std::string message(Text text, std::initializer_list<std::string_view> arguments
 
 std::string text_from_mac_roman(const unsigned char* text) {
   return utf8_from_mac_roman({text + 1, text[0]});
+}
+
+std::string text_from_utf8(const unsigned char* text) {
+  std::string result;
+  for (char32_t code : platform::decode_utf8({reinterpret_cast<const char*>(text + 1), text[0]})) {
+    platform::append_utf8(result, code);
+  }
+  return result;
 }
 
 }  // namespace tessel::host

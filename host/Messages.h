@@ -87,5 +87,8 @@ std::string message(Text text, std::initializer_list<std::string_view> arguments
 
 // A length-prefixed Mac Roman text, such as the plug-in's strings, in UTF-8.
 std::string text_from_mac_roman(const unsigned char* text);
+// A length-prefixed UTF-8 text (file names, document titles); bytes that are
+// not UTF-8 show as U+FFFD.
+std::string text_from_utf8(const unsigned char* text);
 
 }  // namespace tessel::host

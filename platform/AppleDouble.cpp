@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <utility>
 
 #include "ByteOrder.h"
 #include "FileSystem.h"
@@ -47,6 +49,41 @@ Expected<std::optional<std::vector<UInt8>>> read_attribute(const std::filesystem
   if (got < 0) return Result::failure(last_os_error());
   value.resize(std::size_t(got));
   return std::optional(std::move(value));
+}
+
+// "._" before a name of more than 253 bytes would pass the longest name a
+// folder can hold. Such a file keeps its Finder info and resource fork in the
+// extended attributes that are read as the fallback anyway (other entries
+// have nowhere to go and are dropped).
+bool sidecar_fits(const std::filesystem::path& file) {
+  return file.filename().string().size() + 2 <= NAME_MAX;
+}
+
+constexpr std::pair<UInt32, const char*> kAttributeEntries[] = {
+    {kFinderInfoEntry, kFinderInfoAttribute}, {kResourceForkEntry, kResourceForkAttribute}};
+
+Expected<std::optional<Sidecar>> read_attributes(const std::filesystem::path& file) {
+  using Result = Expected<std::optional<Sidecar>>;
+  Sidecar sidecar;
+  for (const auto& [id, name] : kAttributeEntries) {
+    auto value = read_attribute(file, name);
+    if (!value) return Result::failure(value.error());
+    if (*value) sidecar.set(id, std::move(**value));
+  }
+  if (sidecar.entries.empty()) return std::optional<Sidecar>();
+  return std::optional(std::move(sidecar));
+}
+
+OSErr write_attributes(const std::filesystem::path& file, const Sidecar& sidecar) {
+  FileSystem& fs = file_system();
+  for (const auto& [id, name] : kAttributeEntries) {
+    const std::vector<UInt8>* entry = sidecar.find(id);
+    const int result = entry != nullptr
+                           ? fs.setxattr(file.c_str(), name, entry->data(), entry->size())
+                           : fs.removexattr(file.c_str(), name);
+    if (result != 0 && (entry != nullptr || errno != ENODATA)) return last_os_error();
+  }
+  return noErr;
 }
 
 // Reads the sidecar and hands it to change; writes the result back.
@@ -128,6 +165,7 @@ std::filesystem::path sidecar_path(const std::filesystem::path& file) {
 
 Expected<std::optional<Sidecar>> read_sidecar(const std::filesystem::path& file) {
   using Result = Expected<std::optional<Sidecar>>;
+  if (!sidecar_fits(file)) return read_attributes(file);
   auto contents = read_file_contents(sidecar_path(file), kLargestSidecar);
   if (!contents) {
     OSErr err = contents.error();
@@ -138,11 +176,13 @@ Expected<std::optional<Sidecar>> read_sidecar(const std::filesystem::path& file)
 }
 
 OSErr write_sidecar(const std::filesystem::path& file, const Sidecar& sidecar) {
+  if (!sidecar_fits(file)) return write_attributes(file, sidecar);
   if (sidecar.entries.empty()) return delete_sidecar(file);
   return replace_file_contents(sidecar_path(file), serialize(sidecar));
 }
 
 OSErr delete_sidecar(const std::filesystem::path& file) {
+  if (!sidecar_fits(file)) return noErr;  // its attributes go with the file
   if (file_system().unlink(sidecar_path(file).c_str()) != 0 && errno != ENOENT) {
     return last_os_error();
   }

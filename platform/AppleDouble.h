@@ -5,6 +5,10 @@
 // user.com.apple.ResourceFork are read when there is no sidecar, so files
 // copied from systems that keep them that way still show their type.
 //
+// A file whose name is too long for "._name" to be a name (over 253 bytes)
+// keeps both in those extended attributes instead; its other entries are not
+// kept.
+//
 // A sidecar that cannot be parsed counts as absent when read; writing one
 // replaces it whole and atomically (a crash leaves the old or the new one).
 #pragma once

@@ -15,6 +15,7 @@ namespace {
 // Ids below 16 keep their Toolbox meanings (1 parent of a root, 2 a root).
 constexpr SInt32 kFirstDirectoryId = 16;
 constexpr SInt16 kFirstVolumeRef = -1;
+constexpr SInt32 kFirstNameNumber = 1;
 
 struct Table {
   std::map<SInt32, std::string> paths;
@@ -25,6 +26,7 @@ struct State {
   bool loaded = false;
   Table directories;
   Table volumes;
+  Table names;  // "<folder id> <name>" of long names, by number
 };
 
 State& state() {
@@ -65,27 +67,34 @@ void remember(Table& table, SInt32 id, std::string path) {
   table.paths[id] = std::move(path);
 }
 
-// Reads "D <id> <path>" and "V <ref> <path>" lines; anything else is skipped,
-// so a damaged line costs only its own entry.
+Table& table_of(State& s, char kind) {
+  return kind == 'D' ? s.directories : kind == 'V' ? s.volumes : s.names;
+}
+
+bool valid_number(char kind, long id) {
+  if (kind == 'D') return id >= kFirstDirectoryId && id <= INT32_MAX;
+  if (kind == 'V') return id <= kFirstVolumeRef && id > INT16_MIN;
+  return id >= kFirstNameNumber && id <= INT32_MAX;
+}
+
+// Reads "D <id> <path>", "V <ref> <path>" and "N <number> <folder id> <name>"
+// lines; anything else is skipped, so a damaged line costs only its own entry.
 void parse_into(State& s, std::string_view contents) {
   while (!contents.empty()) {
     std::size_t end = contents.find('\n');
     if (end == std::string_view::npos) break;  // a line cut short by a crash
     std::string_view line = contents.substr(0, end);
     contents.remove_prefix(end + 1);
-    if (line.size() < 4 || (line[0] != 'D' && line[0] != 'V') || line[1] != ' ') continue;
+    const char kind = line.empty() ? '\0' : line[0];
+    if (line.size() < 4 || (kind != 'D' && kind != 'V' && kind != 'N') || line[1] != ' ') continue;
     std::size_t space = line.find(' ', 2);
     if (space == std::string_view::npos) continue;
     std::string number(line.substr(2, space - 2));
     char* number_end = nullptr;
     long id = std::strtol(number.c_str(), &number_end, 10);
     if (number.empty() || *number_end != '\0') continue;
-    std::string path = unescape(line.substr(space + 1));
-    if (line[0] == 'D' && id >= kFirstDirectoryId && id <= INT32_MAX) {
-      remember(s.directories, SInt32(id), path);
-    } else if (line[0] == 'V' && id <= kFirstVolumeRef && id > INT16_MIN) {
-      remember(s.volumes, SInt32(id), path);
-    }
+    if (valid_number(kind, id))
+      remember(table_of(s, kind), SInt32(id), unescape(line.substr(space + 1)));
   }
 }
 
@@ -119,19 +128,17 @@ State& loaded_state() {
   return s;
 }
 
-SInt32 next_directory_id(const Table& table) {
-  return table.paths.empty() ? kFirstDirectoryId : table.paths.rbegin()->first + 1;
-}
-
-SInt32 next_volume_ref(const Table& table) {
-  return table.paths.empty() ? kFirstVolumeRef : table.paths.begin()->first - 1;
+SInt32 next_number(char kind, const Table& table) {
+  if (kind == 'V') return table.paths.empty() ? kFirstVolumeRef : table.paths.begin()->first - 1;
+  const SInt32 first = kind == 'D' ? kFirstDirectoryId : kFirstNameNumber;
+  return table.paths.empty() ? first : table.paths.rbegin()->first + 1;
 }
 
 // Finds or assigns the number of path in one table. Under the file lock the
 // file is read again, so two processes never hand out one number twice.
 SInt32 assign(char kind, const std::string& path) {
   State& s = loaded_state();
-  Table& table = kind == 'D' ? s.directories : s.volumes;
+  Table& table = table_of(s, kind);
   if (auto known = table.ids.find(path); known != table.ids.end()) return known->second;
 
   std::filesystem::path file = catalog_file();
@@ -146,7 +153,7 @@ SInt32 assign(char kind, const std::string& path) {
   if (auto known = table.ids.find(path); known != table.ids.end()) {
     id = known->second;
   } else {
-    id = kind == 'D' ? next_directory_id(table) : next_volume_ref(table);
+    id = next_number(kind, table);
     remember(table, id, path);
     if (fd >= 0) {
       std::string line =
@@ -161,7 +168,7 @@ SInt32 assign(char kind, const std::string& path) {
 std::optional<std::filesystem::path> lookup(char kind, SInt32 id) {
   for (int attempt = 0; attempt < 2; ++attempt) {
     State& s = loaded_state();
-    const Table& table = kind == 'D' ? s.directories : s.volumes;
+    const Table& table = table_of(s, kind);
     if (auto found = table.paths.find(id); found != table.paths.end()) return found->second;
     // Another process may have numbered it since we last read the file.
     load_from_file(s);
@@ -182,6 +189,19 @@ SInt16 volume_ref(const std::filesystem::path& mount_point) {
 }
 
 std::optional<std::filesystem::path> volume_path(SInt16 vref) { return lookup('V', vref); }
+
+SInt32 long_name_number(SInt32 directory, std::string_view name) {
+  return assign('N', std::to_string(directory) + ' ' + std::string(name));
+}
+
+std::optional<LongName> long_name(SInt32 number) {
+  auto key = lookup('N', number);
+  if (!key) return std::nullopt;
+  const std::string text = key->string();
+  const std::size_t space = text.find(' ');
+  if (space == std::string::npos) return std::nullopt;
+  return LongName{SInt32(std::strtol(text.c_str(), nullptr, 10)), text.substr(space + 1)};
+}
 
 std::filesystem::path catalog_file() {
   const char* data_home = std::getenv("XDG_DATA_HOME");

@@ -13,6 +13,8 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "MacTypes.h"
 
@@ -25,6 +27,17 @@ std::optional<std::filesystem::path> directory_path(SInt32 id);
 // The reference number of a mount point; assigned on first use, negative.
 SInt16 volume_ref(const std::filesystem::path& mount_point);
 std::optional<std::filesystem::path> volume_path(SInt16 vref);
+
+// File names longer than an FSSpec holds get a number per folder and name,
+// from which the File Manager makes their short stand-in names. Numbers are
+// never reused, so a stand-in names one file for good (or nothing, once its
+// folder has moved).
+struct LongName {
+  SInt32 directory;
+  std::string name;
+};
+SInt32 long_name_number(SInt32 directory, std::string_view name);
+std::optional<LongName> long_name(SInt32 number);
 
 std::filesystem::path catalog_file();
 

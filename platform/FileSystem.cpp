@@ -6,6 +6,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
+#include <string>
+#include <string_view>
 
 #include "MacErrors.h"
 #include "PosixErrors.h"
@@ -75,6 +78,14 @@ ssize_t FileSystem::getxattr(const char* path, const char* name, void* value, st
   return ::getxattr(path, name, value, size);
 }
 
+int FileSystem::setxattr(const char* path, const char* name, const void* value, std::size_t size) {
+  return ::setxattr(path, name, value, size, 0);
+}
+
+int FileSystem::removexattr(const char* path, const char* name) {
+  return ::removexattr(path, name);
+}
+
 FileSystem& file_system() { return current != nullptr ? *current : posix_file_system(); }
 
 ScopedFileSystem::ScopedFileSystem(FileSystem& replacement) : previous_(current) {
@@ -129,10 +140,20 @@ Expected<std::vector<UInt8>> read_file_contents(const std::filesystem::path& pat
   return contents;
 }
 
+// "<name>.tessel-new" where that is still a name; a file whose name is
+// too long for it gets one of the process's own instead.
+std::filesystem::path temporary_beside(const std::filesystem::path& path) {
+  constexpr std::string_view kMark = ".tessel-new";
+  if (path.filename().string().size() + kMark.size() <= NAME_MAX) {
+    std::filesystem::path temporary = path;
+    return temporary += kMark;
+  }
+  return path.parent_path() / (std::string(kMark) + "-" + std::to_string(::getpid()));
+}
+
 OSErr replace_file_contents(const std::filesystem::path& path, std::span<const UInt8> contents) {
   FileSystem& fs = file_system();
-  std::filesystem::path temporary = path;
-  temporary += ".tessel-new";
+  std::filesystem::path temporary = temporary_beside(path);
   int fd = fs.open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (fd < 0) return last_os_error();
   OSErr err = write_exactly(fd, contents);

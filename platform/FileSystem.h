@@ -41,6 +41,8 @@ class FileSystem {
   virtual int mkdir(const char* path, mode_t mode);
   virtual int rmdir(const char* path);
   virtual ssize_t getxattr(const char* path, const char* name, void* value, std::size_t size);
+  virtual int setxattr(const char* path, const char* name, const void* value, std::size_t size);
+  virtual int removexattr(const char* path, const char* name);
 };
 
 FileSystem& file_system();

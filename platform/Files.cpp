@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -18,13 +19,19 @@
 #include "FileSystem.h"
 #include "MacErrors.h"
 #include "PosixErrors.h"
+#include "Utf8.h"
 
 namespace tessel::platform::files {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kLongestName = 63;
+// An FSSpec holds 63 bytes of name; the file system allows 255.
+constexpr std::size_t kLongestSpecName = 63;
+constexpr std::size_t kLongestLeaf = 255;
+// Formats recognise files by suffixes such as ".tif" and ".sct", so a
+// stand-in keeps a short suffix of the name it stands for.
+constexpr std::size_t kLongestKeptSuffix = 15;
 
 struct OpenFile {
   int fd;
@@ -82,6 +89,54 @@ void store_name(std::string_view name, StringPtr destination, std::size_t capaci
   std::size_t length = std::min(name.size(), capacity);
   destination[0] = static_cast<unsigned char>(length);
   std::memcpy(destination + 1, name.data(), length);
+}
+
+std::string_view kept_suffix(std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  if (dot == std::string_view::npos || dot == 0 || name.size() - dot > kLongestKeptSuffix)
+    return {};
+  const std::string_view suffix = name.substr(dot);
+  return suffix.find('#') == std::string_view::npos ? suffix : std::string_view();
+}
+
+// The longest start of text of at most bytes bytes that ends on a whole
+// UTF-8 character.
+std::string_view utf8_prefix(std::string_view text, std::size_t bytes) {
+  if (text.size() <= bytes) return text;
+  while (bytes > 0 && is_utf8_continuation(UInt8(text[bytes]))) --bytes;
+  return text.substr(0, bytes);
+}
+
+// "<start of the name>#<number in hex><suffix>", at most 63 bytes.
+std::string stand_in_name(std::string_view name, SInt32 number) {
+  char mark[16];
+  std::snprintf(mark, sizeof mark, "#%04X", unsigned(number));
+  const std::string_view suffix = kept_suffix(name);
+  const std::string_view stem = name.substr(0, name.size() - suffix.size());
+  const std::size_t room = kLongestSpecName - std::strlen(mark) - suffix.size();
+  return std::string(utf8_prefix(stem, room)) + mark + std::string(suffix);
+}
+
+// The name an FSSpec holds for leaf in the folder: leaf itself, or the
+// stand-in of a name too long for the record.
+std::string spec_name(SInt32 directory, const std::string& leaf) {
+  if (leaf.size() <= kLongestSpecName) return leaf;
+  return stand_in_name(leaf, catalog::long_name_number(directory, leaf));
+}
+
+// The name a stand-in stands for; any other name is itself. A name counts as
+// a stand-in only when the catalog made exactly it for a file of the same
+// folder, so a real name that merely holds a '#' is left alone.
+std::string real_name(SInt32 directory, const std::string& name) {
+  const std::size_t mark = name.rfind('#');
+  if (mark == std::string::npos || mark + 5 > name.size()) return name;
+  const char* digits = name.c_str() + mark + 1;
+  char* end = nullptr;
+  const unsigned long number = std::strtoul(digits, &end, 16);
+  if (end == digits || number == 0 || number > INT32_MAX) return name;
+  auto found = catalog::long_name(SInt32(number));
+  if (!found || found->directory != directory) return name;
+  return stand_in_name(found->name, SInt32(number)) == name ? found->name : name;
 }
 
 bool in_group(gid_t gid) {
@@ -196,7 +251,7 @@ Expected<std::string> indexed_entry(const fs::path& folder, SInt16 index) {
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(folder, error)) {
     std::string name = entry.path().filename().string();
-    if (!name.starts_with("._") && name.size() <= kLongestName) names.push_back(std::move(name));
+    if (!name.starts_with("._")) names.push_back(std::move(name));
   }
   if (error) return Expected<std::string>::failure(os_error_from_errno(error.value()));
   std::sort(names.begin(), names.end());
@@ -208,7 +263,7 @@ Expected<fs::path> catalog_target(CInfoPBRec* pb) {
   SInt16 index = pb->hFileInfo.ioFDirIndex;
   auto folder = directory_of(pb->hFileInfo.ioDirID);
   if (!folder || index < 0) return folder;
-  std::string name = name_of(pb->hFileInfo.ioNamePtr);
+  std::string name = real_name(pb->hFileInfo.ioDirID, name_of(pb->hFileInfo.ioNamePtr));
   if (index > 0) {
     auto entry = indexed_entry(*folder, index);
     if (!entry) return Expected<fs::path>::failure(entry.error());
@@ -267,25 +322,27 @@ Expected<FSSpec> spec_from_path(const fs::path& path) {
   auto parts = split_existing(path);
   if (!parts) return Expected<FSSpec>::failure(parts.error());
   const auto& [folder, leaf] = *parts;
-  if (leaf.size() > kLongestName) return Expected<FSSpec>::failure(bdNamErr);
+  if (leaf.size() > kLongestLeaf) return Expected<FSSpec>::failure(bdNamErr);
   auto info = stat_path(folder);
   if (!info) return Expected<FSSpec>::failure(info.error());
   FSSpec spec{};
   spec.vRefNum = volume_of(folder, info->st_dev);
   spec.parID = catalog::directory_id(folder);
-  store_name(leaf, spec.name, kLongestName);
+  store_name(spec_name(spec.parID, leaf), spec.name, kLongestSpecName);
   return spec;
 }
 
 Expected<fs::path> path_from_spec(const FSSpec& spec) {
   auto folder = directory_of(spec.parID);
   if (!folder) return folder;
-  std::string name = name_of(spec.name);
-  if (name.empty() || name.size() > kLongestName || name.find('/') != std::string::npos) {
+  const std::string name = real_name(spec.parID, name_of(spec.name));
+  if (name.empty() || name.find('/') != std::string::npos || name == "." || name == "..") {
     return Expected<fs::path>::failure(bdNamErr);
   }
   return *folder / name;
 }
+
+std::string long_name_of(const FSSpec& spec) { return real_name(spec.parID, name_of(spec.name)); }
 
 Expected<fs::path> path_of_open_file(SInt16 refNum) {
   OpenFile* file = find_open_file(refNum);
@@ -479,6 +536,13 @@ OSErr FSpDelete(const FSSpec* spec) {
   return appledouble::delete_sidecar(*path);
 }
 
+OSErr FSpGetLongName(const FSSpec* spec, Str255 longName) {
+  const std::string name = files::long_name_of(*spec);
+  if (name.empty()) return bdNamErr;
+  files::store_name(name, longName, files::kLongestLeaf);
+  return noErr;
+}
+
 OSErr FSpGetFInfo(const FSSpec* spec, FInfo* fndrInfo) {
   auto path = files::existing_file(spec);
   if (!path) return path.error();
@@ -524,7 +588,9 @@ OSErr PBGetCatInfoSync(CInfoPBRec* paramBlock) {
   if (!info) return paramBlock->hFileInfo.ioResult = info.error();
   files::describe(*path, *info, paramBlock);
   if (paramBlock->hFileInfo.ioFDirIndex != 0 && paramBlock->hFileInfo.ioNamePtr != nullptr) {
-    files::store_name(path->filename().string(), paramBlock->hFileInfo.ioNamePtr, 63);
+    const std::string shortName = files::spec_name(
+        tessel::platform::catalog::directory_id(path->parent_path()), path->filename().string());
+    files::store_name(shortName, paramBlock->hFileInfo.ioNamePtr, files::kLongestSpecName);
   }
   return paramBlock->hFileInfo.ioResult = noErr;
 }

@@ -83,6 +83,12 @@ union CInfoPBRec {
 // Folder vRefNum/dirID (0/0: the current folder) and a name, which may be a
 // relative or absolute POSIX path. fnfErr when the file does not exist yet,
 // with *spec filled all the same, so that it can be created.
+//
+// A name of 64 to 255 bytes does not fit the record: the spec gets a stand-in
+// of at most 63 bytes instead ("start of the name#1A2F.tif": a cut at a
+// whole UTF-8 character, a number from the catalog, the name's suffix), which
+// every call taking an FSSpec turns back into the real name. A stand-in keeps
+// naming its file in later processes for as long as the folder keeps its id.
 OSErr FSMakeFSSpec(SInt16 vRefNum, SInt32 dirID, ConstStringPtr fileName, FSSpec* spec);
 OSErr FSpOpenDF(const FSSpec* spec, SInt8 permission, SInt16* refNum);
 OSErr FSClose(SInt16 refNum);
@@ -97,6 +103,10 @@ OSErr GetEOF(SInt16 refNum, SInt32* logEOF);
 OSErr SetEOF(SInt16 refNum, SInt32 logEOF);
 OSErr FSpCreate(const FSSpec* spec, OSType creator, OSType fileType, SInt16 scriptTag);
 OSErr FSpDelete(const FSSpec* spec);
+// The file's real name, up to 255 bytes of UTF-8: the name a stand-in stands
+// for, or the spec's own name. The file need not exist. bdNamErr for an
+// empty name; longName is written only on success.
+OSErr FSpGetLongName(const FSSpec* spec, Str255 longName);
 OSErr FSpGetFInfo(const FSSpec* spec, FInfo* fndrInfo);
 OSErr FSpSetFInfo(const FSSpec* spec, const FInfo* fndrInfo);
 OSErr PBHGetVInfoSync(HParamBlockRec* paramBlock);
@@ -108,7 +118,8 @@ OSErr FindFolder(SInt16 vRefNum, OSType folderType, Boolean createFolder, SInt16
 namespace tessel::platform::files {
 
 // The identity of path. Succeeds when its folder exists, whether or not the
-// file itself does; bdNamErr for a name over 63 bytes.
+// file itself does; a name of 64 to 255 bytes gets its stand-in, a longer
+// one bdNamErr.
 Expected<FSSpec> spec_from_path(const std::filesystem::path& path);
 // The path an identity names; fnfErr when its folder no longer resolves.
 Expected<std::filesystem::path> path_from_spec(const FSSpec& spec);

@@ -28,15 +28,20 @@ constexpr char32_t mac_roman_to_unicode(UInt8 byte) {
   return byte < 0x80 ? char32_t(byte) : char32_t(kMacRomanUpperHalf[byte - 0x80]);
 }
 
-// Appends code as UTF-8; every Mac Roman character lies below U+10000.
+// Appends code as UTF-8.
 inline void append_utf8(std::string& out, char32_t code) {
   if (code < 0x80) {
     out += char(code);
   } else if (code < 0x800) {
     out += char(0xC0 | (code >> 6));
     out += char(0x80 | (code & 0x3F));
-  } else {
+  } else if (code < 0x10000) {
     out += char(0xE0 | (code >> 12));
+    out += char(0x80 | ((code >> 6) & 0x3F));
+    out += char(0x80 | (code & 0x3F));
+  } else {
+    out += char(0xF0 | (code >> 18));
+    out += char(0x80 | ((code >> 12) & 0x3F));
     out += char(0x80 | ((code >> 6) & 0x3F));
     out += char(0x80 | (code & 0x3F));
   }

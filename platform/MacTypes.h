@@ -51,7 +51,8 @@ struct Rect {
 };
 
 // A file's identity: volume, parent folder and name. The two bytes of padding
-// after vRefNum are part of the record's layout, which documents carry.
+// after vRefNum are part of the record's layout, which documents carry. A
+// name longer than 63 bytes is held as its stand-in (Files.h).
 struct FSSpec {
   SInt16 vRefNum;
   SInt32 parID;

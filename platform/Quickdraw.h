@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string_view>
 
 #include "MacTypes.h"
 
@@ -357,6 +358,11 @@ void close_port(GrafPort& port);
 
 // The RGB of a pixel in local coordinates (0xRRGGBB); 0 outside the buffer.
 UInt32 pixel(const GrafPort& port, int h, int v);
+// Text in UTF-8 rather than Mac Roman, for what the file system names
+// (files and folders): drawn and measured as DrawText does.
+void draw_utf8(std::string_view text);
+int utf8_width(std::string_view text);
+
 // Writes the port's whole pixel buffer as an 8-bit RGB PNG.
 OSErr save_png(const GrafPort& port, const std::filesystem::path& path);
 

@@ -8,6 +8,7 @@
 #include "Fonts.h"
 #include "MacRoman.h"
 #include "QuickdrawInternal.h"
+#include "Utf8.h"
 
 namespace qd = tessel::platform::quickdraw;
 namespace fonts = tessel::platform::fonts;
@@ -42,21 +43,30 @@ int text_size(const GrafPort& p) { return p.txSize > 0 ? p.txSize : kDefaultSize
 
 // Widths are measured with the glyphs that will be drawn: in 1-bit ports
 // the monochrome hinting may round advances differently.
-const fonts::Glyph* glyph_of(const GrafPort& p, UInt8 byte) {
+const fonts::Glyph* glyph_of(const GrafPort& p, char32_t code) {
   const auto surface = p.portPixMap != nullptr ? qd::surface_of(*p.portPixMap) : std::nullopt;
   const bool oneBit = surface && surface->depth == 1;
-  return fonts::glyph(p.txFont, p.txFace, text_size(p),
-                      tessel::platform::mac_roman_to_unicode(byte),
+  return fonts::glyph(p.txFont, p.txFace, text_size(p), code,
                       oneBit ? fonts::Rendering::mono : fonts::Rendering::smooth);
 }
 
-int width_of(const GrafPort& p, const UInt8* bytes, int count) {
+std::u32string from_mac_roman(const UInt8* bytes, int count) {
+  std::u32string codes;
+  for (int i = 0; i < count; ++i) codes += tessel::platform::mac_roman_to_unicode(bytes[i]);
+  return codes;
+}
+
+int width_of(const GrafPort& p, std::u32string_view codes) {
   int width = 0;
-  for (int i = 0; i < count; ++i) {
-    const fonts::Glyph* g = glyph_of(p, bytes[i]);
+  for (char32_t code : codes) {
+    const fonts::Glyph* g = glyph_of(p, code);
     if (g != nullptr) width += g->advance;
   }
   return width;
+}
+
+int width_of(const GrafPort& p, const UInt8* bytes, int count) {
+  return width_of(p, from_mac_roman(bytes, count));
 }
 
 // How one pixel of a glyph lands: coverage blended over the destination in
@@ -111,15 +121,15 @@ void underline_text(GrafPort& p, int width) {
   qd::paint_pattern(p, line, kBlackPattern, patOr);
 }
 
-void draw_bytes(const UInt8* bytes, int count) {
+void draw_codes(std::u32string_view codes) {
   GrafPort* p = port();
-  if (p == nullptr || p->portPixMap == nullptr || count <= 0) return;
-  int width = width_of(*p, bytes, count);
+  if (p == nullptr || p->portPixMap == nullptr || codes.empty()) return;
+  int width = width_of(*p, codes);
   if ((p->txMode & 7) == srcCopy) erase_cell(*p, width);
   if ((p->txFace & underline) != 0) underline_text(*p, width);
   int h = p->pnLoc.h;
-  for (int i = 0; i < count; ++i) {
-    const fonts::Glyph* g = glyph_of(*p, bytes[i]);
+  for (char32_t code : codes) {
+    const fonts::Glyph* g = glyph_of(*p, code);
     if (g == nullptr) continue;
     draw_glyph(*p, *g, h, p->pnLoc.v);
     h += g->advance;
@@ -127,7 +137,21 @@ void draw_bytes(const UInt8* bytes, int count) {
   p->pnLoc.h = SInt16(h);
 }
 
+void draw_bytes(const UInt8* bytes, int count) {
+  if (count > 0) draw_codes(from_mac_roman(bytes, count));
+}
+
 }  // namespace
+
+namespace tessel::platform::quickdraw {
+
+void draw_utf8(std::string_view text) { draw_codes(decode_utf8(text)); }
+
+int utf8_width(std::string_view text) {
+  return port() != nullptr ? width_of(*port(), decode_utf8(text)) : 0;
+}
+
+}  // namespace tessel::platform::quickdraw
 
 void TextFont(SInt16 font) {
   if (port() != nullptr) port()->txFont = font;

@@ -4,7 +4,9 @@
 #include <tuple>
 
 #include "Catalog.h"
+#include "Quickdraw.h"
 #include "StandardFileInternal.h"
+#include "Utf8.h"
 
 namespace tessel::platform::standard_file {
 namespace {
@@ -56,7 +58,7 @@ Rect item_box(DialogPtr dialog, SInt16 item) {
 std::optional<Entry> entry_for(const Request& request, const fs::directory_entry& found) {
   Entry entry;
   entry.name = found.path().filename().string();
-  if (entry.name.empty() || entry.name[0] == '.' || entry.name.size() > 63) return std::nullopt;
+  if (entry.name.empty() || entry.name[0] == '.') return std::nullopt;
   std::error_code error;
   if (found.is_directory(error)) {
     entry.folder = true;
@@ -92,9 +94,30 @@ Rect row_box(const Rect& list, int row) {
   return Rect{top, SInt16(list.left + 1), SInt16(top + kRowHeight), SInt16(list.right - 1)};
 }
 
-void draw_entry(const Entry& entry, const Rect& line, bool selected) {
+// A name wider than width loses characters at its end for an ellipsis;
+// names are UTF-8 and are cut only between characters.
+std::string fitted_name(std::string_view name, int width) {
+  if (quickdraw::utf8_width(name) <= width) return std::string(name);
+  constexpr std::string_view kEllipsis = "\u2026";
+  std::size_t keep = name.size();
+  std::string cut;
+  do {
+    do --keep;
+    while (keep > 0 && is_utf8_continuation(UInt8(name[keep])));
+    cut = std::string(name.substr(0, keep)) + std::string(kEllipsis);
+  } while (keep > 0 && quickdraw::utf8_width(cut) > width);
+  return cut;
+}
+
+// The real names of files and folders are shown, long or not, in the
+// characters the file system holds.
+void draw_name(std::string_view name, const Rect& line, int right) {
   MoveTo(SInt16(line.left + 4), SInt16(line.top + 12));
-  DrawText(entry.name.data(), 0, SInt16(entry.name.size()));
+  quickdraw::draw_utf8(fitted_name(name, right - line.left - 4));
+}
+
+void draw_entry(const Entry& entry, const Rect& line, bool selected) {
+  draw_name(entry.name, line, line.right - 12);
   if (entry.folder) {
     Rect mark{SInt16(line.top + 5), SInt16(line.right - 10), SInt16(line.top + 11),
               SInt16(line.right - 4)};
@@ -121,7 +144,7 @@ void draw_folder(DialogPtr dialog, SInt16 item) {
   std::string name = b.folder.filename().string();
   if (name.empty()) name = b.folder.string();
   MoveTo(SInt16(box.left + 4), SInt16(box.bottom - 6));
-  DrawText(name.data(), 0, SInt16(std::min<std::size_t>(name.size(), 255)));
+  quickdraw::draw_utf8(fitted_name(name, box.right - box.left - 8));
 }
 
 void redraw(Browser& b) {

@@ -97,7 +97,7 @@ constexpr HostField<SInt16> kAcquireLastPlane{818};
 constexpr HostField<SInt16> kAcquireColumnStep{820};
 constexpr HostField<SInt32> kAcquireRowStep{824};
 constexpr HostField<SInt32> kAcquirePlaneStep{828};
-constexpr HostField<Str255> kAcquireDocumentName{832};
+constexpr HostField<Str255> kAcquireDocumentName{832};  // UTF-8, at most 31 bytes
 // Two fields whose meaning belongs to the host; the plug-in clears them at start.
 constexpr HostField<SInt16> kAcquireHostWord1088{1088};
 constexpr HostField<UInt8> kAcquireHostByte1090{1090};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Files.h"
 #include "MacErrors.h"
 #include "References.h"
 #include "Resources.h"
@@ -303,8 +304,11 @@ OSErr AcquireDoFinish(AcquireGlobals* globals) {
 // ---------------------------------------------------------------------------
 // The title
 
+// The title's template is Mac Roman, as every text of the module; titles
+// are UTF-8, the encoding of the file name they hold.
 static void fillTitle(StringPtr title, ConstStringPtr fileName, const Rect& selection) {
   GetIndString(title, kDocumentTitleList, kDocumentTitleTemplate);
+  RomanToUTF8PString(title);
   SubstitutePString(title, 1, fileName);
   SubstituteNumPString(title, 2, selection.left);
   SubstituteNumPString(title, 3, selection.top);
@@ -312,20 +316,25 @@ static void fillTitle(StringPtr title, ConstStringPtr fileName, const Rect& sele
   SubstituteNumPString(title, 5, selection.bottom);
 }
 
+// The file's real name (not a stand-in) is cut first, to what the corners
+// leave of the title's 31 bytes but never below five, so that the corners
+// show; whatever still does not fit is cut at 31. Cuts fall between UTF-8
+// characters.
 void NameTheDocument(AcquireGlobals* /*globals*/, SourceImage* image, StringPtr name) {
   Str255 mark, fileName, title;
   GetIndString(mark, kDocumentTitleList, kDocumentTitleMark);
-  CopyPString(image->fileSpec.name, fileName);
-  fillTitle(title, fileName, image->selection);
-  if (title[0] > kDocumentTitleLength) {
-    SInt16 room = SInt16(kDocumentTitleLength - (title[0] - fileName[0]));
-    room = std::max(room, kShortestCutName);
-    if (fileName[0] > room) {
-      TruncatePString(fileName, room, mark);
-      fillTitle(title, fileName, image->selection);
-    }
+  RomanToUTF8PString(mark);
+  if (FSpGetLongName(&image->fileSpec, fileName) != noErr) {
+    CopyPString(image->fileSpec.name, fileName);
   }
-  TruncatePString(title, kDocumentTitleLength, mark);
+  const Str255 noName = {0};
+  fillTitle(title, noName, image->selection);
+  const SInt16 room = std::max(SInt16(kDocumentTitleLength - title[0]), kShortestCutName);
+  if (title[0] + fileName[0] > kDocumentTitleLength && fileName[0] > room) {
+    TruncateUTF8PString(fileName, room, mark);
+  }
+  fillTitle(title, fileName, image->selection);
+  TruncateUTF8PString(title, kDocumentTitleLength, mark);
   CopyPString(title, name);
 }
 

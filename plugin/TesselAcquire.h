@@ -28,7 +28,7 @@ struct AcquireGlobals {
 constexpr SInt16 kDocumentTitleList = 16004;
 constexpr SInt16 kDocumentTitleTemplate = 1;
 constexpr SInt16 kDocumentTitleMark = 2;
-// The longest title the host takes.
+// The longest title the host takes, in bytes; titles are UTF-8.
 constexpr SInt16 kDocumentTitleLength = 31;
 
 // The phases, one per selector. Prepare arms the run; start chooses, opens

@@ -11,10 +11,14 @@
 constexpr ResType kPrefsDescriptorType = FourCC("FILE");
 constexpr SInt16 kPrefsDescriptorID = 16000;
 
-// The file: a 32-bit version, then slots of 96 bytes back to back to the end.
-constexpr SInt32 kPrefsVersion = 2;
+// The file: a 32-bit version, then slots back to back to the end: 296 bytes
+// each in version 3, which holds full names; 96 in version 2, whose files
+// are read as they are and rewritten in version 3 by the first save.
+constexpr SInt32 kPrefsVersion = 3;
 constexpr SInt32 kPrefsHeaderSize = 4;
-constexpr SInt32 kPrefsSlotSize = 96;
+constexpr SInt32 kPrefsSlotSize = 296;
+constexpr SInt32 kShortPrefsVersion = 2;
+constexpr SInt32 kShortPrefsSlotSize = 96;
 
 // Used when no slot matches or the file cannot be used. The empty selection
 // makes the dialog select the whole preview.

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
+#include "MacRoman.h"
 #include "TextUtils.h"
+#include "Utf8.h"
 #include "support/MemoryUtilities.h"
 
 // The longest text a length byte can describe.
@@ -70,6 +73,30 @@ void TruncatePString(StringPtr text, SInt16 maximum, ConstStringPtr mark) {
   int shown = std::min(markLength, length);
   MoveMemory(mark + 1 + markLength - shown, text + 1 + length - shown, shown);
   text[0] = static_cast<UInt8>(length);
+}
+
+void RomanToUTF8PString(StringPtr text) {
+  std::string converted;
+  for (int i = 1; i <= text[0]; ++i) {
+    const std::size_t before = converted.size();
+    tessel::platform::append_utf8(converted, tessel::platform::mac_roman_to_unicode(text[i]));
+    if (converted.size() > 255) {
+      converted.resize(before);
+      break;
+    }
+  }
+  text[0] = static_cast<UInt8>(converted.size());
+  std::memcpy(text + 1, converted.data(), converted.size());
+}
+
+void TruncateUTF8PString(StringPtr text, SInt16 maximum, ConstStringPtr mark) {
+  const int length = std::max<int>(maximum, 0);
+  if (text[0] <= length) return;
+  const int markLength = mark[0] <= length ? mark[0] : 0;
+  int keep = length - markLength;
+  while (keep > 0 && tessel::platform::is_utf8_continuation(text[keep + 1])) --keep;
+  MoveMemory(mark + 1, text + 1 + keep, markLength);
+  text[0] = static_cast<UInt8>(keep + markLength);
 }
 
 Boolean EqualPString(ConstStringPtr a, ConstStringPtr b) {

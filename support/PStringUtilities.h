@@ -43,6 +43,18 @@ void SubstituteNumPString(StringPtr text, SInt16 n, SInt32 number);
 // 0 counts as 0.
 void TruncatePString(StringPtr text, SInt16 maximum, ConstStringPtr mark);
 
+// File names and document titles are UTF-8, as the file system spells names;
+// the plug-in's own texts in its resources are Mac Roman. These two join them.
+//
+// Mac Roman text as UTF-8, in place; characters that would take the result
+// past 255 bytes are left out whole.
+void RomanToUTF8PString(StringPtr text);
+
+// TruncatePString for UTF-8 text and mark: the cut falls between
+// characters, never inside one, so the result may be a few bytes shorter
+// than maximum. A mark longer than maximum is left out.
+void TruncateUTF8PString(StringPtr text, SInt16 maximum, ConstStringPtr mark);
+
 // 1 when a and b have the same length and the same bytes, else 0.
 Boolean EqualPString(ConstStringPtr a, ConstStringPtr b);
 

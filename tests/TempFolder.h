@@ -16,6 +16,17 @@
 
 namespace tessel::testing {
 
+// A file name of exactly `bytes` bytes of UTF-8: `character` repeated, then
+// ASCII letters, then the suffix, so a cut at a fixed byte count can fall
+// inside a character.
+inline std::string utf8_name(std::size_t bytes, const std::string& character = "\u753b",
+                             const std::string& suffix = ".tif") {
+  std::string name;
+  while (name.size() + character.size() + suffix.size() + 1 <= bytes) name += character;
+  name.append(bytes - name.size() - suffix.size(), 'a');
+  return name + suffix;
+}
+
 class TempFolder : public ::testing::Test {
  protected:
   void SetUp() override {

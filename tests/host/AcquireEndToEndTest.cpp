@@ -6,6 +6,7 @@
 
 #include "MacErrors.h"
 #include "ProgramTestSupport.h"
+#include "TagFields.h"
 #include "formats/LibtiffWriter.h"
 #include "host/Document.h"
 #include "tools/samples/SampleImages.h"
@@ -44,9 +45,7 @@ class AcquireEndToEnd : public testing::ProgramTest {
   static Rect tagged_rect(const Document& document) {
     EXPECT_EQ(document.resources.size(), 1u);
     if (document.resources.empty()) return {};
-    const std::vector<UInt8>& tag = document.resources[0].data;
-    auto side = [&](std::size_t at) { return SInt16(tag.at(at) << 8 | tag.at(at + 1)); };
-    return Rect{side(76), side(78), side(80), side(82)};
+    return tessel::testing::tag_fields(document.resources[0].data).rect;
   }
 
   // Every sample of the document is the image's in rect.

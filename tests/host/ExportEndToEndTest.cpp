@@ -6,9 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <tuple>
+
 #include "Catalog.h"
 #include "MacErrors.h"
 #include "ProgramTestSupport.h"
+#include "TagFields.h"
 #include "host/Document.h"
 #include "tools/samples/SampleImages.h"
 
@@ -222,7 +225,11 @@ TEST_F(ExportEndToEnd, MovedFileIsAskedForAndTheTagRewritten) {
   ASSERT_EQ(reread->resources.size(), 1u);
   platform::catalog::forget();
   const FSSpec moved = *platform::files::spec_from_path(path("moved/image.tif"));
-  EXPECT_EQ(reread->resources[0].data, testing::tag_bytes(moved, kRect, 64, 48));
+  const tessel::testing::TagFields tag = tessel::testing::tag_fields(reread->resources[0].data);
+  EXPECT_EQ(std::tuple(tag.version, tag.folder, tag.name, tag.rect.top, tag.rect.left,
+                       tag.rect.bottom, tag.rect.right, tag.width, tag.height),
+            std::tuple(6u, moved.parID, std::string("image.tif"), kRect.top, kRect.left,
+                       kRect.bottom, kRect.right, 64, 48));
 }
 
 TEST_F(ExportEndToEnd, LockedFileAndReadOnlyFolderAreReported) {

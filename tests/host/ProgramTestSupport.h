@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "ByteOrder.h"
 #include "Files.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
@@ -83,26 +82,6 @@ inline host::Document inverted_document(const std::filesystem::path& image, cons
   for (UInt8& sample : cut->pixels) sample = UInt8(~sample);
   EXPECT_EQ(host::write_document(doc, *cut), noErr);
   return std::move(*cut);
-}
-
-// The document tag of version 5 as it is laid out: version, the file's
-// identity as an FSSpec lies in memory (volume, two bytes of padding, folder
-// id, 64-byte name), the rectangle and the image's width and height.
-inline std::vector<UInt8> tag_bytes(const FSSpec& file, const Rect& rect, SInt32 width,
-                                    SInt32 height, UInt32 version = 5) {
-  using platform::append_big16;
-  using platform::append_big32;
-  std::vector<UInt8> tag;
-  append_big32(tag, version);
-  append_big16(tag, UInt16(file.vRefNum));
-  append_big16(tag, 0);
-  append_big32(tag, UInt32(file.parID));
-  tag.insert(tag.end(), file.name, file.name + sizeof(file.name));
-  for (SInt16 side : {rect.top, rect.left, rect.bottom, rect.right})
-    append_big16(tag, UInt16(side));
-  append_big32(tag, UInt32(width));
-  append_big32(tag, UInt32(height));
-  return tag;
 }
 
 inline bool inside(const Rect& rect, SInt32 row, SInt32 column) {

@@ -104,3 +104,32 @@ TEST_F(AppleDouble, ExtendedAttributesAreReadWhenThereIsNoSidecar) {
   EXPECT_EQ(ad::read_finder_info(file)->fdCreator, FourCC("LUMN"));
   EXPECT_EQ(*ad::read_resource_fork(file), fork);
 }
+
+// "._" and a name of 254 or 255 bytes would pass the longest name a folder
+// holds: such files keep Finder info and fork in their extended attributes,
+// and one byte shorter still gets a sidecar file.
+TEST_F(AppleDouble, NamesTooLongForASidecarUseExtendedAttributes) {
+  struct Case {
+    std::size_t bytes;
+    bool sidecarFile;
+  };
+  for (const Case& c : {Case{253, true}, Case{254, false}, Case{255, false}}) {
+    SCOPED_TRACE(c.bytes);
+    const std::string name = tessel::testing::utf8_name(c.bytes, "\u00e9", ".raw");
+    auto file = write_file(name, {1});
+    const FInfo info{FourCC("LUMN"), FourCC("TSSL"), 0, Point{0, 0}, 0};
+    ASSERT_EQ(ad::write_finder_info(file, info), noErr);
+    const std::vector<UInt8> fork{0, 0, 1, 0, 7};
+    ASSERT_EQ(ad::write_resource_fork(file, fork), noErr);
+    std::error_code tooLong;
+    EXPECT_EQ(std::filesystem::exists(ad::sidecar_path(file), tooLong), c.sidecarFile);
+    EXPECT_EQ(getxattr(file.c_str(), "user.com.apple.FinderInfo", nullptr, 0),
+              c.sidecarFile ? -1 : 32);
+    EXPECT_EQ(ad::read_finder_info(file)->fdType, FourCC("LUMN"));
+    EXPECT_EQ(*ad::read_resource_fork(file), fork);
+
+    ASSERT_EQ(ad::write_sidecar(file, ad::Sidecar{}), noErr);
+    EXPECT_EQ(ad::read_resource_fork(file).error(), eofErr) << "an empty sidecar drops the fork";
+    EXPECT_EQ(ad::read_finder_info(file)->fdType, FourCC("????"));
+  }
+}

@@ -1,6 +1,7 @@
 // The open-file dialog as a window, driven by scripts headless: what it
 // lists, how it moves between folders, and what it answers.
 #include <cstring>
+#include <functional>
 
 #include "DialogTestSupport.h"
 #include "MacErrors.h"
@@ -34,6 +35,7 @@ struct HookLog {
   UInt32 folderMark = 0xFFFFFF;
   FSSpec start{};
   bool moveToStart = false;
+  std::function<void(DialogPtr)> onOpen;
 };
 
 SInt16 log_hook(SInt16 item, DialogPtr dialog, void* data) {
@@ -43,6 +45,7 @@ SInt16 log_hook(SInt16 item, DialogPtr dialog, void* data) {
   if (item == sfItemOpenButton) {
     log.darkInSelectedRow = dark_pixels(*dialog, {94, 13, 110, 239});
     log.folderMark = platform::quickdraw::pixel(*dialog, kList.right - 8, kList.top + 2 + 8);
+    if (log.onOpen) log.onOpen(dialog);
   }
   if (item == sfHookFirstCall && log.moveToStart) {
     return sfHookChangeSelection;
@@ -125,6 +128,52 @@ TEST_F(FileDialog, StartsWhereTheHookAsksAndCancelLeavesTheFile) {
   EXPECT_EQ(std::memcmp(&reply.sfFile, &log.start, sizeof(FSSpec)), 0);
   EXPECT_EQ(standard_file::last_shown_folder().dirID, log.start.parID);
   EXPECT_EQ(log.items, (std::vector<SInt16>{sfHookFirstCall}));
+}
+
+// A file whose name is too long for the record is listed under its real
+// name, drawn as the file system spells it, and chosen through its stand-in.
+TEST_F(FileDialog, ListsALongNameAsItIsSpelled) {
+  const std::string name = utf8_name(70, "\u0131", ".img");  // narrow letters: the name fits
+  write_file("long/zz.img", {1});
+  write_file("long/" + name, {1});
+  standard_file::preselect(path("long/zz.img"));
+  HookLog log;
+  const Rect secondRow{94, 13, 110, 239};
+  std::vector<UInt32> shown;
+  GrafPort expected{};
+  log.onOpen = [&](DialogPtr dialog) {
+    for (int v = secondRow.top; v < secondRow.bottom; ++v) {
+      for (int h = secondRow.left; h < secondRow.right; ++h) {
+        shown.push_back(platform::quickdraw::pixel(*dialog, h, v));
+      }
+    }
+    GrafPtr saved = nullptr;
+    GetPort(&saved);
+    ASSERT_EQ(platform::quickdraw::open_port(expected, dialog->portRect, 32), noErr);
+    SetPort(&expected);
+    TextFont(dialog->txFont);
+    TextSize(dialog->txSize);
+    MoveTo(SInt16(secondRow.left + 4), SInt16(secondRow.top + 12));
+    platform::quickdraw::draw_utf8(name);
+    SetPort(saved);
+  };
+  StandardFileReply reply = run(click_row(1) + "click 1\n", log);
+  ASSERT_EQ(reply.sfGood, 1);
+  EXPECT_EQ(platform::files::path_from_spec(reply.sfFile).value(), path("long/" + name));
+  ASSERT_EQ(shown.size(), std::size_t(16 * 226));
+  // The row is selected, so inverted: the drawn name is its inverse.
+  std::size_t differing = 0, inked = 0;
+  for (int v = secondRow.top; v < secondRow.bottom; ++v) {
+    for (int h = secondRow.left; h < secondRow.right; ++h) {
+      const UInt32 drawn = platform::quickdraw::pixel(expected, h, v) ^ 0xFFFFFFu;
+      const UInt32 seen = shown[std::size_t((v - secondRow.top) * 226 + h - secondRow.left)];
+      differing += drawn != seen;
+      inked += seen != 0;
+    }
+  }
+  platform::quickdraw::close_port(expected);
+  EXPECT_GT(inked, 100u) << "the name is drawn";
+  EXPECT_EQ(differing, 0u);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "Files.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
+#include "Utf8.h"
 
 namespace files = tessel::platform::files;
 using tessel::testing::FaultyFileSystem;
@@ -72,7 +73,7 @@ TEST_F(Files, AMovedFolderIsNotFound) {
   EXPECT_EQ(FSpGetFInfo(&spec, &info), fnfErr);
 }
 
-TEST_F(Files, MakeFSSpecNamesMissingFilesAndRefusesLongNames) {
+TEST_F(Files, MakeFSSpecNamesMissingFilesAndRefusesNamesPastTheLongest) {
   write_file("dir/present", {});
   FSSpec folder = spec_of("dir/present");
   FSSpec spec{};
@@ -81,9 +82,82 @@ TEST_F(Files, MakeFSSpecNamesMissingFilesAndRefusesLongNames) {
   EXPECT_EQ(name_of(spec), "missing");
   EXPECT_EQ(spec.parID, folder.parID);
 
-  std::string longName(64, 'n');
-  EXPECT_EQ(files::spec_from_path(path(longName)).error(), bdNamErr);
+  EXPECT_EQ(files::spec_from_path(path(std::string(256, 'n'))).error(), bdNamErr);
   EXPECT_EQ(files::spec_from_path(path("nowhere/file")).error(), dirNFErr);
+}
+
+// Names of 64 to 255 bytes: the spec holds a stand-in that keeps the suffix,
+// cuts only between characters, and leads every call to the real file, also
+// in a later process.
+TEST_F(Files, LongNamesWorkThroughTheirStandIns) {
+  using tessel::testing::utf8_name;
+  for (const std::string& name : {utf8_name(64, "a"), utf8_name(200), utf8_name(255, "\u00e9"),
+                                  utf8_name(255, "\U0001F600", ".sct")}) {
+    SCOPED_TRACE(name.size());
+    write_file("long/" + name, {1, 2, 3});
+    const FSSpec spec = spec_of("long/" + name);
+    const std::string standIn = name_of(spec);
+    ASSERT_LE(standIn.size(), 63u);
+    EXPECT_EQ(standIn.substr(standIn.size() - 4), name.substr(name.size() - 4));
+    EXPECT_EQ(standIn.substr(0, standIn.find('#')), name.substr(0, standIn.find('#')));
+    EXPECT_TRUE(tessel::platform::decode_utf8(standIn).find(
+                    tessel::platform::kReplacementCharacter) == std::u32string::npos);
+
+    tessel::platform::catalog::forget();  // as a later process
+    Str255 longName{};
+    ASSERT_EQ(FSpGetLongName(&spec, longName), noErr);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(longName + 1), longName[0]), name);
+    FSSpec made{};
+    Str255 given{};
+    given[0] = UInt8(name.size());
+    std::memcpy(given + 1, name.data(), name.size());
+    ASSERT_EQ(FSMakeFSSpec(spec.vRefNum, spec.parID, given, &made), noErr);
+    EXPECT_EQ(std::memcmp(&made, &spec, sizeof spec), 0) << "one stand-in per name";
+
+    SInt16 ref = 0;
+    ASSERT_EQ(FSpOpenDF(&spec, fsRdWrPerm, &ref), noErr);
+    ASSERT_EQ(write_byte(ref, 9), noErr);
+    UInt8 buffer[3] = {};
+    SInt32 count = 2;
+    EXPECT_EQ(FSRead(ref, &count, buffer), noErr);
+    EXPECT_EQ(buffer[0], 2);
+    EXPECT_EQ(FSClose(ref), noErr);
+    EXPECT_EQ(read_file(path("long/" + name)), (std::vector<UInt8>{9, 2, 3}));
+
+    const FInfo typed{FourCC("TIFF"), FourCC("TSSL"), 0, Point{0, 0}, 0};
+    ASSERT_EQ(FSpSetFInfo(&spec, &typed), noErr);
+    FInfo info{};
+    ASSERT_EQ(FSpGetFInfo(&spec, &info), noErr);
+    EXPECT_EQ(info.fdType, FourCC("TIFF"));
+    ASSERT_EQ(FSpDelete(&spec), noErr);
+    EXPECT_FALSE(std::filesystem::exists(path("long/" + name)));
+  }
+}
+
+TEST_F(Files, StandInsKeepLongNamesApartAndLeaveRealNamesAlone) {
+  const std::string common = tessel::testing::utf8_name(120, "\u00e9", "");
+  write_file("a/" + common + " one.tif", {1});
+  write_file("a/" + common + " two.tif", {2});
+  const FSSpec one = spec_of("a/" + common + " one.tif");
+  const FSSpec two = spec_of("a/" + common + " two.tif");
+  EXPECT_NE(name_of(one), name_of(two));
+  EXPECT_EQ(*files::path_from_spec(two), path("a/" + common + " two.tif"));
+
+  // A short name that looks like a stand-in, in another folder, is itself.
+  write_file("b/" + name_of(one), {3});
+  const FSSpec lookalike = spec_of("b/" + name_of(one));
+  EXPECT_EQ(name_of(lookalike), name_of(one));
+  EXPECT_EQ(*files::path_from_spec(lookalike), path("b/" + name_of(one)));
+
+  // Listing a folder gives the stand-ins, which lead back to the files.
+  Str63 listed{};
+  CInfoPBRec pb{};
+  pb.hFileInfo.ioNamePtr = listed;
+  pb.hFileInfo.ioDirID = one.parID;
+  pb.hFileInfo.ioFDirIndex = 2;
+  ASSERT_EQ(PBGetCatInfoSync(&pb), noErr);
+  EXPECT_EQ(std::memcmp(listed, two.name, two.name[0] + 1u), 0);
+  EXPECT_EQ(pb.hFileInfo.ioFlLgLen, 1);
 }
 
 TEST_F(Files, ReadsStopAtTheEndAndPositionsFollowTheirModes) {

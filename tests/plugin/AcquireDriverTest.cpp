@@ -1,9 +1,11 @@
 #include <sys/stat.h>
 
 #include <sstream>
+#include <tuple>
 
 #include "PluginTestSupport.h"
 #include "TextUtils.h"
+#include "Utf8.h"
 #include "formats/FormatTestSupport.h"
 #include "formats/TIFFBuilder.h"
 #include "plugin/ResultCodes.h"
@@ -191,16 +193,11 @@ class AcquireWithDialog : public AcquireDriver {
   Rect acquire(const fs::path& file) {
     platform::standard_file::preselect(file);
     EXPECT_EQ(host().run(), 0);
-    const std::vector<UInt8> tag =
-        host().tags.size() == 1 ? host().tag_bytes() : std::vector<UInt8>{};
-    if (tag.size() < 84) {
+    if (host().tags.size() != 1) {
       ADD_FAILURE() << "tags: " << host().tags.size();
       return {};
     }
-    auto side = [&](std::size_t at) {
-      return SInt16(platform::read_big16(std::span(tag).subspan(at)));
-    };
-    return Rect{side(76), side(78), side(80), side(82)};
+    return tag_fields(host().tag_bytes()).rect;
   }
 };
 
@@ -273,9 +270,10 @@ TEST_F(AcquireDriver, InterleavedStripsComeInTheRowsTheHostGrantsThenTheEnd) {
 
   EXPECT_EQ(host().call(kSelectorFinish), 0);
   ASSERT_EQ(host().tags.size(), 1u);
-  const std::vector<UInt8> tag = host().tag_bytes();
-  EXPECT_EQ(std::vector<UInt8>(tag.begin() + 76, tag.begin() + 92),
-            (std::vector<UInt8>{0, 13, 0, 9, 0, 23, 0, 30, 0, 0, 0, 40, 0, 0, 0, 30}));
+  const TagFields tag = tag_fields(host().tag_bytes());
+  EXPECT_EQ(std::tuple(tag.version, tag.rect.top, tag.rect.left, tag.rect.bottom, tag.rect.right,
+                       tag.width, tag.height, tag.name),
+            std::tuple(6u, 13, 9, 23, 30, 40, 30, std::string("rgb.tif")));
   EXPECT_FALSE(host().bufferLent);
 }
 
@@ -339,15 +337,41 @@ class DocumentTitle : public AcquireDriver {
 TEST_F(DocumentTitle, ALongNameIsCutSoThatTheCornersFit) {
   EXPECT_EQ(title("short.tif", Rect{1, 2, 3, 4}), "short.tif (2,1)-(4,3)");
 
+  // The mark, an ellipsis, takes three bytes in UTF-8.
   const std::string longName = std::string(36, 'a') + ".tif";
-  EXPECT_EQ(title(longName, Rect{0, 0, 512, 512}),
-            std::string(14, 'a') + "\xC9" + " (0,0)-(512,512)");
+  EXPECT_EQ(title(longName, Rect{0, 0, 512, 512}), std::string(12, 'a') + "\u2026 (0,0)-(512,512)");
 
-  // Corners this wide leave room for less than five characters of the name:
+  // Corners this wide leave room for less than five bytes of the name:
   // five stay, and the title is cut at 31 with the mark.
   const std::string cut = title(longName, Rect{10000, 10000, 20000, 20000});
-  EXPECT_EQ(cut.size(), 31u);
-  EXPECT_EQ(cut, "aaaa\xC9 (10000,10000)-(20000,200\xC9");
+  EXPECT_EQ(cut, "aa\u2026 (10000,10000)-(20000,2\u2026");
+}
+
+// Names of two-, three- and four-byte characters, against corners of every
+// width: the title fits 31 bytes, is whole UTF-8, and shows the start of
+// the real name, the long ones' stand-ins notwithstanding.
+TEST_F(DocumentTitle, UTF8NamesAreCutBetweenCharacters) {
+  for (const char* character : {"\u00e9", "\u753b", "\U0001F600"}) {
+    for (std::size_t bytes : {20u, 33u, 64u, 200u, 255u}) {
+      const std::string name = utf8_name(bytes, character);
+      write_file("names/" + name, {});
+      for (SInt16 corner : {SInt16(1), SInt16(123), SInt16(30000)}) {
+        SCOPED_TRACE(name + " " + std::to_string(corner));
+        SourceImage image{};
+        image.fileSpec = spec_of("names/" + name);
+        image.selection = Rect{corner, corner, corner, corner};
+        Str255 made;
+        NameTheDocument(nullptr, &image, made);
+        const std::string shown(reinterpret_cast<const char*>(made + 1), made[0]);
+        EXPECT_LE(shown.size(), 31u);
+        EXPECT_EQ(platform::decode_utf8(shown).find(platform::kReplacementCharacter),
+                  std::u32string::npos);
+        const std::size_t start = std::min(shown.find(" ("), shown.find("\u2026"));
+        ASSERT_NE(start, std::string::npos);
+        EXPECT_EQ(shown.substr(0, start), name.substr(0, start));
+      }
+    }
+  }
 }
 
 }  // namespace

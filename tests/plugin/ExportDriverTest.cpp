@@ -184,11 +184,10 @@ TEST_F(ExportDriver, AMovedFileIsAskedForSilentlyAndTheTagRewritten) {
   // The dialog opened where the tagged file was.
   EXPECT_EQ(platform::standard_file::last_shown_folder().dirID, spec_of("gone.tif").parID);
   ASSERT_EQ(host().tags.size(), 1u);
-  std::vector<UInt8> tagBytes = host().tag_bytes();
-  FSSpec here = spec_of("moved/here.tif");
-  EXPECT_EQ(std::string(tagBytes.begin() + 13, tagBytes.begin() + 13 + tagBytes[12]), "here.tif");
-  EXPECT_EQ(SInt32(platform::read_big32(std::span(tagBytes).subspan(8))), here.parID);
-  EXPECT_EQ(platform::read_big16(std::span(tagBytes).subspan(76)), 2);  // the old rectangle
+  const TagFields tag = tag_fields(host().tag_bytes());
+  EXPECT_EQ(tag.name, "here.tif");
+  EXPECT_EQ(tag.folder, spec_of("moved/here.tif").parID);
+  EXPECT_EQ(tag.rect.top, 2);  // the old rectangle
   expect_written(path("moved/here.tif"), pristine, Rect{2, 3, 12, 19});
 }
 
@@ -202,8 +201,7 @@ TEST_F(ExportDriver, AChosenFileOfAnotherSizeCannotBeUsed) {
   EXPECT_EQ(host().run(), kUserCancelled);
   // The size check left the tagged size in the texts.
   EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 32 [64|48]", 133)});
-  std::vector<UInt8> tagBytes = host().tag_bytes();
-  EXPECT_EQ(platform::read_big32(std::span(tagBytes).subspan(84)), 64u);
+  EXPECT_EQ(tag_fields(host().tag_bytes()).width, 64);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <stdlib.h>
 
 #include <fstream>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@
 #include "ResourceFork.h"
 #include "Resources.h"
 #include "StandardFile.h"
+#include "TagFields.h"
 #include "TempFolder.h"
 #include "platform/DialogTestSupport.h"
 #include "plugin/HostRecords.h"

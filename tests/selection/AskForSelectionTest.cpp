@@ -181,8 +181,9 @@ TEST_F(SelectionDialog, OkRemembersSelectionAndGridCancelWritesNothing) {
 
   // A remembered selection reaching outside P gives way to P.
   std::vector<UInt8> outside = remembered;
-  const std::vector<UInt8> aboveP{0, 10, 0, 20, 0, 100, 0, 100};  // top 10 < P.top
-  std::copy(aboveP.begin(), aboveP.end(), outside.begin() + 4 + 80);
+  const std::vector<UInt8> aboveP{0, 0, 0, 10,  0, 0, 0, 20,  // top 10 < P.top
+                                  0, 0, 0, 100, 0, 0, 0, 100};
+  std::copy(aboveP.begin(), aboveP.end(), outside.begin() + 4 + 16);
   write_file("config/tessel/Tessel Selections", outside);
   EXPECT_EQ(run(""), noErr);
   EXPECT_EQ(selection(), kWholeImage);

@@ -103,6 +103,42 @@ TEST(PStringUtilities, TruncateToANegativeLengthEmptiesTheText) {
   EXPECT_EQ(truncated("abcdefgh", -4, "..."), "");
 }
 
+// Cuts that would fall inside a character move back to its start; the mark
+// still ends the text and a mark that does not fit is left out.
+TEST(PStringUtilities, UTF8TruncationNeverSplitsACharacter) {
+  struct Case {
+    std::string text;
+    SInt16 maximum;
+    std::string mark, expected;
+  };
+  const std::string e = "\u00e9", ga = "\u753b", smile = "\U0001F600", dots = "\u2026";
+  for (const Case& c : std::vector<Case>{
+           {"abcdefgh", 5, dots, "ab" + dots},
+           {e + e + e + e, 6, dots, e + dots},  // 2 + 3: a byte to spare
+           {ga + ga + ga, 7, dots, ga + dots},  // 3 + 3
+           {smile + smile, 6, dots, dots},      // no whole emoji fits before the mark
+           {smile + smile, 7, dots, smile + dots},
+           {ga + ga + ga, 5, "", ga},    // no mark: cut at a boundary
+           {ga + ga, 2, dots, ""},       // mark too long, no whole character
+           {ga + ga, 6, dots, ga + ga},  // fits: unchanged
+       }) {
+    Text t(c.text);
+    TruncateUTF8PString(t.p(), c.maximum, Text(c.mark).p());
+    EXPECT_EQ(t.str(), c.expected) << c.text << " to " << c.maximum;
+  }
+}
+
+TEST(PStringUtilities, RomanTextBecomesUTF8AndStopsAtWholeCharacters) {
+  Text ellipsis("a\xC9z");
+  RomanToUTF8PString(ellipsis.p());
+  EXPECT_EQ(ellipsis.str(), "a\u2026z");
+  std::string roman(250, 'x');
+  roman += "\xC9\xC9";  // 250 + 3 bytes fit, 250 + 6 do not
+  Text full(roman);
+  RomanToUTF8PString(full.p());
+  EXPECT_EQ(full.str(), std::string(250, 'x') + "\u2026");
+}
+
 TEST(PStringUtilities, ComparisonsAreByteExact) {
   EXPECT_EQ(endsWith("SCAN.TIF", ".TIF"), 1);
   EXPECT_EQ(endsWith("scan.tif", ".TIF"), 0);
