@@ -1,5 +1,9 @@
 #include "host/ImageProblems.h"
 
+#include <tiffio.h>
+
+#include <optional>
+
 #include "MacErrors.h"
 #include "formats/RasterFormats.h"
 #include "formats/TIFFFormat.h"
@@ -15,6 +19,7 @@ namespace {
 constexpr SInt32 kSignedIntegerSamples = 2;
 constexpr SInt32 kFloatingPointSamples = 3;
 constexpr UInt16 kSampleFormatTag = 339;
+constexpr UInt16 kBitsPerSampleTag = 258;
 
 std::string describe_cut_pixels(const SourceImage& image, const std::string& name) {
   UInt64 end = 0;
@@ -29,10 +34,27 @@ std::string describe_sample_format(SInt32 value, const std::string& name) {
   return message(Text::kOtherSampleFormat, {name, std::to_string(value)});
 }
 
+// The directory is read in tag order, so a depth no unsigned sample has (64
+// bits) is refused before SampleFormat is reached; the format the samples
+// are stored in is what the person needs to hear, so libtiff is asked.
+std::optional<SInt32> stored_sample_format(const std::string& name) {
+  TIFFSetErrorHandler(nullptr);
+  TIFFSetWarningHandler(nullptr);
+  TIFF* tiff = TIFFOpen(name.c_str(), "r");
+  if (tiff == nullptr) return std::nullopt;
+  UInt16 format = SAMPLEFORMAT_UINT;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &format);
+  TIFFClose(tiff);
+  return format == SAMPLEFORMAT_UINT ? std::nullopt : std::optional<SInt32>(format);
+}
+
 std::string describe_tiff_refusal(const SourceImage& image, const std::string& name) {
   if (image.format.code != kTIFFFormat || image.format.state == nullptr) return {};
   const auto* tiff = static_cast<const TIFFState*>(image.format.state);
   if (tiff->refusedTag == kSampleFormatTag) return describe_sample_format(tiff->refusedValue, name);
+  if (tiff->refusedTag == kBitsPerSampleTag) {
+    if (auto format = stored_sample_format(name)) return describe_sample_format(*format, name);
+  }
   if (tiff->refusedTag != 0) {
     return message(Text::kTIFFValueRefused, {name, std::to_string(tiff->refusedTag)});
   }

@@ -223,9 +223,13 @@ TEST_F(CutShort, InfoSaysAcquireRefusesIt) {
 TEST_F(AcquireEndToEnd, SignedOrFloatingPointSamplesAreRefusedInPlainWords) {
   ASSERT_TRUE(testing::write_with_libtiff(path("float.tif"),
                                           {.bits = 32, .sampleFormat = SAMPLEFORMAT_IEEEFP}));
+  ASSERT_TRUE(testing::write_with_libtiff(path("double.tif"),
+                                          {.bits = 64, .sampleFormat = SAMPLEFORMAT_IEEEFP}));
   ASSERT_TRUE(testing::write_with_libtiff(path("int8.tif"), {.sampleFormat = SAMPLEFORMAT_INT}));
   std::vector<std::pair<std::string, std::string>> cases = {
-      {"float.tif", "holds floating-point samples"}, {"int8.tif", "holds signed integer samples"}};
+      {"float.tif", "holds floating-point samples"},
+      {"double.tif", "holds floating-point samples"},
+      {"int8.tif", "holds signed integer samples"}};
   if (std::system("command -v convert >/dev/null") == 0) {
     const std::string command =
         "timeout -k 5 30 convert -size 8x4 xc:gray50 -define "
