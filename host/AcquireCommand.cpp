@@ -99,9 +99,12 @@ bool may_write(const std::filesystem::path& target,
 // The plug-in's alert gives the code and a general text, and for a platform
 // error the host learns only that the run failed; the file named on the
 // command line can be looked at again for plainer words and the code.
-std::string failure_line(const AcquireOutcome& outcome,
-                         const std::optional<std::filesystem::path>& image) {
+std::string failure_line(const AcquireOutcome& outcome, const AcquireRequest& request) {
+  const std::optional<std::filesystem::path>& image = request.image;
   if (outcome.result == paramErr) return message(Text::kStripOutOfBounds);
+  if (outcome.result == kPresetSelectionOutside) {
+    return rect_outside_message(image.value_or(""), *request.options.presetSelection);
+  }
   const Refusal refusal = image ? describe_refusal(*image, outcome.result) : Refusal{};
   if (refusal.words.empty()) return message(Text::kAcquireFailed, {std::to_string(outcome.result)});
   return message(Text::kAcquireRefused, {std::to_string(refusal.code), refusal.words});
@@ -122,12 +125,7 @@ int report_failure(const AcquireOutcome& outcome, const AcquireRequest& request,
     if (outcome.interrupted) err << message(Text::kAcquireStopped) << '\n';
     return kExitCancelled;
   }
-  if (outcome.result == kPresetSelectionOutside) {
-    err << rect_outside_message(request.image.value_or(""), *request.options.presetSelection)
-        << '\n';
-  } else {
-    err << failure_line(outcome, request.image) << '\n';
-  }
+  err << failure_line(outcome, request) << '\n';
   return kExitFailed;
 }
 
