@@ -55,7 +55,11 @@ for _ in range(count):
     kind, size = data[at:at + 4], struct.unpack(">I", data[at + 4:at + 8])[0]
     body = data[at + 8:at + 8 + size]
     if kind == b"part":
-        top, left, bottom, right = struct.unpack(">4h", body[76:84])
+        # version 6: 32-bit sides at 12; version 5: 16-bit sides at 76
+        if struct.unpack(">I", body[0:4])[0] == 6:
+            top, left, bottom, right = struct.unpack(">4i", body[12:28])
+        else:
+            top, left, bottom, right = struct.unpack(">4h", body[76:84])
         print(left, top, right, bottom)
     at += 8 + size
 PY
