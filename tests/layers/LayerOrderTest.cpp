@@ -41,27 +41,29 @@ const std::set<Include> kKnownExceptions = {
     {"formats/TIFFFormat.cpp", "records/ResultCodes.h"},
 };
 
-std::optional<std::size_t> rankOf(const std::string& folder) {
+std::optional<std::size_t> rank_of(const std::string& folder) {
   const auto found = std::find(kLayerOrder.begin(), kLayerOrder.end(), folder);
   if (found == kLayerOrder.end()) return std::nullopt;
   return std::size_t(found - kLayerOrder.begin());
 }
 
-std::string firstComponent(const fs::path& path) { return path.begin()->string(); }
+std::string first_component(const fs::path& path) { return path.begin()->string(); }
 
-// The source-relative path an include names, resolved as the compiler finds
-// it: a layer-qualified name from the source root, then the including
-// file's own folder, then the platform folder, which every target has on
-// its include path. Empty when none of them holds the file.
+// The source-relative path an include names, found where the compiler looks
+// for it: the including file's own folder, then the source root and the
+// platform folder, which every target has on its include path. Empty when
+// none of them holds the file, or the one that does is no layer's.
 std::string resolve(const fs::path& root, const fs::path& includer, const std::string& name) {
-  if (rankOf(firstComponent(name)) && fs::exists(root / name)) return name;
-  const fs::path beside = includer.parent_path() / name;
-  if (fs::exists(root / beside)) return beside.lexically_normal().generic_string();
-  if (fs::exists(root / "platform" / name)) return "platform/" + name;
+  const fs::path candidates[] = {(includer.parent_path() / name).lexically_normal(), name,
+                                 fs::path("platform") / name};
+  for (const fs::path& candidate : candidates) {
+    if (!fs::exists(root / candidate)) continue;
+    return rank_of(first_component(candidate)) ? candidate.generic_string() : std::string();
+  }
   return {};
 }
 
-std::vector<std::string> quotedIncludes(const fs::path& file) {
+std::vector<std::string> quoted_includes(const fs::path& file) {
   static const std::regex kInclude(R"(^\s*#\s*include\s*"([^"]+)\")");
   std::vector<std::string> names;
   std::ifstream in(file);
@@ -72,27 +74,27 @@ std::vector<std::string> quotedIncludes(const fs::path& file) {
   return names;
 }
 
-bool isSource(const fs::path& path) {
+bool is_source(const fs::path& path) {
   const std::string ext = path.extension().string();
   return ext == ".h" || ext == ".hpp" || ext == ".cpp" || ext == ".cc";
 }
 
 struct Scan {
   std::vector<std::string> problems;
-  std::map<std::string, int> filesPerLayer;
+  std::map<std::string, int> files_per_layer;
 };
 
-void checkFile(const fs::path& root, const fs::path& file, const std::set<Include>& known,
-               std::set<Include>& excused, Scan& scan) {
-  const std::string own = firstComponent(file);
-  for (const std::string& name : quotedIncludes(root / file)) {
+void check_file(const fs::path& root, const fs::path& file, const std::set<Include>& known,
+                std::set<Include>& excused, Scan& scan) {
+  const std::string own = first_component(file);
+  for (const std::string& name : quoted_includes(root / file)) {
     const std::string target = resolve(root, file, name);
     if (target.empty()) {
       scan.problems.push_back(file.generic_string() + " includes \"" + name +
                               "\", which lies in no layer");
       continue;
     }
-    if (*rankOf(firstComponent(target)) <= *rankOf(own)) continue;
+    if (*rank_of(first_component(target)) <= *rank_of(own)) continue;
     const Include include{file.generic_string(), target};
     if (known.contains(include)) {
       excused.insert(include);
@@ -104,15 +106,15 @@ void checkFile(const fs::path& root, const fs::path& file, const std::set<Includ
 
 // Every quoted include of every source under the layer folders of root,
 // checked against the order; known holds the includes let through.
-Scan scanLayers(const fs::path& root, const std::set<Include>& known) {
+Scan scan_layers(const fs::path& root, const std::set<Include>& known) {
   Scan scan;
   std::set<Include> excused;
   for (const std::string& layer : kLayerOrder) {
     if (!fs::is_directory(root / layer)) continue;
     for (const auto& entry : fs::recursive_directory_iterator(root / layer)) {
-      if (!entry.is_regular_file() || !isSource(entry.path())) continue;
-      ++scan.filesPerLayer[layer];
-      checkFile(root, entry.path().lexically_relative(root), known, excused, scan);
+      if (!entry.is_regular_file() || !is_source(entry.path())) continue;
+      ++scan.files_per_layer[layer];
+      check_file(root, entry.path().lexically_relative(root), known, excused, scan);
     }
   }
   for (const Include& include : known) {
@@ -133,9 +135,9 @@ std::string joined(const std::vector<std::string>& lines) {
 class LayerOrder : public TempFolder {};
 
 TEST_F(LayerOrder, NoSourceIncludesALayerAboveItsOwn) {
-  const Scan scan = scanLayers(TESSEL_SOURCE_DIR, kKnownExceptions);
+  const Scan scan = scan_layers(TESSEL_SOURCE_DIR, kKnownExceptions);
   for (const std::string& layer : kLayerOrder) {
-    EXPECT_GT(scan.filesPerLayer.count(layer) ? scan.filesPerLayer.at(layer) : 0, 0)
+    EXPECT_GT(scan.files_per_layer.count(layer) ? scan.files_per_layer.at(layer) : 0, 0)
         << "no sources found under " << layer << "/";
   }
   EXPECT_TRUE(scan.problems.empty()) << joined(scan.problems);
@@ -151,7 +153,9 @@ TEST_F(LayerOrder, TheCheckerTellsUphillIncludesFromAllowedOnes) {
       {"support/Memory.h", "#include \"MacTypes.h\"\n"},
       {"support/Memory.cpp", "#include \"support/Memory.h\"\n  #  include \"plugin/Driver.h\"\n"},
       {"records/Codes.h", ""},
-      {"selection/Dialog.h", "// #include \"host/Main.h\"\n#include \"records/Codes.h\"\n"},
+      {"selection/Dialog.h",
+       "// #include \"host/Main.h\"\n#include \"records/Codes.h\"\n#include "
+       "\"../plugin/Driver.h\"\n"},
       {"formats/Format.cpp", "#include \"records/Codes.h\"\n"},
       {"plugin/Driver.h", "#include \"selection/Dialog.h\"\n#include <host/Main.h>\n"},
       {"host/Main.h", "#include \"headless/Backend.h\"\n#include \"tools/Writer.h\"\n"},
@@ -163,15 +167,16 @@ TEST_F(LayerOrder, TheCheckerTellsUphillIncludesFromAllowedOnes) {
   const std::set<Include> known = {{"formats/Format.cpp", "records/Codes.h"},
                                    {"about/Gone.cpp", "plugin/Driver.h"}};
 
-  const Scan scan = scanLayers(root_, known);
+  const Scan scan = scan_layers(root_, known);
 
   EXPECT_EQ(scan.problems,
             (std::vector<std::string>{
                 "host/Main.h includes \"tools/Writer.h\", which lies in no layer",
                 "known exception no longer needed: about/Gone.cpp -> plugin/Driver.h",
+                "selection/Dialog.h includes plugin/Driver.h, a layer above selection",
                 "support/Memory.cpp includes plugin/Driver.h, a layer above support",
             }));
-  EXPECT_EQ(scan.filesPerLayer.at("platform"), 3);
+  EXPECT_EQ(scan.files_per_layer.at("platform"), 3);
 }
 
 }  // namespace
