@@ -8,7 +8,7 @@
 #include "platform/Quickdraw.h"
 #include "platform/Resources.h"
 #include "platform/Sound.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "selection/AskUtilities.h"
 #include "support/MemoryUtilities.h"
 #include "support/PStringUtilities.h"

@@ -5,8 +5,8 @@
 
 #include "MacErrors.h"
 #include "MacMemory.h"
-#include "plugin/BigBuffer.h"
-#include "plugin/ResultCodes.h"
+#include "records/BigBuffer.h"
+#include "records/ResultCodes.h"
 #include "support/FileUtilities.h"
 #include "support/MemoryUtilities.h"
 

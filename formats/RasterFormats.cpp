@@ -6,7 +6,7 @@
 #include "formats/Lumen2Format.h"
 #include "formats/ScitexFormat.h"
 #include "formats/TIFFFormat.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "support/FileUtilities.h"
 #include "support/MemoryUtilities.h"
 #include "support/PStringUtilities.h"

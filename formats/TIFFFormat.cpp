@@ -4,8 +4,8 @@
 #include <climits>
 
 #include "MacErrors.h"
-#include "plugin/BigBuffer.h"
-#include "plugin/ResultCodes.h"
+#include "records/BigBuffer.h"
+#include "records/ResultCodes.h"
 #include "support/FileUtilities.h"
 #include "support/MemoryUtilities.h"
 #include "support/SortedList.h"

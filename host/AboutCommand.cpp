@@ -9,7 +9,7 @@
 #include "host/HostOptions.h"
 #include "host/Messages.h"
 #include "host/Module.h"
-#include "plugin/HostRecords.h"
+#include "records/HostRecords.h"
 
 namespace tessel::host {
 

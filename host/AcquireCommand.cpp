@@ -14,7 +14,7 @@
 #include "host/ImageProblems.h"
 #include "host/Messages.h"
 #include "host/Module.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 
 namespace tessel::host {
 

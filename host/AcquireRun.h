@@ -9,7 +9,7 @@
 #include "MacErrors.h"
 #include "host/Document.h"
 #include "host/ExportRun.h"
-#include "plugin/HostRecords.h"
+#include "records/HostRecords.h"
 
 namespace tessel::host {
 

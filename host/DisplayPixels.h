@@ -11,7 +11,7 @@
 
 #include <string>
 
-#include "plugin/HostRecords.h"
+#include "records/HostRecords.h"
 
 namespace tessel::host {
 

@@ -77,7 +77,7 @@ UInt64 pixel_fingerprint(const Document& document) {
 
 Expected<Document> read_document(const std::filesystem::path& path) {
   Expected<TiffContents> contents = read_tiff(path);
-  if (!contents) return Expected<Document>::failure(contents.error());
+  if (!contents) return failure_of(contents);
   Document document = std::move(contents->image);
   const Expected<SidecarContents> sidecar = read_sidecar(path);
   take_resources(document, contents->block, sidecar);

@@ -10,7 +10,7 @@
 #include "Files.h"
 #include "MacErrors.h"
 #include "host/Document.h"
-#include "plugin/HostRecords.h"
+#include "records/HostRecords.h"
 
 namespace tessel::host {
 

@@ -9,7 +9,7 @@
 #include "MacTypes.h"
 #include "host/Interrupt.h"
 #include "host/Progress.h"
-#include "plugin/HostRecords.h"
+#include "records/HostRecords.h"
 
 namespace tessel::host {
 

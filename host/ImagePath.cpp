@@ -4,8 +4,8 @@
 #include "MacErrors.h"
 #include "formats/RasterFormats.h"
 #include "host/Messages.h"
-#include "plugin/ResultCodes.h"
 #include "plugin/TagTheDocument.h"
+#include "records/ResultCodes.h"
 #include "support/FileUtilities.h"
 
 namespace tessel::host {

@@ -9,7 +9,7 @@
 #include "formats/TIFFFormat.h"
 #include "host/InfoCommand.h"
 #include "host/Messages.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 
 namespace tessel::host {
 

@@ -26,7 +26,7 @@ Proc symbol(void* handle, const char* name) {
 
 Expected<SInt16> open_resource_fork(const std::filesystem::path& path) {
   Expected<FSSpec> spec = platform::files::spec_from_path(path);
-  if (!spec) return Expected<SInt16>::failure(spec.error());
+  if (!spec) return failure_of(spec);
   const SInt16 file = FSpOpenResFile(&*spec, fsRdPerm);
   if (file == -1) return Expected<SInt16>::failure(ResError() != noErr ? ResError() : resFNotFound);
   return file;
@@ -47,7 +47,7 @@ Expected<std::unique_ptr<Module>> Module::load(const std::filesystem::path& path
   Expected<SInt16> fork = open_resource_fork(path);
   if (!fork) {
     dlclose(handle);
-    return Result::failure(fork.error());
+    return failure_of(fork);
   }
   std::unique_ptr<Module> module(new Module(handle, *fork));
   if (!module->acquire_ || !module->export_ || !module->trapMessage_) {

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "Expected.h"
-#include "plugin/HostRecords.h"
+#include "records/HostRecords.h"
 
 namespace tessel::host {
 

@@ -58,20 +58,15 @@ class DialogHost {
  public:
   DialogHost() : display_(NewProcReference(&display_pixels)) {
     Set(params_, kAcquireDisplayProcs, display_);
-    globals_.params = &params_;
   }
   ~DialogHost() { DisposeReference(display_); }
   DialogHost(const DialogHost&) = delete;
   DialogHost& operator=(const DialogHost&) = delete;
 
-  OSErr ask(SourceImage& image) {
-    globals_.sourceImage = &image;
-    return AskForSelection(&globals_, &image);
-  }
+  OSErr ask(SourceImage& image) { return AskForSelection(&params_, &image); }
 
  private:
   AcquireParams params_{};
-  AcquireGlobals globals_{};
   UInt32 display_;
 };
 

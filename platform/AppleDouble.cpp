@@ -63,11 +63,10 @@ constexpr std::pair<UInt32, const char*> kAttributeEntries[] = {
     {kFinderInfoEntry, kFinderInfoAttribute}, {kResourceForkEntry, kResourceForkAttribute}};
 
 Expected<std::optional<Sidecar>> read_attributes(const std::filesystem::path& file) {
-  using Result = Expected<std::optional<Sidecar>>;
   Sidecar sidecar;
   for (const auto& [id, name] : kAttributeEntries) {
     auto value = read_attribute(file, name);
-    if (!value) return Result::failure(value.error());
+    if (!value) return failure_of(value);
     if (*value) sidecar.set(id, std::move(**value));
   }
   if (sidecar.entries.empty()) return std::optional<Sidecar>();
@@ -208,13 +207,13 @@ FInfo decode_finder_info(std::span<const UInt8> bytes) {
 
 Expected<FInfo> read_finder_info(const std::filesystem::path& file) {
   auto sidecar = read_sidecar(file);
-  if (!sidecar) return Expected<FInfo>::failure(sidecar.error());
+  if (!sidecar) return failure_of(sidecar);
   if (*sidecar) {
     const std::vector<UInt8>* entry = (*sidecar)->find(kFinderInfoEntry);
     if (entry != nullptr && entry->size() >= 16) return decode_finder_info(*entry);
   }
   auto attribute = read_attribute(file, kFinderInfoAttribute);
-  if (!attribute) return Expected<FInfo>::failure(attribute.error());
+  if (!attribute) return failure_of(attribute);
   if (*attribute && (*attribute)->size() >= 16) return decode_finder_info(**attribute);
   return FInfo{FourCC("????"), FourCC("????"), 0, Point{0, 0}, 0};
 }
@@ -235,12 +234,12 @@ OSErr write_finder_info(const std::filesystem::path& file, const FInfo& info) {
 Expected<std::vector<UInt8>> read_resource_fork(const std::filesystem::path& file) {
   using Result = Expected<std::vector<UInt8>>;
   auto sidecar = read_sidecar(file);
-  if (!sidecar) return Result::failure(sidecar.error());
+  if (!sidecar) return failure_of(sidecar);
   if (*sidecar) {
     if (const std::vector<UInt8>* entry = (*sidecar)->find(kResourceForkEntry)) return *entry;
   }
   auto attribute = read_attribute(file, kResourceForkAttribute);
-  if (!attribute) return Result::failure(attribute.error());
+  if (!attribute) return failure_of(attribute);
   if (*attribute) return std::move(**attribute);
   return Result::failure(eofErr);
 }

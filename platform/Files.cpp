@@ -266,7 +266,7 @@ Expected<fs::path> catalog_target(CInfoPBRec* pb) {
   std::string name = real_name(pb->hFileInfo.ioDirID, name_of(pb->hFileInfo.ioNamePtr));
   if (index > 0) {
     auto entry = indexed_entry(*folder, index);
-    if (!entry) return Expected<fs::path>::failure(entry.error());
+    if (!entry) return failure_of(entry);
     name = *entry;
   }
   return name.empty() ? *folder : *folder / name;
@@ -276,7 +276,7 @@ Expected<fs::path> existing_file(const FSSpec* spec) {
   auto path = path_from_spec(*spec);
   if (!path) return path;
   auto info = stat_path(*path);
-  if (!info) return Expected<fs::path>::failure(info.error());
+  if (!info) return failure_of(info);
   if (S_ISDIR(info->st_mode)) return Expected<fs::path>::failure(notAFileErr);
   return path;
 }
@@ -286,7 +286,7 @@ Expected<fs::path> existing_file(const FSSpec* spec) {
 Expected<OpenFile> open_path(const fs::path& path, SInt8 permission) {
   using Result = Expected<OpenFile>;
   auto info = stat_path(path);
-  if (!info) return Result::failure(info.error());
+  if (!info) return failure_of(info);
   if (S_ISDIR(info->st_mode)) return Result::failure(notAFileErr);
   bool wantWrite = permission != fsRdPerm;
   bool mustWrite = wantWrite && permission != fsCurPerm;
@@ -320,11 +320,11 @@ Expected<SInt64> end_of_file(const OpenFile& file) {
 
 Expected<FSSpec> spec_from_path(const fs::path& path) {
   auto parts = split_existing(path);
-  if (!parts) return Expected<FSSpec>::failure(parts.error());
+  if (!parts) return failure_of(parts);
   const auto& [folder, leaf] = *parts;
   if (leaf.size() > kLongestLeaf) return Expected<FSSpec>::failure(bdNamErr);
   auto info = stat_path(folder);
-  if (!info) return Expected<FSSpec>::failure(info.error());
+  if (!info) return failure_of(info);
   FSSpec spec{};
   spec.vRefNum = volume_of(folder, info->st_dev);
   spec.parID = catalog::directory_id(folder);

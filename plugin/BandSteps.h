@@ -7,7 +7,7 @@
 #include "MacTypes.h"
 #include "References.h"
 #include "formats/RasterFormats.h"
-#include "plugin/HostRecords.h"
+#include "records/HostRecords.h"
 
 // Reports done out of total to the host, then runs its abort test; true when
 // the user asked to stop. Either callback may be missing.

@@ -9,8 +9,8 @@
 #include "MacTypes.h"
 #include "References.h"
 #include "formats/RasterFormats.h"
-#include "plugin/HostRecords.h"
-#include "plugin/ResultCodes.h"
+#include "records/HostRecords.h"
+#include "records/ResultCodes.h"
 #include "support/MemoryUtilities.h"
 
 template <class Globals>

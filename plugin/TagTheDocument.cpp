@@ -8,8 +8,8 @@
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "References.h"
-#include "plugin/ResultCodes.h"
 #include "plugin/TesselExport.h"
+#include "records/ResultCodes.h"
 
 using tessel::platform::read_big16;
 using tessel::platform::read_big32;

@@ -11,10 +11,10 @@
 #include "formats/TIFFFormat.h"
 #include "plugin/BandSteps.h"
 #include "plugin/EntryPoint.h"
-#include "plugin/ResultCodes.h"
 #include "plugin/TagTheDocument.h"
 #include "plugin/TesselAcquireAskForFile.h"
 #include "plugin/TesselAcquireReportResult.h"
+#include "records/ResultCodes.h"
 #include "selection/AskForSelection.h"
 #include "support/FileUtilities.h"
 #include "support/MemoryUtilities.h"
@@ -164,7 +164,7 @@ static bool liesInImage(const VRect& rect, const SourceImage* image) {
 // selection dialog; everything before and after it is the same run.
 static OSErr chooseSelection(AcquireGlobals* globals, SourceImage* image) {
   const VRect preset = Get(*globals->params, kAcquirePresetSelection);
-  if (isNoRect(preset)) return AskForSelection(globals, image);
+  if (isNoRect(preset)) return AskForSelection(globals->params, image);
   if (!liesInImage(preset, image)) return kPresetSelectionOutside;
   image->selection =
       Rect{SInt16(preset.top), SInt16(preset.left), SInt16(preset.bottom), SInt16(preset.right)};

@@ -1,7 +1,7 @@
 #include "plugin/TesselAcquireAskForFile.h"
 
 #include "MacErrors.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "support/MemoryUtilities.h"
 
 static constexpr SInt16 kMostFileTypes = 10;

@@ -2,8 +2,8 @@
 
 #include "MacErrors.h"
 #include "TextUtils.h"
-#include "plugin/ResultCodes.h"
 #include "plugin/ResultMessages.h"
+#include "records/ResultCodes.h"
 
 void ReportResult(OSErr code) {
   if (code == noErr || code == kUserCancelled) return;

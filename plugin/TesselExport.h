@@ -4,7 +4,7 @@
 
 #include "MacTypes.h"
 #include "formats/RasterFormats.h"
-#include "plugin/HostRecords.h"
+#include "records/HostRecords.h"
 
 // The export entry point's state, kept in the host's data slot from the first
 // call on and reused by every later run.

@@ -13,7 +13,7 @@
 #include "platform/References.h"
 #include "platform/Resources.h"
 #include "platform/Windows.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "selection/AskAnts.h"
 #include "selection/AskDefaults.h"
 #include "selection/AskGrid.h"
@@ -36,18 +36,14 @@ constexpr UInt32 kSpaceKeyBit = 0x200;
 constexpr UInt32 kCommandKeyBit = 0x8000;
 constexpr UInt32 kOptionKeyBit = 0x0004;
 
-const AcquireParams* paramsOf(const SelectionDialogState* state) {
-  return state->globals != nullptr ? state->globals->params : nullptr;
-}
-
 DisplayPixelsProc displayRoutineOf(const SelectionDialogState* state) {
-  const AcquireParams* params = paramsOf(state);
+  const AcquireParams* params = state->params;
   if (params == nullptr) return nullptr;
   return ReferenceProcAs<DisplayPixelsProc>(Get(*params, kAcquireDisplayProcs));
 }
 
 ProcessEventProcPtr processEventOf(const SelectionDialogState* state) {
-  const AcquireParams* params = paramsOf(state);
+  const AcquireParams* params = state->params;
   if (params == nullptr) return nullptr;
   return ReferenceProcAs<ProcessEventProcPtr>(Get(*params, kAcquireProcessEvent));
 }
@@ -76,7 +72,7 @@ static Boolean prepareDialogTemplate(const SelectionDialogState* state) {
   Handle dialogTemplate = GetResource(kDialogTemplateType, kSelectionDialogID);
   if (dialogTemplate == nullptr) return false;
   HNoPurge(dialogTemplate);
-  const AcquireParams* params = paramsOf(state);
+  const AcquireParams* params = state->params;
   SetUpMoveableModal(dialogTemplate,
                      params != nullptr ? Get(*params, kAcquireDialogPlatformData) : 0);
   CenterDialog(dialogTemplate);
@@ -379,11 +375,11 @@ static SInt16 runSelectionDialog(SelectionDialogState* state) {
   }
 }
 
-OSErr AskForSelection(AcquireGlobals* globals, SourceImage* image) {
+OSErr AskForSelection(const AcquireParams* params, SourceImage* image) {
   SelectionDialogState* state = nullptr;
   if (OSErr err = AllocateMemory(SInt32(sizeof(SelectionDialogState)), &state); err != noErr)
     return err;
-  state->globals = globals;
+  state->params = params;
   state->sourceImage = image;
   if (OSErr err = SetUpSelectionDialog(state); err != noErr) {
     DisposeMemory(state);

@@ -7,7 +7,7 @@
 #include "platform/Dialogs.h"
 #include "platform/Events.h"
 #include "platform/MacTypes.h"
-#include "plugin/TesselAcquire.h"
+#include "records/HostRecords.h"
 #include "selection/SelectionDialogState.h"
 
 constexpr SInt16 kSelectionDialogID = 16001;
@@ -22,14 +22,16 @@ constexpr SInt16 kImagePaneItem = 5;
 constexpr SInt16 kSelectionPaneItem = 6;
 constexpr SInt16 kFollowsPreviewItem = 14;
 
-// Shows the dialog for image, which is open and described. Returns noErr
+// Shows the dialog for image, which is open and described, with the host's
+// display routine, event routine and window data taken from params (which
+// may be null). Returns noErr
 // when the user confirmed, with the selection (image pixels, bottom and
 // right exclusive) in image->selection; 996 when the user cancelled; 999
 // when a cursor or the dialog template is missing or the dialog cannot be
 // made; the Memory Manager's error when the state or the dialog storage
 // cannot be allocated. The last selection and grid of each image are
 // remembered on confirmation only.
-OSErr AskForSelection(AcquireGlobals* globals, SourceImage* image);
+OSErr AskForSelection(const AcquireParams* params, SourceImage* image);
 
 // Loads the remembered values, the cursors and the dialog, fits and starts
 // the preview and checks the selection against it. On failure frees what it

@@ -8,7 +8,7 @@
 #include "platform/MacMemory.h"
 #include "platform/References.h"
 #include "platform/Resources.h"
-#include "plugin/BigBuffer.h"
+#include "records/BigBuffer.h"
 #include "selection/AskUtilities.h"
 #include "support/FileUtilities.h"
 #include "tiles/ResampleTile.h"

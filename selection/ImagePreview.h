@@ -8,7 +8,7 @@
 
 #include "formats/RasterFormats.h"
 #include "platform/QDOffscreen.h"
-#include "plugin/HostRecords.h"
+#include "records/HostRecords.h"
 #include "tiles/CopyTile.h"
 
 // Rows produced by one continue, and the height of the band.

@@ -12,7 +12,7 @@
 #include "platform/Dialogs.h"
 #include "platform/MacTypes.h"
 #include "platform/QDOffscreen.h"
-#include "plugin/TesselAcquire.h"
+#include "records/HostRecords.h"
 #include "selection/DrawIconFamily.h"
 #include "selection/ImagePreview.h"
 
@@ -23,9 +23,9 @@ constexpr SInt16 kAntsTracking = 2;
 
 struct SelectionDialogState {
   DialogPtr dialog;
-  Ptr dialogStorage;  // the DialogRecord, then the back reference to this state
-  AcquireGlobals* globals;
-  SourceImage* sourceImage;  // receives the selection, in image pixels, on OK
+  Ptr dialogStorage;            // the DialogRecord, then the back reference to this state
+  const AcquireParams* params;  // the host's display and event routines; may be null
+  SourceImage* sourceImage;     // receives the selection, in image pixels, on OK
   ImagePreview preview;
   SInt16 lastPreviewRow;  // bottom of the preview rows already on the screen
   UInt8 selectionExists;

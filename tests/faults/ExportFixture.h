@@ -8,8 +8,8 @@
 
 #include "formats/FormatTestSupport.h"
 #include "plugin/PluginTestSupport.h"
-#include "plugin/ResultCodes.h"
 #include "plugin/TagTheDocument.h"
+#include "records/ResultCodes.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::testing {

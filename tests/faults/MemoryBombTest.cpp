@@ -20,7 +20,7 @@
 #include "formats/RasterFormats.h"
 #include "formats/TIFFBuilder.h"
 #include "host/Document.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "support/FileUtilities.h"
 #include "tools/samples/SampleImages.h"
 

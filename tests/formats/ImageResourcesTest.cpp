@@ -10,7 +10,7 @@
 #include "Resources.h"
 #include "TempFolder.h"
 #include "formats/ImageResources.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "support/FileUtilities.h"
 
 using tessel::platform::append_big16;

@@ -5,7 +5,7 @@
 #include "MacErrors.h"
 #include "TempFolder.h"
 #include "formats/Lumen2Format.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "tools/samples/SampleImages.h"
 
 namespace samples = tessel::samples;

@@ -4,7 +4,7 @@
 #include "MacErrors.h"
 #include "TempFolder.h"
 #include "formats/RasterFormats.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "tools/samples/SampleImages.h"
 
 namespace samples = tessel::samples;

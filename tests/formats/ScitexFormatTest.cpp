@@ -4,7 +4,7 @@
 #include "MacErrors.h"
 #include "TempFolder.h"
 #include "formats/ScitexFormat.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "support/FileUtilities.h"
 #include "tools/samples/SampleImages.h"
 

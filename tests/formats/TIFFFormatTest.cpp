@@ -15,7 +15,7 @@
 #include "TIFFBuilder.h"
 #include "TempFolder.h"
 #include "formats/TIFFFormat.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 
 using namespace tessel::testing;
 

@@ -8,7 +8,7 @@
 #include "Utf8.h"
 #include "formats/FormatTestSupport.h"
 #include "formats/TIFFBuilder.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "support/MemoryUtilities.h"
 #include "tools/samples/SampleImages.h"
 

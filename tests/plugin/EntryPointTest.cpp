@@ -1,9 +1,9 @@
 #include "PluginTestSupport.h"
 #include "TextUtils.h"
-#include "plugin/ResultCodes.h"
 #include "plugin/TesselAcquire.h"
 #include "plugin/TesselAcquireReportResult.h"
 #include "plugin/TesselExportReportResult.h"
+#include "records/ResultCodes.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::testing {

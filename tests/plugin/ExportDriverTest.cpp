@@ -3,7 +3,7 @@
 #include "PluginTestSupport.h"
 #include "formats/FormatTestSupport.h"
 #include "formats/TIFFBuilder.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::testing {

@@ -1,7 +1,7 @@
 #include "PluginTestSupport.h"
-#include "plugin/ResultCodes.h"
 #include "plugin/TesselAcquireAskForFile.h"
 #include "plugin/TesselExportAskForFile.h"
+#include "records/ResultCodes.h"
 
 namespace tessel::testing {
 namespace {

@@ -23,10 +23,10 @@
 #include "TagFields.h"
 #include "TempFolder.h"
 #include "platform/DialogTestSupport.h"
-#include "plugin/HostRecords.h"
 #include "plugin/TagTheDocument.h"
 #include "plugin/TesselAcquire.h"
 #include "plugin/TesselExport.h"
+#include "records/HostRecords.h"
 
 namespace tessel::testing {
 

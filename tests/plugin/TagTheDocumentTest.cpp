@@ -4,8 +4,8 @@
 
 #include "MacErrors.h"
 #include "PluginTestSupport.h"
-#include "plugin/ResultCodes.h"
 #include "plugin/TagTheDocument.h"
+#include "records/ResultCodes.h"
 
 namespace tessel::testing {
 namespace {

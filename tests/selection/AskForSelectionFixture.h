@@ -33,7 +33,6 @@ class AskForSelectionTest : public DialogTest {
     DialogTest::SetUp();
     open_compiled(TESSEL_RESOURCE_FORK);
     Set(params_, kAcquireDisplayProcs, NewProcReference(host::display_pixels));
-    globals_.params = &params_;
   }
 
   void TearDown() override {
@@ -50,7 +49,7 @@ class AskForSelectionTest : public DialogTest {
 
   OSErr run(const std::string& script) {
     EXPECT_NE(platform::headless::use_script(script), nullptr);
-    return AskForSelection(&globals_, &image_);
+    return AskForSelection(&params_, &image_);
   }
 
   std::vector<int> selection() const { return sides(image_.selection); }
@@ -58,7 +57,6 @@ class AskForSelectionTest : public DialogTest {
   std::filesystem::path prefs_file() const { return root_ / "config/tessel/Tessel Selections"; }
 
   AcquireParams params_{};
-  AcquireGlobals globals_{};
   SourceImage image_{};
 };
 

@@ -11,7 +11,7 @@
 #include "AskForSelectionFixture.h"
 #include "MacMemory.h"
 #include "Quickdraw.h"
-#include "plugin/ResultCodes.h"
+#include "records/ResultCodes.h"
 #include "selection/AskUtilities.h"
 
 namespace {
@@ -50,7 +50,7 @@ TEST_F(SelectionDialog, PreviewItemFitsTheImageAndIsFramedOutsideP) {
     image.width = c.width;
     image.height = c.height;
     SelectionDialogState state{};
-    state.globals = &globals_;
+    state.params = &params_;
     state.sourceImage = &image;
     ASSERT_EQ(SetUpSelectionDialog(&state), noErr);
     Rect item{}, follower{}, preview{};
@@ -141,7 +141,7 @@ TEST_F(SelectionDialog, GridKeysWalkTheCellsRowByRowAndWrap) {
 // the top, as after a file was changed behind the dialog's back.
 TEST_F(SelectionDialog, PRestartsThePreviewFromTheTop) {
   SelectionDialogState state{};
-  state.globals = &globals_;
+  state.params = &params_;
   state.sourceImage = &image_;
   ASSERT_EQ(SetUpSelectionDialog(&state), noErr);
   ShowWindow(state.dialog);

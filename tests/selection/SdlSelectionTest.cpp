@@ -125,7 +125,7 @@ class SdlSelection : public AskForSelectionTest {
         auto hand = std::make_unique<Hand>(std::move(desktop));
         const Hand& watched = *hand;
         backend::install(std::move(hand));
-        found[0] = AskForSelection(&globals_, &image_);
+        found[0] = AskForSelection(&params_, &image_);
         found[1] = watched.dragged();
         const auto s = selection();
         std::copy(s.begin(), s.end(), found.begin() + 2);

@@ -2,7 +2,7 @@
 
 #include "MacErrors.h"
 #include "MacMemory.h"
-#include "plugin/BigBuffer.h"
+#include "records/BigBuffer.h"
 #include "support/ZoneBudgets.h"
 
 namespace mem = tessel::platform::memory;

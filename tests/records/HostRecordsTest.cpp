@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "References.h"
-#include "plugin/HostRecords.h"
+#include "records/HostRecords.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "plugin/BigBuffer.h"
+#include "records/BigBuffer.h"
 
 #include "MacErrors.h"
 #include "MacMemory.h"
