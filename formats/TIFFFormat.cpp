@@ -4,8 +4,8 @@
 #include <climits>
 
 #include "MacErrors.h"
-#include "plugin/BigBuffer.h"
-#include "plugin/ResultCodes.h"
+#include "formats/FormatCodes.h"
+#include "formats/TIFFDirectory.h"
 #include "support/FileUtilities.h"
 #include "support/MemoryUtilities.h"
 #include "support/SortedList.h"
@@ -68,9 +68,7 @@ constexpr SInt32 kColorMapBytes = 768;
 
 }  // namespace
 
-SInt16 Min16(SInt16 a, SInt16 b) { return a < b ? a : b; }
 SInt32 Min32(SInt32 a, SInt32 b) { return a < b ? a : b; }
-SInt32 Max32(SInt32 a, SInt32 b) { return a > b ? a : b; }
 
 // The file calls take signed 32-bit positions. A TIFF offset or a computed
 // position beyond that cannot be reached, which for every file we can open
@@ -266,9 +264,9 @@ static OSErr parsePredictor(TIFFState* state) {
 // other readers take it so, and writing it as strips would put the pixels
 // in the wrong places.
 static OSErr parseTileWidth(TIFFState* state) {
-  ParseLong(state, 1, INT32_MAX);
-  if (state->parseError == noErr) state->tiled = 1;
-  return state->parseError;
+  OSErr err = parseLongInto(state, 1, INT32_MAX, &state->tileWidth);
+  if (err == noErr) state->tiled = 1;
+  return err;
 }
 
 static OSErr parseTileLength(TIFFState* state) {
@@ -567,11 +565,15 @@ static UInt8 needsInversion(const TIFFState* state) {
   return 0;
 }
 
+static OSErr checkTileSizes(const TIFFState* state);
+
 OSErr TIFFFormatOpen(TIFFState* state, const FSSpec* file) {
   *state = TIFFState{};
   state->fileSpec = *file;
   if (OSErr err = OpenFile(file, &state->refNum); err != noErr) return err;
-  if (OSErr err = readDirectory(state); err != noErr) {
+  OSErr err = readDirectory(state);
+  if (err == noErr) err = checkTileSizes(state);
+  if (err != noErr) {
     CloseFile(state->refNum);
     state->refNum = 0;
     return err;
@@ -597,145 +599,85 @@ OSErr TIFFFormatClose(TIFFState* state) {
 
 // ---- Pixels
 
-static SInt32 rowBytesOf(const TIFFState* state) {
-  return state->imageWidth * state->samplesPerPixel;
+static SInt32 planesPerBlock(const TIFFState* state) {
+  return state->planarConfiguration == 2 ? 1 : state->samplesPerPixel;
 }
 
-OSErr SeekToRow(TIFFState* state, SInt32 row, TileArea* span) {
-  SInt32 rows = state->rowsPerStrip;
-  // The directory does not promise that the strips cover every row; a row
-  // without a strip is a layout we cannot handle, never an index past the array.
-  if (rows <= 0 || row < 0 || state->stripOffsets == nullptr) return kTIFFNotHandled;
-  UInt32 strip = UInt32(row) / UInt32(rows);
-  if (strip >= UInt32(state->stripCount)) return kTIFFNotHandled;
-  SInt32 top = SInt32(strip) * rows;
-  UInt64 position =
-      UInt64(state->stripOffsets[strip]) + UInt64(row - top) * UInt64(rowBytesOf(state));
-  if (OSErr err = seekToOffset(state->refNum, position); err != noErr) return err;
-  span->top = top;
-  span->left = 0;
-  span->bottom = Min32(INT32_MAX - rows, top) + rows;  // a huge TileLength must not overflow
-  span->right = state->imageWidth;
+// Tiles are written whole in their rows' width: an uncompressed tile that
+// claims fewer bytes than a full tile would have its neighbour overwritten.
+static OSErr checkTileSizes(const TIFFState* state) {
+  if (state->tiled == 0 || state->compression != 1 || state->stripByteCounts == nullptr) {
+    return noErr;
+  }
+  const SInt32 width = state->tileWidth > 0 ? state->tileWidth : state->imageWidth;
+  const UInt64 rowBits = UInt64(width) * UInt64(planesPerBlock(state)) * state->bitsPerSample;
+  const UInt64 full = (rowBits + 7) / 8 * UInt64(std::max<SInt32>(state->rowsPerStrip, 0));
+  for (SInt32 i = 0; i < state->stripCount; ++i) {
+    if (state->stripByteCounts[i] < full) return kTIFFNotHandled;
+  }
   return noErr;
 }
 
-// Only uncompressed, chunky, stripped 8-bit files are moved in place
-// (TIFF 6.0, sections 3 and 4 with PlanarConfiguration 1).
-static OSErr refuseLayout(const TIFFState* state) {
-  if (state->tiled != 0 || state->planarConfiguration == 2 || state->compression != 1 ||
-      state->bitsPerSample != 8) {
+// A tile size given over strip offsets, or one size alone, leaves the other
+// as the image's: TileLength falls back to RowsPerStrip (or ImageLength).
+static SInt32 blockWidthOf(const TIFFState* state) {
+  return state->tiled != 0 && state->tileWidth > 0 ? state->tileWidth : state->imageWidth;
+}
+
+static SInt32 blocksAlong(SInt32 pixels, SInt32 blockPixels) {
+  return SInt32((SInt64(pixels) + blockPixels - 1) / blockPixels);
+}
+
+// Samples are handed to the host with 0 as black; a* and b* are signed in
+// the file (TIFF 6.0, section 23), offset binary in memory; the file counts
+// ink up from 0 (section 16) unless a DotRange says otherwise, the host
+// counts it down from 255, and planes past the four inks are extra samples.
+static SampleConversion conversionOf(const TIFFState* state) {
+  SampleConversion conversion{};
+  if (state->invert != 0) conversion.invertEnd = state->samplesPerPixel;
+  if (state->photometricInterpretation == kCIELab) conversion = {0, 0, 1, 3};
+  if (state->photometricInterpretation == kSeparated && state->dotRangeAscending != 0) {
+    conversion = {0, 4, 0, 0};
+  }
+  return conversion;
+}
+
+static OSErr tiffGeometryOf(const TIFFState* state, BlockGeometry* geometry) {
+  if (state->compression != 1 || state->bitsPerSample != 8 || state->stripOffsets == nullptr) {
     return kFormatFailure;
   }
+  const SInt32 width = blockWidthOf(state);
+  const SInt32 height = state->rowsPerStrip;
+  if (width <= 0 || height <= 0) return kTIFFNotHandled;
+  const SInt32 group = planesPerBlock(state);
+  if (SInt64(width) * group > INT32_MAX) return kTIFFNotHandled;
+  BlockGeometry g{};
+  g.width = state->imageWidth;
+  g.height = state->imageLength;
+  g.planes = state->samplesPerPixel;
+  g.blockWidth = width;
+  g.blockHeight = height;
+  g.blocksAcross = blocksAlong(g.width, width);
+  g.blocksDown = blocksAlong(g.height, height);
+  g.groupPlanes = g.colBytes = group;
+  g.rowBytes = width * group;
+  g.offsets = state->stripOffsets;
+  g.conversion = conversionOf(state);
+  // Blocks that leave samples uncovered are a layout we cannot handle,
+  // never an index past the offsets.
+  if (BlockCount(g) > state->stripCount) return kTIFFNotHandled;
+  *geometry = g;
   return noErr;
 }
 
-// Checked once before any pixel moves, so that a write never stops half-way
-// for a reason known in advance. Strips that leave rows uncovered make the
-// file one we cannot handle (as at open); a box outside the image is the
-// caller's mistake, a failure without a code of its own.
-static OSErr checkArea(const TIFFState* state, const TileArea& area) {
-  if (state->rowsPerStrip <= 0 ||
-      SInt64(state->stripCount) * state->rowsPerStrip < state->imageLength) {
-    return kTIFFNotHandled;
-  }
-  bool inside = area.top >= 0 && area.bottom <= state->imageLength && area.left >= 0 &&
-                area.left <= area.right && area.right <= state->imageWidth &&
-                area.firstPlane >= 0 && area.firstPlane <= area.endPlane &&
-                area.endPlane <= state->samplesPerPixel;
-  return inside ? noErr : kFormatFailure;
-}
-
-static TileArea withPlanes(const TileArea& box, SInt32 firstPlane, SInt32 endPlane) {
-  TileArea cut = box;
-  cut.firstPlane = Max32(box.firstPlane, firstPlane);
-  cut.endPlane = Min32(box.endPlane, endPlane);
-  return cut;
-}
-
-// Every change here is its own inverse, so the same steps serve both ways.
-static void convertFileData(const TIFFState* state, const Tile& buffer, const TileArea& box) {
-  if (state->invert != 0) InvertTile(buffer, box);
-  // a* and b* are signed in the file (TIFF 6.0, section 23), offset binary in memory.
-  if (state->photometricInterpretation == kCIELab && state->bitsPerSample == 8) {
-    TileArea chroma = withPlanes(box, 1, 3);
-    if (chroma.firstPlane < chroma.endPlane) ToggleSignTile(buffer, chroma);
-  }
-  // The file counts ink up from 0 (TIFF 6.0, section 16) unless a DotRange
-  // says otherwise; the host counts it down from 255. Planes past the four
-  // inks are extra samples and stay as they are.
-  if (state->photometricInterpretation == kSeparated && state->dotRangeAscending != 0) {
-    TileArea inks = withPlanes(box, 0, 4);
-    if (inks.firstPlane < inks.endPlane) InvertTile(buffer, inks);
-  }
-}
-
-static void fixFileDataAfterRead(const TIFFState* state, const Tile& buffer, const TileArea& box) {
-  convertFileData(state, buffer, box);
-}
-
-static void fixFileDataBeforeWrite(const TIFFState* state, const Tile& buffer,
-                                   const TileArea& box) {
-  convertFileData(state, buffer, box);
-}
-
-// The file is positioned at the band's first row.
-static OSErr getBand(TIFFState* state, const Tile& tile, const Tile& buffer, const TileArea& box) {
-  SInt32 bytes = (box.bottom - box.top) * buffer.rowBytes;
-  if (OSErr err = ReadBytes(state->refNum, bytes, buffer.data); err != noErr) return err;
-  fixFileDataAfterRead(state, buffer, box);
-  CopyTile(buffer, box, tile, box);
-  return noErr;
-}
-
-// Whole rows go back, so the bytes outside the box are written with the
-// values just read.
-static OSErr putBand(TIFFState* state, const Tile& tile, const Tile& buffer, const TileArea& box) {
-  SInt32 bytes = (box.bottom - box.top) * buffer.rowBytes;
-  SInt32 position = 0;
-  if (OSErr err = GetPosition(state->refNum, &position); err != noErr) return err;
-  if (OSErr err = ReadBytes(state->refNum, bytes, buffer.data); err != noErr) return err;
-  CopyTile(tile, box, buffer, box);
-  fixFileDataBeforeWrite(state, buffer, box);
-  if (OSErr err = SeekTo(state->refNum, position); err != noErr) return err;
-  return WriteBytes(state->refNum, bytes, buffer.data);
-}
-
-using BandMover = OSErr (*)(TIFFState*, const Tile&, const Tile&, const TileArea&);
-
-// Bands of whole file rows: as many as the big buffer holds, never across a
-// strip, so that each band is one seek and one contiguous read.
-static OSErr moveBands(TIFFState* state, const Tile& tile, const TileArea& area, BandMover move) {
-  if (OSErr err = refuseLayout(state); err != noErr) return err;
-  if (OSErr err = checkArea(state, area); err != noErr) return err;
-  if (area.bottom <= area.top) return noErr;
-  SInt32 rowBytes = rowBytesOf(state);
-  SInt32 granted = 0;
-  Ptr address = nullptr;
-  SInt32 wanted = Min32(area.bottom - area.top, state->rowsPerStrip);
-  if (OSErr err = AllocateBigBuffer(rowBytes, wanted, &granted, &address); err != noErr) {
-    return err;
-  }
-  Tile buffer{reinterpret_cast<UInt8*>(address),
-              TileArea{0, 0, 0, state->imageWidth, 0, state->samplesPerPixel}, rowBytes,
-              state->samplesPerPixel, 0};
-  TileArea box = area;
-  OSErr err = noErr;
-  for (SInt32 row = area.top; row < area.bottom; row = box.bottom) {
-    TileArea span{};
-    if ((err = SeekToRow(state, row, &span)) != noErr) break;
-    SInt32 end = Min32(Min32(row + granted, area.bottom), span.bottom);
-    buffer.area.top = box.top = row;
-    buffer.area.bottom = box.bottom = end;
-    if ((err = move(state, tile, buffer, box)) != noErr) break;
-  }
-  DisposeBigBuffer(address);
-  return err;
+OSErr TIFFFormatGeometry(const TIFFState* state, BlockGeometry* geometry) {
+  return tiffGeometryOf(state, geometry);
 }
 
 // One row of a strip: all samples of the row, or one plane's when the planes
 // are stored apart, packed into whole bytes (TIFF 6.0, section 7).
 static UInt64 stripRowBytes(const TIFFState* state) {
-  const UInt64 samples = state->planarConfiguration == 2 ? 1 : state->samplesPerPixel;
+  const UInt64 samples = UInt64(planesPerBlock(state));
   return (UInt64(state->imageWidth) * samples * state->bitsPerSample + 7) / 8;
 }
 
@@ -771,10 +713,87 @@ UInt64 TIFFFormatDataEnd(const TIFFState* state) {
   return geometricDataEnd(state);
 }
 
-OSErr TIFFFormatGetTile(TIFFState* state, const Tile& tile, const TileArea& area) {
-  return moveBands(state, tile, area, getBand);
+// ---- The format's table
+
+static SInt16 tiffMode(const TIFFState* state) {
+  switch (state->photometricInterpretation) {
+    case 0:
+    case 1: return state->bitsPerSample == 1 ? kBitmapMode : kGrayscaleMode;
+    case 2: return kRGBMode;
+    case 3: return kIndexedMode;
+    case 5: return kCMYKMode;
+    case 8: return kLabMode;
+    default: return kUnsupportedMode;
+  }
 }
 
-OSErr TIFFFormatPutTile(TIFFState* state, const Tile& tile, const TileArea& area) {
-  return moveBands(state, tile, area, putBand);
+static float tiffResolution(float value, UInt16 unit) {
+  return unit == 3 ? float(double(value) * 2.54) : value;
 }
+
+static void describeTIFF(const void* raw, SourceImage* image) {
+  const auto* state = static_cast<const TIFFState*>(raw);
+  image->mode = tiffMode(state);
+  image->depth = SInt16(state->bitsPerSample);
+  image->planar = state->planarConfiguration != 1 ? 1 : 0;
+  image->width = state->imageWidth;
+  image->height = state->imageLength;
+  image->channels = SInt16(state->samplesPerPixel);
+  image->colorTable = state->colorMap;
+  image->hResolution = tiffResolution(state->xResolution, state->resolutionUnit);
+  image->vResolution = tiffResolution(state->yResolution, state->resolutionUnit);
+}
+
+static void tiffLayout(const void* raw, FormatLayout* layout) {
+  const auto* state = static_cast<const TIFFState*>(raw);
+  BlockGeometry geometry{};
+  if (tiffGeometryOf(state, &geometry) == noErr) PlainLayout(geometry, layout);
+  layout->compression = state->compression;
+  layout->planarConfiguration = state->planarConfiguration;
+  layout->predictor = state->predictor;
+  layout->fillOrder = state->fillOrder;
+  layout->tiled = state->tiled;
+  layout->refusedTag = state->refusedTag;
+  layout->refusedValue = state->refusedValue;
+}
+
+// Planes and tiles are moved wherever the geometry holds; what is left of
+// 116, 119 and 122 are planar or tiled files whose blocks it cannot describe.
+static OSErr unmovableLayout(const TIFFState* state, OSErr planar, OSErr tiled) {
+  BlockGeometry geometry{};
+  if (tiffGeometryOf(state, &geometry) == noErr) return noErr;
+  if (state->planarConfiguration != 1) return planar;
+  return state->tiled != 0 ? tiled : noErr;
+}
+
+// In the order the user is told about them.
+static OSErr tiffVerdict(const void* raw, Boolean write) {
+  const auto* state = static_cast<const TIFFState*>(raw);
+  if (write) {
+    if (state->compression != 1 || state->predictor != 1) return kTIFFCompressionNotWritable;
+    if (state->fillOrder != 1) return kTIFFLayoutNotWritable;
+    return unmovableLayout(state, kTIFFLayoutNotWritable, kTIFFLayoutNotWritable);
+  }
+  if (state->compression != 1) return kTIFFCompressed;
+  if (state->predictor != 1) return kTIFFPredictor;
+  if (state->fillOrder != 1) return kTIFFFillOrder;
+  return unmovableLayout(state, kTIFFPlanar, kTIFFTiled);
+}
+
+const FormatOps kTIFFOps{
+    kTIFFFormat,
+    {".TIF", ".TIFF"},
+    sizeof(TIFFState),
+    [](void* state, const FSSpec* file) {
+      return TIFFFormatOpen(static_cast<TIFFState*>(state), file);
+    },
+    describeTIFF,
+    [](const void* state, BlockGeometry* geometry) {
+      return tiffGeometryOf(static_cast<const TIFFState*>(state), geometry);
+    },
+    tiffLayout,
+    tiffVerdict,
+    [](const void* state) { return TIFFFormatDataEnd(static_cast<const TIFFState*>(state)); },
+    [](const void* state) { return static_cast<const TIFFState*>(state)->refNum; },
+    [](void* state) { return TIFFFormatClose(static_cast<TIFFState*>(state)); },
+};

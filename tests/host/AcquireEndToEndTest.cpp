@@ -140,10 +140,19 @@ TEST_F(AcquireEndToEnd, RefusalsShowThePluginsMessageAndLeaveNoDocument) {
   tiff("gray16.tif", {.bitsPerSample = 16}, 106);
   tiff("gray4.tif", {.bitsPerSample = 4}, 114);
   tiff("lzw.tif", {.compression = 5}, 115);
-  tiff("planar.tif", {.samplesPerPixel = 4, .photometric = 5, .planarConfiguration = 2}, 116);
+  // Planes and tiles are refused only where their blocks leave samples uncovered.
+  const UInt16 kLong = samples::tiff_type::kLong;
+  tiff("planar.tif",
+       {.samplesPerPixel = 4,
+        .photometric = 5,
+        .planarConfiguration = 2,
+        .extraFields = {{273, kLong, {8}}, {279, kLong, {64 * 48}}}},
+       116);
   tiff("predictor.tif", {.predictor = 2}, 117);
   tiff("fill.tif", {.fillOrder = 2}, 118);
-  tiff("tiled.tif", {.tiles = samples::TiffTiles{}}, 119);
+  tiff("tiled.tif",
+       {.tiles = samples::TiffTiles{}, .extraFields = {{324, kLong, {8}}, {325, kLong, {256}}}},
+       119);
   // Modes through the native format, which stores any mode number.
   const std::vector<std::pair<SInt16, int>> modes{
       {0, 100}, {2, 101}, {5, 102}, {6, 103}, {7, 104}, {8, 105}, {10, 106}, {11, 107}, {12, 108}};
