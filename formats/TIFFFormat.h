@@ -11,10 +11,6 @@ struct TIFFState {
   FSSpec fileSpec;
   SInt16 refNum;        // 0 when closed
   SInt16 littleEndian;  // 1 for "II", 0 for "MM"; the byte order of every read
-  UInt16 currentTag;
-  UInt16 currentType;
-  UInt32 currentCount;
-  OSErr parseError;
   ImageResourceList imageResources;
   UInt32 firstIFDOffset;
   UInt32 nextIFDOffset;
