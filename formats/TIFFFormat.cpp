@@ -613,25 +613,25 @@ static SInt32 planesPerBlock(const TIFFState* state) {
   return state->planarConfiguration == 2 ? 1 : state->samplesPerPixel;
 }
 
+// A tile size given over strip offsets, or one size alone, leaves the other
+// as the image's: TileLength falls back to RowsPerStrip (or ImageLength).
+static SInt32 blockWidthOf(const TIFFState* state) {
+  return state->tiled != 0 && state->tileWidth > 0 ? state->tileWidth : state->imageWidth;
+}
+
 // Tiles are written whole in their rows' width: an uncompressed tile that
 // claims fewer bytes than a full tile would have its neighbour overwritten.
 static OSErr checkTileSizes(const TIFFState* state) {
   if (state->tiled == 0 || state->compression != 1 || state->stripByteCounts == nullptr) {
     return noErr;
   }
-  const SInt32 width = state->tileWidth > 0 ? state->tileWidth : state->imageWidth;
-  const UInt64 rowBits = UInt64(width) * UInt64(planesPerBlock(state)) * state->bitsPerSample;
+  const UInt64 rowBits =
+      UInt64(blockWidthOf(state)) * UInt64(planesPerBlock(state)) * state->bitsPerSample;
   const UInt64 full = (rowBits + 7) / 8 * UInt64(std::max<SInt32>(state->rowsPerStrip, 0));
   for (SInt32 i = 0; i < state->stripCount; ++i) {
     if (state->stripByteCounts[i] < full) return kTIFFNotHandled;
   }
   return noErr;
-}
-
-// A tile size given over strip offsets, or one size alone, leaves the other
-// as the image's: TileLength falls back to RowsPerStrip (or ImageLength).
-static SInt32 blockWidthOf(const TIFFState* state) {
-  return state->tiled != 0 && state->tileWidth > 0 ? state->tileWidth : state->imageWidth;
 }
 
 static SInt32 blocksAlong(SInt32 pixels, SInt32 blockPixels) {
@@ -652,7 +652,7 @@ static SampleConversion conversionOf(const TIFFState* state) {
   return conversion;
 }
 
-static OSErr tiffGeometryOf(const TIFFState* state, BlockGeometry* geometry) {
+OSErr TIFFFormatGeometry(const TIFFState* state, BlockGeometry* geometry) {
   if (state->compression != 1 || state->bitsPerSample != 8 || state->stripOffsets == nullptr) {
     return kFormatFailure;
   }
@@ -678,10 +678,6 @@ static OSErr tiffGeometryOf(const TIFFState* state, BlockGeometry* geometry) {
   if (BlockCount(g) > state->stripCount) return kTIFFNotHandled;
   *geometry = g;
   return noErr;
-}
-
-OSErr TIFFFormatGeometry(const TIFFState* state, BlockGeometry* geometry) {
-  return tiffGeometryOf(state, geometry);
 }
 
 // One row of a strip: all samples of the row, or one plane's when the planes
@@ -757,7 +753,7 @@ static void describeTIFF(const void* raw, SourceImage* image) {
 static void tiffLayout(const void* raw, FormatLayout* layout) {
   const auto* state = static_cast<const TIFFState*>(raw);
   BlockGeometry geometry{};
-  if (tiffGeometryOf(state, &geometry) == noErr) PlainLayout(geometry, layout);
+  if (TIFFFormatGeometry(state, &geometry) == noErr) PlainLayout(geometry, layout);
   layout->compression = state->compression;
   layout->planarConfiguration = state->planarConfiguration;
   layout->predictor = state->predictor;
@@ -771,7 +767,7 @@ static void tiffLayout(const void* raw, FormatLayout* layout) {
 // 116, 119 and 122 are planar or tiled files whose blocks it cannot describe.
 static OSErr unmovableLayout(const TIFFState* state, OSErr planar, OSErr tiled) {
   BlockGeometry geometry{};
-  if (tiffGeometryOf(state, &geometry) == noErr) return noErr;
+  if (TIFFFormatGeometry(state, &geometry) == noErr) return noErr;
   if (state->planarConfiguration != 1) return planar;
   return state->tiled != 0 ? tiled : noErr;
 }
@@ -799,7 +795,7 @@ const FormatOps kTIFFOps{
     },
     describeTIFF,
     [](const void* state, BlockGeometry* geometry) {
-      return tiffGeometryOf(static_cast<const TIFFState*>(state), geometry);
+      return TIFFFormatGeometry(static_cast<const TIFFState*>(state), geometry);
     },
     tiffLayout,
     tiffVerdict,
