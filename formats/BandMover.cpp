@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <climits>
 
 #include "MacErrors.h"
 #include "formats/BlockGeometry.h"
@@ -33,7 +32,7 @@ OSErr disposePlain(Ptr address) { return DisposeMemory(address); }
 constexpr ScratchAllocator kPlainScratch{allocatePlain, disposePlain};
 ScratchAllocator gScratch = kPlainScratch;
 
-// The box and the run of block rows being moved, all in image coordinates.
+// Rows top to bottom of block row down of a plane group, in image rows.
 struct Run {
   SInt32 group;
   SInt32 down;
@@ -51,13 +50,6 @@ bool outside(const BlockGeometry& g, const TileArea& a) {
 
 bool empty(const TileArea& a) {
   return a.bottom <= a.top || a.right <= a.left || a.endPlane <= a.firstPlane;
-}
-
-// The file positions we can reach are signed 32-bit; one past them lies, for
-// every file we can open, past the end.
-OSErr seekTo(SInt16 refNum, UInt64 position) {
-  if (position > UInt64(INT32_MAX)) return eofErr;
-  return SeekTo(refNum, SInt32(position));
 }
 
 void convert(const SampleConversion& c, const Tile& buffer, const TileArea& box) {
@@ -90,7 +82,7 @@ OSErr moveBlockRows(SInt16 refNum, const BlockGeometry& g, const Run& run, SInt3
                      SInt32(std::min<SInt64>(area.right, SInt64(blockLeft) + g.blockWidth)),
                      std::max(area.firstPlane, firstPlane),
                      std::min(area.endPlane, firstPlane + g.groupPlanes)};
-  if (OSErr err = seekTo(refNum, position); err != noErr) return err;
+  if (OSErr err = SeekToOffset(refNum, position); err != noErr) return err;
   if (OSErr err = ReadBytes(refNum, bytes, scratch); err != noErr) return err;
   if (!write) {
     convert(g.conversion, buffer, box);
@@ -99,7 +91,7 @@ OSErr moveBlockRows(SInt16 refNum, const BlockGeometry& g, const Run& run, SInt3
   }
   CopyTile(tile, box, buffer, box);
   convert(g.conversion, buffer, box);
-  if (OSErr err = seekTo(refNum, position); err != noErr) return err;
+  if (OSErr err = SeekToOffset(refNum, position); err != noErr) return err;
   return WriteBytes(refNum, bytes, scratch);
 }
 

@@ -70,14 +70,6 @@ constexpr SInt32 kColorMapBytes = 768;
 
 SInt32 Min32(SInt32 a, SInt32 b) { return a < b ? a : b; }
 
-// The file calls take signed 32-bit positions. A TIFF offset or a computed
-// position beyond that cannot be reached, which for every file we can open
-// means it lies past the end: we answer as the platform would there.
-static OSErr seekToOffset(SInt16 file, UInt64 position) {
-  if (position > UInt64(INT32_MAX)) return eofErr;
-  return SeekTo(file, SInt32(position));
-}
-
 UInt16 TagTypeSize(UInt16 type) {
   switch (type) {
     case kShortType:
@@ -285,7 +277,7 @@ static OSErr checkArrayFits(TIFFWalk* walk) {
   SInt32 here = 0;
   if (OSErr err = GetPosition(walk->state->refNum, &here); err != noErr) return err;
   UInt64 end = UInt64(here) + UInt64(TagTypeSize(walk->type)) * walk->count;
-  if (OSErr err = seekToOffset(walk->state->refNum, end); err != noErr) return err;
+  if (OSErr err = SeekToOffset(walk->state->refNum, end); err != noErr) return err;
   return SeekTo(walk->state->refNum, here);
 }
 
@@ -331,7 +323,7 @@ static OSErr readColorMapPass(TIFFWalk* walk, SInt32 start, SInt32 maximum, bool
   int shift = maximum > 255 ? 8 : 0;
   UInt64 channelBytes = UInt64(perChannel) * TagTypeSize(walk->type);
   for (UInt32 channel = 0; channel < 3; ++channel) {
-    if (OSErr err = seekToOffset(walk->state->refNum, UInt64(start) + channel * channelBytes);
+    if (OSErr err = SeekToOffset(walk->state->refNum, UInt64(start) + channel * channelBytes);
         err != noErr) {
       return err;
     }
@@ -455,7 +447,7 @@ OSErr ParseIFDEntry(TIFFWalk* walk) {
     UInt32 valueOffset = 0;
     if (OSErr err = ReadLong(file, walk->state->littleEndian, &valueOffset); err != noErr)
       return err;
-    if (OSErr err = seekToOffset(file, valueOffset); err != noErr) return err;
+    if (OSErr err = SeekToOffset(file, valueOffset); err != noErr) return err;
   }
   return ParseTag(walk);
 }
@@ -469,7 +461,7 @@ static UInt64 entryPosition(UInt32 directory, SInt32 index) {
 static OSErr sortEntriesByTag(TIFFWalk* walk, UInt32 directory, SInt16 count, SortedList* list) {
   for (SInt32 i = 0; i < count; ++i) {
     UInt16 tag = 0;
-    if (OSErr err = seekToOffset(walk->state->refNum, entryPosition(directory, i)); err != noErr) {
+    if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(directory, i)); err != noErr) {
       return err;
     }
     if (OSErr err = ReadWord(walk->state->refNum, walk->state->littleEndian, &tag); err != noErr)
@@ -486,7 +478,7 @@ static OSErr parseEntriesInTagOrder(TIFFWalk* walk, UInt32 directory, SInt16 cou
                                     const SortedList* list) {
   for (SInt32 rank = 0; rank < count; ++rank) {
     SInt32 index = GetSortedListValueByIndex(list, rank);
-    if (OSErr err = seekToOffset(walk->state->refNum, entryPosition(directory, index));
+    if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(directory, index));
         err != noErr) {
       return err;
     }
@@ -496,7 +488,7 @@ static OSErr parseEntriesInTagOrder(TIFFWalk* walk, UInt32 directory, SInt16 cou
 }
 
 static OSErr readNextOffset(TIFFWalk* walk, UInt32 directory, SInt16 count, UInt32* next) {
-  if (OSErr err = seekToOffset(walk->state->refNum, entryPosition(directory, count));
+  if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(directory, count));
       err != noErr) {
     return err;
   }
@@ -505,7 +497,7 @@ static OSErr readNextOffset(TIFFWalk* walk, UInt32 directory, SInt16 count, UInt
 
 OSErr ParseIFD(TIFFWalk* walk, UInt32 offset, UInt32* nextOffset) {
   UInt16 rawCount = 0;
-  if (OSErr err = seekToOffset(walk->state->refNum, offset); err != noErr) return err;
+  if (OSErr err = SeekToOffset(walk->state->refNum, offset); err != noErr) return err;
   if (OSErr err = ReadWord(walk->state->refNum, walk->state->littleEndian, &rawCount);
       err != noErr) {
     return err;
