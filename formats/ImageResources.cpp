@@ -4,7 +4,7 @@
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "Resources.h"
-#include "records/ResultCodes.h"
+#include "formats/FormatCodes.h"
 #include "support/FileUtilities.h"
 #include "support/MemoryUtilities.h"
 #include "support/PStringUtilities.h"

@@ -1,12 +1,11 @@
 #include "formats/Lumen2Format.h"
 
-#include <algorithm>
 #include <climits>
 
 #include "MacErrors.h"
 #include "MacMemory.h"
-#include "records/BigBuffer.h"
-#include "records/ResultCodes.h"
+#include "formats/FormatCodes.h"
+#include "formats/FormatTable.h"
 #include "support/FileUtilities.h"
 #include "support/MemoryUtilities.h"
 
@@ -89,57 +88,19 @@ OSErr Lumen2FormatOpen(NativeV2State* state, const FSSpec* file) {
   return noErr;
 }
 
-OSErr SeekToChannelAndRow(NativeV2State* state, SInt16 channel, SInt32 row) {
-  return SeekTo(state->refNum, channel * (state->columns * state->rows) + row * state->columns);
-}
-
-// Moves one channel's rows of the area in bands of whole rows; writing reads
-// each band first so that columns outside the area keep their bytes.
-static OSErr moveChannel(NativeV2State* state, const Tile& tile, const TileArea& area,
-                         SInt16 channel, Ptr buffer, SInt32 granted, bool write) {
-  OSErr err = noErr;
-  for (SInt32 row = area.top; row < area.bottom && err == noErr;) {
-    SInt32 rows = std::min(granted, area.bottom - row);
-    SInt32 bytes = rows * state->columns;
-    Tile band{reinterpret_cast<UInt8*>(buffer),
-              TileArea{0, 0, rows, state->columns, channel, channel + 1}, state->columns, 1, 0};
-    TileArea inBand{0, area.left, rows, area.right, channel, channel + 1};
-    TileArea inTile{row, area.left, row + rows, area.right, channel, channel + 1};
-    err = SeekToChannelAndRow(state, channel, row);
-    if (err == noErr) err = ReadBytes(state->refNum, bytes, buffer);
-    if (err == noErr && !write) CopyTile(band, inBand, tile, inTile);
-    if (err == noErr && write) {
-      CopyTile(tile, inTile, band, inBand);
-      err = SeekToChannelAndRow(state, channel, row);
-      if (err == noErr) err = WriteBytes(state->refNum, bytes, buffer);
-    }
-    row += rows;
-  }
-  return err;
-}
-
-static OSErr moveArea(NativeV2State* state, const Tile& tile, const TileArea& area, bool write) {
-  SInt32 granted = 0;
-  Ptr buffer = nullptr;
-  if (OSErr err = AllocateBigBuffer(state->columns, area.bottom - area.top, &granted, &buffer);
-      err != noErr) {
-    return err;
-  }
-  OSErr err = noErr;
-  for (SInt16 channel = SInt16(area.firstPlane); channel < area.endPlane && err == noErr;
-       ++channel) {
-    err = moveChannel(state, tile, area, channel, buffer, granted, write);
-  }
-  DisposeBigBuffer(buffer);
-  return err;
-}
-
-OSErr Lumen2FormatGetTile(NativeV2State* state, const Tile& tile, const TileArea& area) {
-  return moveArea(state, tile, area, false);
-}
-
-OSErr Lumen2FormatPutTile(NativeV2State* state, const Tile& tile, const TileArea& area) {
-  return moveArea(state, tile, area, true);
+// The channels are whole planes one after another: one block per plane.
+static OSErr nativeGeometry(const void* raw, BlockGeometry* geometry) {
+  const auto* state = static_cast<const NativeV2State*>(raw);
+  *geometry = BlockGeometry{};
+  geometry->width = geometry->blockWidth = state->columns;
+  geometry->height = geometry->blockHeight = state->rows;
+  geometry->planes = state->channels;
+  geometry->groupPlanes = 1;
+  geometry->blocksAcross = geometry->blocksDown = 1;
+  geometry->rowBytes = state->columns;
+  geometry->colBytes = 1;
+  geometry->blockStride = UInt64(state->rows) * UInt64(state->columns);
+  return noErr;
 }
 
 OSErr Lumen2FormatClose(NativeV2State* state) {
@@ -158,3 +119,42 @@ OSErr Lumen2FormatClose(NativeV2State* state) {
 UInt64 Lumen2FormatDataEnd(const NativeV2State* state) {
   return UInt64(state->channels) * UInt64(state->rows) * UInt64(state->columns);
 }
+
+static SInt16 nativeMode(SInt16 stored) {
+  return stored >= 0 && stored <= 11 ? stored : kUnsupportedMode;
+}
+
+static void describeNative(const void* raw, SourceImage* image) {
+  const auto* state = static_cast<const NativeV2State*>(raw);
+  image->mode = nativeMode(state->mode);
+  image->depth = 8;
+  image->planar = 1;
+  image->width = state->columns;
+  image->height = state->rows;
+  image->channels = SInt16(state->channels);
+  image->colorTable = state->colorTable;
+  image->hResolution = float(double(float(state->hResolution)) / 65536.0);
+  image->vResolution = float(double(float(state->vResolution)) / 65536.0);
+}
+
+static void nativeLayout(const void* state, FormatLayout* layout) {
+  BlockGeometry geometry{};
+  nativeGeometry(state, &geometry);
+  PlainLayout(geometry, layout);
+}
+
+const FormatOps kNativeOps{
+    kNativeFormat,
+    {nullptr, nullptr},
+    sizeof(NativeV2State),
+    [](void* state, const FSSpec* file) {
+      return Lumen2FormatOpen(static_cast<NativeV2State*>(state), file);
+    },
+    describeNative,
+    nativeGeometry,
+    nativeLayout,
+    [](const void*, Boolean) { return noErr; },
+    [](const void* state) { return Lumen2FormatDataEnd(static_cast<const NativeV2State*>(state)); },
+    [](const void* state) { return static_cast<const NativeV2State*>(state)->refNum; },
+    [](void* state) { return Lumen2FormatClose(static_cast<NativeV2State*>(state)); },
+};

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "MacTypes.h"
+#include "formats/FormatTable.h"
 #include "formats/ImageResources.h"
-#include "tiles/CopyTile.h"
 
 struct NativeV2State {
   FSSpec fileSpec;
@@ -22,9 +22,8 @@ struct NativeV2State {
 };
 
 OSErr Lumen2FormatOpen(NativeV2State* state, const FSSpec* file);
-OSErr Lumen2FormatGetTile(NativeV2State* state, const Tile& tile, const TileArea& area);
-OSErr Lumen2FormatPutTile(NativeV2State* state, const Tile& tile, const TileArea& area);
 OSErr Lumen2FormatClose(NativeV2State* state);
 // One past the last byte of the last channel's plane.
 UInt64 Lumen2FormatDataEnd(const NativeV2State* state);
-OSErr SeekToChannelAndRow(NativeV2State* state, SInt16 channel, SInt32 row);
+
+extern const FormatOps kNativeOps;

@@ -3,15 +3,43 @@
 #include "Files.h"
 #include "MacErrors.h"
 #include "TextUtils.h"
+#include "formats/FormatCodes.h"
 #include "formats/Lumen2Format.h"
 #include "formats/ScitexFormat.h"
 #include "formats/TIFFFormat.h"
-#include "records/ResultCodes.h"
 #include "support/FileUtilities.h"
 #include "support/MemoryUtilities.h"
 #include "support/PStringUtilities.h"
 
-OSErr SetupRasterFormats() { return noErr; }
+static const FormatOps* const kFormats[] = {&kNativeOps, &kTIFFOps, &kScitexOps};
+
+static const FormatOps* opsFor(FormatCode code) {
+  for (const FormatOps* ops : kFormats) {
+    if (ops->code == code) return ops;
+  }
+  return nullptr;
+}
+
+// The handle's table when it holds an open state; null otherwise.
+static const FormatOps* openOps(const FormatHandle* handle) {
+  return handle->state == nullptr ? nullptr : opsFor(handle->code);
+}
+
+OSErr SetupRasterFormats(const ScratchAllocator* scratch) {
+  UseScratchAllocator(scratch);
+  return noErr;
+}
+
+void PlainLayout(const BlockGeometry& geometry, FormatLayout* layout) {
+  *layout = FormatLayout{};
+  layout->compression = layout->planarConfiguration = layout->predictor = layout->fillOrder = 1;
+  layout->blockWidth = geometry.blockWidth;
+  layout->blockHeight = geometry.blockHeight;
+  layout->blocksAcross = geometry.blocksAcross;
+  layout->blocksDown = geometry.blocksDown;
+  layout->planeGroups = geometry.groupPlanes > 0 ? geometry.planes / geometry.groupPlanes : 0;
+  if (layout->planeGroups > 1) layout->planarConfiguration = 2;
+}
 
 OSErr RasterFormatsMacFileTypes(OSType* types, SInt16 capacity, SInt16* count) {
   static constexpr OSType kListed[] = {kNativeFormat,  kTIFFFormat,    kScitexFormat,
@@ -29,6 +57,15 @@ static bool nameEndsWith(ConstStringPtr upperName, const char* suffix) {
   return EndEqualPString(upperName, pattern) != 0;
 }
 
+static FormatCode formatBySuffix(ConstStringPtr upperName) {
+  for (const FormatOps* ops : kFormats) {
+    for (const char* suffix : ops->suffixes) {
+      if (suffix != nullptr && nameEndsWith(upperName, suffix)) return ops->code;
+    }
+  }
+  return kUnknownFormat;
+}
+
 // Only types that say nothing about the contents let the name decide.
 OSErr RasterFormatRecognize(const FSSpec* file, OSType fileType, FormatCode* code) {
   FormatCode candidate = fileType;
@@ -36,13 +73,9 @@ OSErr RasterFormatRecognize(const FSSpec* file, OSType fileType, FormatCode* cod
     Str255 name;
     CopyPString(file->name, name);
     UpperPString(name);
-    if (nameEndsWith(name, ".TIF") || nameEndsWith(name, ".TIFF"))
-      candidate = kTIFFFormat;
-    else if (nameEndsWith(name, ".SCT"))
-      candidate = kScitexFormat;
+    candidate = formatBySuffix(name);
   }
-  bool known = candidate == kNativeFormat || candidate == kTIFFFormat || candidate == kScitexFormat;
-  *code = known ? candidate : kUnknownFormat;
+  *code = opsFor(candidate) != nullptr ? candidate : kUnknownFormat;
   return noErr;
 }
 
@@ -55,153 +88,40 @@ static void clearDescription(SourceImage* image) {
   image->hResolution = image->vResolution = 0.0f;
 }
 
-static SInt16 nativeMode(SInt16 stored) {
-  return stored >= 0 && stored <= 11 ? stored : kUnsupportedMode;
-}
-
-static void describeNative(SourceImage* image, const NativeV2State* state) {
-  image->mode = nativeMode(state->mode);
-  image->depth = 8;
-  image->planar = 1;
-  image->width = state->columns;
-  image->height = state->rows;
-  image->channels = SInt16(state->channels);
-  image->colorTable = state->colorTable;
-  image->hResolution = float(double(float(state->hResolution)) / 65536.0);
-  image->vResolution = float(double(float(state->vResolution)) / 65536.0);
-}
-
-static SInt16 tiffMode(const TIFFState* state) {
-  switch (state->photometricInterpretation) {
-    case 0:
-    case 1: return state->bitsPerSample == 1 ? kBitmapMode : kGrayscaleMode;
-    case 2: return kRGBMode;
-    case 3: return kIndexedMode;
-    case 5: return kCMYKMode;
-    case 8: return kLabMode;
-    default: return kUnsupportedMode;
-  }
-}
-
-static float tiffResolution(float value, UInt16 unit) {
-  return unit == 3 ? float(double(value) * 2.54) : value;
-}
-
-static void describeTIFF(SourceImage* image, const TIFFState* state) {
-  image->mode = tiffMode(state);
-  image->depth = SInt16(state->bitsPerSample);
-  image->planar = state->planarConfiguration != 1 ? 1 : 0;
-  image->width = state->imageWidth;
-  image->height = state->imageLength;
-  image->channels = SInt16(state->samplesPerPixel);
-  image->colorTable = state->colorMap;
-  image->hResolution = tiffResolution(state->xResolution, state->resolutionUnit);
-  image->vResolution = tiffResolution(state->yResolution, state->resolutionUnit);
-}
-
-static SInt16 scitexMode(SInt16 channels) {
-  if (channels == 1) return kGrayscaleMode;
-  if (channels == 3) return kRGBMode;
-  if (channels == 4) return kCMYKMode;
-  return kUnsupportedMode;
-}
-
-static float scitexResolution(SInt32 pixels, float size, SInt16 units) {
-  double inches = units == 0 ? double(size) / 25.4 : double(size);
-  return float(double(pixels) / inches);
-}
-
-static void describeScitex(SourceImage* image, const ScitexState* state) {
-  image->mode = scitexMode(state->channels);
-  image->depth = 8;
-  image->planar = 0;
-  image->width = state->pixelsPerLine;
-  image->height = state->lines;
-  image->channels = state->channels;
-  image->colorTable = nullptr;
-  image->hResolution = scitexResolution(state->pixelsPerLine, state->widthInUnits, state->units);
-  image->vResolution = scitexResolution(state->lines, state->heightInUnits, state->units);
-}
-
-// Allocates the format's zero-filled state into the handle and opens it.
-template <class State>
-static OSErr openFormat(FormatHandle* handle, const FSSpec* file,
-                        OSErr (*open)(State*, const FSSpec*)) {
-  State* state = nullptr;
-  if (OSErr err = AllocateMemory(sizeof(State), &state); err != noErr) return err;
-  handle->state = state;
-  return open(state, file);
-}
-
 OSErr RasterFormatOpen(SourceImage* image) {
   clearDescription(image);
   OSType fileType = 0;
   if (OSErr err = GetFileType(&image->fileSpec, &fileType); err != noErr) return err;
   FormatHandle* handle = &image->format;
   RasterFormatRecognize(&image->fileSpec, fileType, &handle->code);
-  OSErr err = kFormatNotRecognised;
-  if (handle->code == kNativeFormat) err = openFormat(handle, &image->fileSpec, Lumen2FormatOpen);
-  if (handle->code == kTIFFFormat) err = openFormat(handle, &image->fileSpec, TIFFFormatOpen);
-  if (handle->code == kScitexFormat) err = openFormat(handle, &image->fileSpec, ScitexFormatOpen);
-  if (err != noErr) return err;
-  if (handle->code == kNativeFormat)
-    describeNative(image, static_cast<NativeV2State*>(handle->state));
-  if (handle->code == kTIFFFormat) describeTIFF(image, static_cast<TIFFState*>(handle->state));
-  if (handle->code == kScitexFormat)
-    describeScitex(image, static_cast<ScitexState*>(handle->state));
+  const FormatOps* ops = opsFor(handle->code);
+  if (ops == nullptr) return kFormatNotRecognised;
+  if (OSErr err = AllocateMemory(ops->stateSize, &handle->state); err != noErr) return err;
+  if (OSErr err = ops->open(handle->state, &image->fileSpec); err != noErr) return err;
+  ops->describe(handle->state, image);
   return noErr;
 }
 
+static OSErr moveTile(FormatHandle* handle, const Tile& tile, const TileArea& area, Boolean write) {
+  const FormatOps* ops = openOps(handle);
+  if (ops == nullptr) return noErr;
+  BlockGeometry geometry{};
+  if (OSErr err = ops->geometry(handle->state, &geometry); err != noErr) return err;
+  return MoveBox(ops->refNum(handle->state), geometry, tile, area, write);
+}
+
 OSErr RasterFormatGetTile(FormatHandle* handle, const Tile& tile, const TileArea& area) {
-  if (handle->state == nullptr) return noErr;
-  switch (handle->code) {
-    case kNativeFormat:
-      return Lumen2FormatGetTile(static_cast<NativeV2State*>(handle->state), tile, area);
-    case kTIFFFormat: return TIFFFormatGetTile(static_cast<TIFFState*>(handle->state), tile, area);
-    case kScitexFormat:
-      return ScitexFormatGetTile(static_cast<ScitexState*>(handle->state), tile, area);
-    default: return noErr;
-  }
+  return moveTile(handle, tile, area, false);
 }
 
 OSErr RasterFormatPutTile(FormatHandle* handle, const Tile& tile, const TileArea& area) {
-  if (handle->state == nullptr) return noErr;
-  switch (handle->code) {
-    case kNativeFormat:
-      return Lumen2FormatPutTile(static_cast<NativeV2State*>(handle->state), tile, area);
-    case kTIFFFormat: return TIFFFormatPutTile(static_cast<TIFFState*>(handle->state), tile, area);
-    case kScitexFormat:
-      return ScitexFormatPutTile(static_cast<ScitexState*>(handle->state), tile, area);
-    default: return noErr;
-  }
-}
-
-// The open file's reference, and the end of its pixels by the format's own
-// measure; 0 when the handle names no format.
-static SInt16 openDataEnd(const FormatHandle* handle, UInt64* end) {
-  switch (handle->code) {
-    case kNativeFormat: {
-      const auto* state = static_cast<const NativeV2State*>(handle->state);
-      *end = Lumen2FormatDataEnd(state);
-      return state->refNum;
-    }
-    case kTIFFFormat: {
-      const auto* state = static_cast<const TIFFState*>(handle->state);
-      *end = TIFFFormatDataEnd(state);
-      return state->refNum;
-    }
-    case kScitexFormat: {
-      const auto* state = static_cast<const ScitexState*>(handle->state);
-      *end = ScitexFormatDataEnd(state);
-      return state->refNum;
-    }
-    default: return 0;
-  }
+  return moveTile(handle, tile, area, true);
 }
 
 OSErr RasterFormatDataExtent(const FormatHandle* handle, UInt64* dataEnd, UInt64* fileLength) {
-  UInt64 end = 0;
-  SInt16 refNum = handle->state == nullptr ? SInt16(0) : openDataEnd(handle, &end);
+  const FormatOps* ops = openOps(handle);
+  UInt64 end = ops != nullptr ? ops->dataEnd(handle->state) : 0;
+  SInt16 refNum = ops != nullptr ? ops->refNum(handle->state) : SInt16(0);
   SInt32 length = 0;
   if (refNum != 0) {
     if (OSErr err = GetEOF(refNum, &length); err != noErr) return err;
@@ -218,15 +138,21 @@ OSErr RasterFormatCheckLength(const FormatHandle* handle) {
   return length < end ? eofErr : noErr;
 }
 
+OSErr RasterFormatDescribeLayout(const FormatHandle* handle, FormatLayout* layout) {
+  const FormatOps* ops = openOps(handle);
+  *layout = FormatLayout{};
+  if (ops != nullptr) ops->layout(handle->state, layout);
+  return noErr;
+}
+
+OSErr RasterFormatLayoutVerdict(const FormatHandle* handle, Boolean write) {
+  const FormatOps* ops = openOps(handle);
+  return ops != nullptr ? ops->verdict(handle->state, write) : noErr;
+}
+
 OSErr RasterFormatClose(FormatHandle* handle) {
-  if (handle->state == nullptr) return noErr;
-  OSErr err = noErr;
-  switch (handle->code) {
-    case kNativeFormat: err = Lumen2FormatClose(static_cast<NativeV2State*>(handle->state)); break;
-    case kTIFFFormat: err = TIFFFormatClose(static_cast<TIFFState*>(handle->state)); break;
-    case kScitexFormat: err = ScitexFormatClose(static_cast<ScitexState*>(handle->state)); break;
-    default: break;
-  }
+  const FormatOps* ops = openOps(handle);
+  OSErr err = ops != nullptr ? ops->close(handle->state) : noErr;
   DisposeMemory(handle->state);
   handle->state = nullptr;
   return err;

@@ -1,6 +1,6 @@
 // The one door to image files: recognises the three formats, opens a file
 // into a SourceImage, and moves rectangles of pixels between the file and a
-// Tile through the format's own routines.
+// Tile through one band mover over the geometry each format describes.
 #pragma once
 
 #include "MacTypes.h"
@@ -47,7 +47,28 @@ struct SourceImage {
   SInt32 selectionWidth;
 };
 
-OSErr SetupRasterFormats();
+// How the file's samples are stored, for telling the user and for the
+// drivers' verdicts. Formats without a choice report the plain values.
+struct FormatLayout {
+  UInt16 compression;  // the TIFF values; 1 for the other formats
+  UInt16 planarConfiguration;
+  UInt16 predictor;
+  UInt16 fillOrder;
+  UInt8 tiled;        // blocks are tiles rather than strips or whole planes
+  SInt32 blockWidth;  // 0 when the layout cannot be moved
+  SInt32 blockHeight;
+  SInt32 blocksAcross;
+  SInt32 blocksDown;
+  SInt32 planeGroups;   // 1 for chunky files, else one per plane
+  UInt16 refusedTag;    // the TIFF tag whose value failed the open with 300; 0 for none
+  SInt32 refusedValue;  // its out-of-range value, when it was an integer
+};
+
+struct ScratchAllocator;
+
+// Readies the format layer. The plug-in hands over its big-buffer allocator
+// here; with null the layer takes its scratch memory from the plain heap.
+OSErr SetupRasterFormats(const ScratchAllocator* scratch = nullptr);
 
 // Writes the six file types the open dialog lists; 499 and nothing written
 // when capacity is below 6.
@@ -63,6 +84,11 @@ OSErr RasterFormatOpen(SourceImage* image);
 OSErr RasterFormatGetTile(FormatHandle* handle, const Tile& tile, const TileArea& area);
 OSErr RasterFormatPutTile(FormatHandle* handle, const Tile& tile, const TileArea& area);
 OSErr RasterFormatClose(FormatHandle* handle);
+// The open file's layout; all zero when the handle holds no open format.
+OSErr RasterFormatDescribeLayout(const FormatHandle* handle, FormatLayout* layout);
+// What the drivers refuse in the open file's layout: for reading (write
+// false) 115 to 119, for writing back 122 or 128; noErr when it moves.
+OSErr RasterFormatLayoutVerdict(const FormatHandle* handle, Boolean write);
 // eofErr when the open file ends before the last byte of the pixels its
 // header describes: a file cut short (or replaced by a shorter one) is
 // refused whole, before anything is written into it.

@@ -4,8 +4,8 @@
 #include <climits>
 
 #include "MacErrors.h"
-#include "records/BigBuffer.h"
-#include "records/ResultCodes.h"
+#include "formats/FormatCodes.h"
+#include "formats/FormatTable.h"
 #include "support/FileUtilities.h"
 #include "support/MemoryUtilities.h"
 
@@ -109,54 +109,20 @@ OSErr ScitexFormatOpen(ScitexState* state, const FSSpec* file) {
   return err;
 }
 
-static OSErr SeekToRow(ScitexState* state, SInt32 row) {
-  return SeekTo(state->refNum, kPixelStart + row * bytesPerLine(state));
-}
-
-// A band of whole lines in the buffer, described as one planar tile: each
-// line holds the channels one after another, padded width apart.
-static Tile bandTile(const ScitexState* state, Ptr buffer, SInt32 top, SInt32 bottom) {
-  return Tile{reinterpret_cast<UInt8*>(buffer),
-              TileArea{top, 0, bottom, state->pixelsPerLine, 0, state->channels},
-              bytesPerLine(state), 1, paddedWidth(state)};
-}
-
-// Moves the area through bands of whole lines; writing reads each band,
-// changes the area's samples and writes the whole band back.
-static OSErr moveBands(ScitexState* state, const Tile& tile, const TileArea& area, bool write) {
-  SInt32 granted = 0;
-  Ptr buffer = nullptr;
-  SInt32 lineBytes = bytesPerLine(state);
-  if (OSErr err = AllocateBigBuffer(lineBytes, area.bottom - area.top, &granted, &buffer);
-      err != noErr) {
-    return err;
-  }
-  OSErr err = noErr;
-  for (SInt32 row = area.top; row < area.bottom && err == noErr;) {
-    SInt32 end = std::min(row + granted, area.bottom);
-    SInt32 bytes = (end - row) * lineBytes;
-    TileArea box{row, area.left, end, area.right, area.firstPlane, area.endPlane};
-    Tile band = bandTile(state, buffer, row, end);
-    err = SeekToRow(state, row);
-    if (err == noErr) err = ReadBytes(state->refNum, bytes, buffer);
-    if (err == noErr && !write) CopyTile(band, box, tile, box);
-    if (err == noErr && write) {
-      CopyTile(tile, box, band, box);
-      err = SeekToRow(state, row);
-      if (err == noErr) err = WriteBytes(state->refNum, bytes, buffer);
-    }
-    row = end;
-  }
-  DisposeBigBuffer(buffer);
-  return err;
-}
-
-OSErr ScitexFormatGetTile(ScitexState* state, const Tile& tile, const TileArea& area) {
-  return moveBands(state, tile, area, false);
-}
-
-OSErr ScitexFormatPutTile(ScitexState* state, const Tile& tile, const TileArea& area) {
-  return moveBands(state, tile, area, true);
+// Each line holds the channels one after another, padded width apart: one
+// block for the whole image, planar inside, every line a block row.
+static OSErr scitexGeometry(const void* raw, BlockGeometry* geometry) {
+  const auto* state = static_cast<const ScitexState*>(raw);
+  *geometry = BlockGeometry{};
+  geometry->width = geometry->blockWidth = state->pixelsPerLine;
+  geometry->height = geometry->blockHeight = state->lines;
+  geometry->planes = geometry->groupPlanes = state->channels;
+  geometry->blocksAcross = geometry->blocksDown = 1;
+  geometry->rowBytes = bytesPerLine(state);
+  geometry->colBytes = 1;
+  geometry->planeBytes = paddedWidth(state);
+  geometry->base = kPixelStart;
+  return noErr;
 }
 
 OSErr ScitexFormatClose(ScitexState* state) {
@@ -171,3 +137,50 @@ OSErr ScitexFormatClose(ScitexState* state) {
 UInt64 ScitexFormatDataEnd(const ScitexState* state) {
   return UInt64(kPixelStart) + UInt64(state->lines) * UInt64(bytesPerLine(state));
 }
+
+static SInt16 scitexMode(SInt16 channels) {
+  if (channels == 1) return kGrayscaleMode;
+  if (channels == 3) return kRGBMode;
+  if (channels == 4) return kCMYKMode;
+  return kUnsupportedMode;
+}
+
+static float scitexResolution(SInt32 pixels, float size, SInt16 units) {
+  double inches = units == 0 ? double(size) / 25.4 : double(size);
+  return float(double(pixels) / inches);
+}
+
+static void describeScitex(const void* raw, SourceImage* image) {
+  const auto* state = static_cast<const ScitexState*>(raw);
+  image->mode = scitexMode(state->channels);
+  image->depth = 8;
+  image->planar = 0;
+  image->width = state->pixelsPerLine;
+  image->height = state->lines;
+  image->channels = state->channels;
+  image->colorTable = nullptr;
+  image->hResolution = scitexResolution(state->pixelsPerLine, state->widthInUnits, state->units);
+  image->vResolution = scitexResolution(state->lines, state->heightInUnits, state->units);
+}
+
+static void scitexLayout(const void* state, FormatLayout* layout) {
+  BlockGeometry geometry{};
+  scitexGeometry(state, &geometry);
+  PlainLayout(geometry, layout);
+}
+
+const FormatOps kScitexOps{
+    kScitexFormat,
+    {".SCT", nullptr},
+    sizeof(ScitexState),
+    [](void* state, const FSSpec* file) {
+      return ScitexFormatOpen(static_cast<ScitexState*>(state), file);
+    },
+    describeScitex,
+    scitexGeometry,
+    scitexLayout,
+    [](const void*, Boolean) { return noErr; },
+    [](const void* state) { return ScitexFormatDataEnd(static_cast<const ScitexState*>(state)); },
+    [](const void* state) { return static_cast<const ScitexState*>(state)->refNum; },
+    [](void* state) { return ScitexFormatClose(static_cast<ScitexState*>(state)); },
+};

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "MacTypes.h"
+#include "formats/FormatTable.h"
 #include "formats/ImageResources.h"
-#include "tiles/CopyTile.h"
 
 struct ScitexState {
   FSSpec fileSpec;
@@ -19,8 +19,6 @@ struct ScitexState {
 };
 
 OSErr ScitexFormatOpen(ScitexState* state, const FSSpec* file);
-OSErr ScitexFormatGetTile(ScitexState* state, const Tile& tile, const TileArea& area);
-OSErr ScitexFormatPutTile(ScitexState* state, const Tile& tile, const TileArea& area);
 OSErr ScitexFormatClose(ScitexState* state);
 // One past the last byte of the last line's last channel, pad included.
 UInt64 ScitexFormatDataEnd(const ScitexState* state);
@@ -30,3 +28,5 @@ UInt64 ScitexFormatDataEnd(const ScitexState* state);
 OSErr ParseInteger(SInt16 file, SInt16 digits, Boolean point, SInt32* value);
 // A 14-character real field such as +.25400000E+02.
 OSErr ParseReal(SInt16 file, float* value);
+
+extern const FormatOps kScitexOps;

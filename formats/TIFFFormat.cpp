@@ -4,8 +4,8 @@
 #include <climits>
 
 #include "MacErrors.h"
-#include "records/BigBuffer.h"
-#include "records/ResultCodes.h"
+#include "formats/FormatCodes.h"
+#include "formats/TIFFDirectory.h"
 #include "support/FileUtilities.h"
 #include "support/MemoryUtilities.h"
 #include "support/SortedList.h"
@@ -68,17 +68,7 @@ constexpr SInt32 kColorMapBytes = 768;
 
 }  // namespace
 
-SInt16 Min16(SInt16 a, SInt16 b) { return a < b ? a : b; }
 SInt32 Min32(SInt32 a, SInt32 b) { return a < b ? a : b; }
-SInt32 Max32(SInt32 a, SInt32 b) { return a > b ? a : b; }
-
-// The file calls take signed 32-bit positions. A TIFF offset or a computed
-// position beyond that cannot be reached, which for every file we can open
-// means it lies past the end: we answer as the platform would there.
-static OSErr seekToOffset(SInt16 file, UInt64 position) {
-  if (position > UInt64(INT32_MAX)) return eofErr;
-  return SeekTo(file, SInt32(position));
-}
 
 UInt16 TagTypeSize(UInt16 type) {
   switch (type) {
@@ -96,14 +86,14 @@ UInt16 TagTypeSize(UInt16 type) {
 
 // One value of the current entry, widened to 32 bits with or without sign as
 // its type says. Types that are not integers are refused before reading.
-static OSErr readInteger(TIFFState* state, SInt32* value) {
-  SInt16 file = state->refNum;
-  SInt16 order = state->littleEndian;
+static OSErr readInteger(TIFFWalk* walk, SInt32* value) {
+  SInt16 file = walk->state->refNum;
+  SInt16 order = walk->state->littleEndian;
   UInt8 byte = 0;
   UInt16 word = 0;
   UInt32 quad = 0;
   OSErr err = noErr;
-  switch (state->currentType) {
+  switch (walk->type) {
     case kByteType:
     case kSByteType: err = ReadByte(file, order, &byte); break;
     case kShortType:
@@ -113,7 +103,7 @@ static OSErr readInteger(TIFFState* state, SInt32* value) {
     default: return kTIFFNotHandled;
   }
   if (err != noErr) return err;
-  switch (state->currentType) {
+  switch (walk->type) {
     case kByteType: *value = byte; break;
     case kSByteType: *value = SInt8(byte); break;
     case kShortType: *value = word; break;
@@ -123,19 +113,19 @@ static OSErr readInteger(TIFFState* state, SInt32* value) {
   return noErr;
 }
 
-SInt32 ParseLong(TIFFState* state, SInt32 minimum, SInt32 maximum) {
+SInt32 ParseLong(TIFFWalk* walk, SInt32 minimum, SInt32 maximum) {
   SInt32 value = 0;
-  OSErr err = readInteger(state, &value);
+  OSErr err = readInteger(walk, &value);
   if (err == noErr && (value < minimum || value > maximum)) {
     err = kTIFFNotHandled;
-    state->refusedValue = value;
+    walk->state->refusedValue = value;
   }
-  state->parseError = err;
+  walk->error = err;
   return err == noErr ? value : 0;
 }
 
-SInt16 ParseWord(TIFFState* state, SInt32 minimum, SInt32 maximum) {
-  return SInt16(UInt16(UInt32(ParseLong(state, minimum, maximum))));
+SInt16 ParseWord(TIFFWalk* walk, SInt32 minimum, SInt32 maximum) {
+  return SInt16(UInt16(UInt32(ParseLong(walk, minimum, maximum))));
 }
 
 // RATIONAL parts are unsigned; read as signed, a part of 2^31 or more comes
@@ -146,134 +136,135 @@ static float unsignedPart(UInt32 raw) {
   return float(value);
 }
 
-static float readRational(TIFFState* state, bool isSigned) {
+static float readRational(TIFFWalk* walk, bool isSigned) {
   UInt32 numerator = 0;
   UInt32 denominator = 0;
-  OSErr err = ReadLong(state->refNum, state->littleEndian, &numerator);
-  if (err == noErr) err = ReadLong(state->refNum, state->littleEndian, &denominator);
-  state->parseError = err;
+  OSErr err = ReadLong(walk->state->refNum, walk->state->littleEndian, &numerator);
+  if (err == noErr) err = ReadLong(walk->state->refNum, walk->state->littleEndian, &denominator);
+  walk->error = err;
   if (err != noErr || denominator == 0) return 0.0f;
   float top = isSigned ? float(SInt32(numerator)) : unsignedPart(numerator);
   float bottom = isSigned ? float(SInt32(denominator)) : unsignedPart(denominator);
   return top / bottom;
 }
 
-float ParseFloat(TIFFState* state) {
-  if (state->currentType == kRationalType || state->currentType == kSRationalType) {
-    return readRational(state, state->currentType == kSRationalType);
+float ParseFloat(TIFFWalk* walk) {
+  if (walk->type == kRationalType || walk->type == kSRationalType) {
+    return readRational(walk, walk->type == kSRationalType);
   }
   // A resolution is a nicety: an odd type or value leaves it unknown (0.0)
   // rather than costing the user the image.
-  float value = float(ParseLong(state, -2147483647, 2147483647));
-  state->parseError = noErr;
+  float value = float(ParseLong(walk, -2147483647, 2147483647));
+  walk->error = noErr;
   return value;
 }
 
 // ---- Tags. Each parser returns its error; ParseTag records it.
 
 template <class Field>
-static OSErr parseWordInto(TIFFState* state, SInt32 minimum, SInt32 maximum, Field* field) {
-  SInt16 value = ParseWord(state, minimum, maximum);
-  if (state->parseError == noErr) *field = Field(value);
-  return state->parseError;
+static OSErr parseWordInto(TIFFWalk* walk, SInt32 minimum, SInt32 maximum, Field* field) {
+  SInt16 value = ParseWord(walk, minimum, maximum);
+  if (walk->error == noErr) *field = Field(value);
+  return walk->error;
 }
 
 template <class Field>
-static OSErr parseLongInto(TIFFState* state, SInt32 minimum, SInt32 maximum, Field* field) {
-  SInt32 value = ParseLong(state, minimum, maximum);
-  if (state->parseError == noErr) *field = Field(value);
-  return state->parseError;
+static OSErr parseLongInto(TIFFWalk* walk, SInt32 minimum, SInt32 maximum, Field* field) {
+  SInt32 value = ParseLong(walk, minimum, maximum);
+  if (walk->error == noErr) *field = Field(value);
+  return walk->error;
 }
 
-static OSErr parseImageWidth(TIFFState* state) {
-  return parseWordInto(state, 1, kMaxDimension, &state->imageWidth);
+static OSErr parseImageWidth(TIFFWalk* walk) {
+  return parseWordInto(walk, 1, kMaxDimension, &walk->state->imageWidth);
 }
 
 // Until RowsPerStrip says otherwise the image is one strip (the
 // RowsPerStrip default of TIFF 6.0, section 8).
-static OSErr parseImageLength(TIFFState* state) {
-  OSErr err = parseWordInto(state, 1, kMaxDimension, &state->imageLength);
-  if (err == noErr) state->rowsPerStrip = state->imageLength;
+static OSErr parseImageLength(TIFFWalk* walk) {
+  OSErr err = parseWordInto(walk, 1, kMaxDimension, &walk->state->imageLength);
+  if (err == noErr) walk->state->rowsPerStrip = walk->state->imageLength;
   return err;
 }
 
-static OSErr parseBitsPerSample(TIFFState* state) {
-  SInt16 first = ParseWord(state, 1, 32);
-  if (state->parseError != noErr) return state->parseError;
-  for (UInt32 i = 1; i < state->currentCount; ++i) {
-    SInt16 next = ParseWord(state, 1, 32);
-    if (state->parseError != noErr) return state->parseError;
+static OSErr parseBitsPerSample(TIFFWalk* walk) {
+  SInt16 first = ParseWord(walk, 1, 32);
+  if (walk->error != noErr) return walk->error;
+  for (UInt32 i = 1; i < walk->count; ++i) {
+    SInt16 next = ParseWord(walk, 1, 32);
+    if (walk->error != noErr) return walk->error;
     if (next != first) return kTIFFNotHandled;
   }
-  state->bitsPerSample = UInt16(first);
+  walk->state->bitsPerSample = UInt16(first);
   return noErr;
 }
 
 // 0 is not a TIFF 6.0 value, but old writers used it for "none".
-static OSErr parseCompression(TIFFState* state) {
-  OSErr err = parseLongInto(state, 0, 65535, &state->compression);
-  if (err == noErr && state->compression == 0) state->compression = 1;
+static OSErr parseCompression(TIFFWalk* walk) {
+  OSErr err = parseLongInto(walk, 0, 65535, &walk->state->compression);
+  if (err == noErr && walk->state->compression == 0) walk->state->compression = 1;
   return err;
 }
 
-static OSErr parsePhotometric(TIFFState* state) {
-  return parseWordInto(state, 0, 8, &state->photometricInterpretation);
+static OSErr parsePhotometric(TIFFWalk* walk) {
+  return parseWordInto(walk, 0, 8, &walk->state->photometricInterpretation);
 }
 
-static OSErr parseFillOrder(TIFFState* state) {
-  return parseWordInto(state, 1, 2, &state->fillOrder);
+static OSErr parseFillOrder(TIFFWalk* walk) {
+  return parseWordInto(walk, 1, 2, &walk->state->fillOrder);
 }
 
-static OSErr parseSamplesPerPixel(TIFFState* state) {
-  return parseWordInto(state, 1, 16, &state->samplesPerPixel);
+static OSErr parseSamplesPerPixel(TIFFWalk* walk) {
+  return parseWordInto(walk, 1, 16, &walk->state->samplesPerPixel);
 }
 
-static OSErr parseRowsPerStrip(TIFFState* state) {
-  SInt32 rows = ParseLong(state, 0, INT32_MAX);
-  if (state->parseError != noErr) return state->parseError;
-  state->rowsPerStrip = rows == 0 ? state->imageLength : Min32(rows, state->imageLength);
+static OSErr parseRowsPerStrip(TIFFWalk* walk) {
+  SInt32 rows = ParseLong(walk, 0, INT32_MAX);
+  if (walk->error != noErr) return walk->error;
+  walk->state->rowsPerStrip =
+      rows == 0 ? walk->state->imageLength : Min32(rows, walk->state->imageLength);
   return noErr;
 }
 
-static OSErr parseXResolution(TIFFState* state) {
-  float value = ParseFloat(state);
-  if (state->parseError == noErr) state->xResolution = value;
-  return state->parseError;
+static OSErr parseXResolution(TIFFWalk* walk) {
+  float value = ParseFloat(walk);
+  if (walk->error == noErr) walk->state->xResolution = value;
+  return walk->error;
 }
 
-static OSErr parseYResolution(TIFFState* state) {
-  float value = ParseFloat(state);
-  if (state->parseError == noErr) state->yResolution = value;
-  return state->parseError;
+static OSErr parseYResolution(TIFFWalk* walk) {
+  float value = ParseFloat(walk);
+  if (walk->error == noErr) walk->state->yResolution = value;
+  return walk->error;
 }
 
 // 0 is not a TIFF 6.0 value; old writers meant the chunky default.
-static OSErr parsePlanarConfiguration(TIFFState* state) {
-  OSErr err = parseWordInto(state, 0, 2, &state->planarConfiguration);
-  if (err == noErr && state->planarConfiguration == 0) state->planarConfiguration = 1;
+static OSErr parsePlanarConfiguration(TIFFWalk* walk) {
+  OSErr err = parseWordInto(walk, 0, 2, &walk->state->planarConfiguration);
+  if (err == noErr && walk->state->planarConfiguration == 0) walk->state->planarConfiguration = 1;
   return err;
 }
 
-static OSErr parseResolutionUnit(TIFFState* state) {
-  return parseWordInto(state, 1, 3, &state->resolutionUnit);
+static OSErr parseResolutionUnit(TIFFWalk* walk) {
+  return parseWordInto(walk, 1, 3, &walk->state->resolutionUnit);
 }
 
-static OSErr parsePredictor(TIFFState* state) {
-  return parseLongInto(state, 1, 2, &state->predictor);
+static OSErr parsePredictor(TIFFWalk* walk) {
+  return parseLongInto(walk, 1, 2, &walk->state->predictor);
 }
 
 // Either tile size makes the image tiled, whichever tags hold its offsets:
 // other readers take it so, and writing it as strips would put the pixels
 // in the wrong places.
-static OSErr parseTileWidth(TIFFState* state) {
-  ParseLong(state, 1, INT32_MAX);
-  if (state->parseError == noErr) state->tiled = 1;
-  return state->parseError;
+static OSErr parseTileWidth(TIFFWalk* walk) {
+  OSErr err = parseLongInto(walk, 1, INT32_MAX, &walk->state->tileWidth);
+  if (err == noErr) walk->state->tiled = 1;
+  return err;
 }
 
-static OSErr parseTileLength(TIFFState* state) {
-  OSErr err = parseLongInto(state, 1, INT32_MAX, &state->rowsPerStrip);
-  if (err == noErr) state->tiled = 1;
+static OSErr parseTileLength(TIFFWalk* walk) {
+  OSErr err = parseLongInto(walk, 1, INT32_MAX, &walk->state->rowsPerStrip);
+  if (err == noErr) walk->state->tiled = 1;
   return err;
 }
 
@@ -281,66 +272,66 @@ static OSErr parseTileLength(TIFFState* state) {
 // positive 32-bit allocation, and their values must lie inside the file: a
 // directory that claims millions of strips in a small file fails as reading
 // them would (at the end of the file) before any memory is taken for them.
-static OSErr checkArrayFits(TIFFState* state) {
-  if (state->currentCount > UInt32(INT32_MAX / 4)) return kTIFFNotHandled;
+static OSErr checkArrayFits(TIFFWalk* walk) {
+  if (walk->count > UInt32(INT32_MAX / 4)) return kTIFFNotHandled;
   SInt32 here = 0;
-  if (OSErr err = GetPosition(state->refNum, &here); err != noErr) return err;
-  UInt64 end = UInt64(here) + UInt64(TagTypeSize(state->currentType)) * state->currentCount;
-  if (OSErr err = seekToOffset(state->refNum, end); err != noErr) return err;
-  return SeekTo(state->refNum, here);
+  if (OSErr err = GetPosition(walk->state->refNum, &here); err != noErr) return err;
+  UInt64 end = UInt64(here) + UInt64(TagTypeSize(walk->type)) * walk->count;
+  if (OSErr err = SeekToOffset(walk->state->refNum, end); err != noErr) return err;
+  return SeekTo(walk->state->refNum, here);
 }
 
 // Allocates the array into *array (the state owns it from then on, also when
 // a value fails) and reads the entry's values into it.
-static OSErr readStripArray(TIFFState* state, UInt32** array) {
-  if (OSErr err = checkArrayFits(state); err != noErr) return err;
-  if (OSErr err = AllocateMemory(SInt32(state->currentCount * 4), array); err != noErr) return err;
-  for (UInt32 i = 0; i < state->currentCount; ++i) {
-    (*array)[i] = UInt32(ParseLong(state, 0, INT32_MAX));
-    if (state->parseError != noErr) return state->parseError;
+static OSErr readStripArray(TIFFWalk* walk, UInt32** array) {
+  if (OSErr err = checkArrayFits(walk); err != noErr) return err;
+  if (OSErr err = AllocateMemory(SInt32(walk->count * 4), array); err != noErr) return err;
+  for (UInt32 i = 0; i < walk->count; ++i) {
+    (*array)[i] = UInt32(ParseLong(walk, 0, INT32_MAX));
+    if (walk->error != noErr) return walk->error;
   }
   return noErr;
 }
 
-static OSErr parseOffsets(TIFFState* state, UInt8 tileTags) {
-  state->tileOffsets = tileTags;
-  if (tileTags != 0) state->tiled = 1;
-  if (state->currentCount == 0 || state->stripOffsets != nullptr) return kTIFFNotHandled;
-  state->stripCount = SInt32(state->currentCount);
-  return readStripArray(state, &state->stripOffsets);
+static OSErr parseOffsets(TIFFWalk* walk, UInt8 tileTags) {
+  walk->state->tileOffsets = tileTags;
+  if (tileTags != 0) walk->state->tiled = 1;
+  if (walk->count == 0 || walk->state->stripOffsets != nullptr) return kTIFFNotHandled;
+  walk->state->stripCount = SInt32(walk->count);
+  return readStripArray(walk, &walk->state->stripOffsets);
 }
 
 // Byte counts pair with offsets of their own kind, whatever the tile sizes say.
-static OSErr parseByteCounts(TIFFState* state, UInt8 tileTags) {
-  if (state->tileOffsets != tileTags || state->currentCount != UInt32(state->stripCount) ||
-      state->stripByteCounts != nullptr) {
+static OSErr parseByteCounts(TIFFWalk* walk, UInt8 tileTags) {
+  if (walk->state->tileOffsets != tileTags || walk->count != UInt32(walk->state->stripCount) ||
+      walk->state->stripByteCounts != nullptr) {
     return kTIFFNotHandled;
   }
-  return readStripArray(state, &state->stripByteCounts);
+  return readStripArray(walk, &walk->state->stripByteCounts);
 }
 
-static OSErr parseStripOffsets(TIFFState* state) { return parseOffsets(state, 0); }
-static OSErr parseTileOffsets(TIFFState* state) { return parseOffsets(state, 1); }
-static OSErr parseStripByteCounts(TIFFState* state) { return parseByteCounts(state, 0); }
-static OSErr parseTileByteCounts(TIFFState* state) { return parseByteCounts(state, 1); }
+static OSErr parseStripOffsets(TIFFWalk* walk) { return parseOffsets(walk, 0); }
+static OSErr parseTileOffsets(TIFFWalk* walk) { return parseOffsets(walk, 1); }
+static OSErr parseStripByteCounts(TIFFWalk* walk) { return parseByteCounts(walk, 0); }
+static OSErr parseTileByteCounts(TIFFWalk* walk) { return parseByteCounts(walk, 1); }
 
 // One pass over the first 256 values of each channel. TIFF 6.0, section 5
 // lays out all red values, then all green, then all blue.
-static OSErr readColorMapPass(TIFFState* state, SInt32 start, SInt32 maximum, bool* all8Bit) {
-  UInt32 perChannel = state->currentCount / 3;
+static OSErr readColorMapPass(TIFFWalk* walk, SInt32 start, SInt32 maximum, bool* all8Bit) {
+  UInt32 perChannel = walk->count / 3;
   UInt32 used = perChannel < 256 ? perChannel : 256;
   int shift = maximum > 255 ? 8 : 0;
-  UInt64 channelBytes = UInt64(perChannel) * TagTypeSize(state->currentType);
+  UInt64 channelBytes = UInt64(perChannel) * TagTypeSize(walk->type);
   for (UInt32 channel = 0; channel < 3; ++channel) {
-    if (OSErr err = seekToOffset(state->refNum, UInt64(start) + channel * channelBytes);
+    if (OSErr err = SeekToOffset(walk->state->refNum, UInt64(start) + channel * channelBytes);
         err != noErr) {
       return err;
     }
     for (UInt32 i = 0; i < used; ++i) {
-      SInt32 value = ParseLong(state, 0, maximum);
-      if (state->parseError != noErr) return state->parseError;
+      SInt32 value = ParseLong(walk, 0, maximum);
+      if (walk->error != noErr) return walk->error;
       if (value > 255) *all8Bit = false;
-      state->colorMap[channel * 256 + i] = UInt8(value >> shift);
+      walk->state->colorMap[channel * 256 + i] = UInt8(value >> shift);
     }
   }
   return noErr;
@@ -348,50 +339,51 @@ static OSErr readColorMapPass(TIFFState* state, SInt32 start, SInt32 maximum, bo
 
 // Maps are meant to hold 16-bit values, but writers of 8-bit maps are common
 // enough that a map without a single value above 255 is taken as 8-bit.
-static OSErr parseColorMap(TIFFState* state) {
-  if (state->colorMap == nullptr) {
-    if (OSErr err = AllocateMemory(kColorMapBytes, &state->colorMap); err != noErr) return err;
+static OSErr parseColorMap(TIFFWalk* walk) {
+  if (walk->state->colorMap == nullptr) {
+    if (OSErr err = AllocateMemory(kColorMapBytes, &walk->state->colorMap); err != noErr)
+      return err;
   }
-  SetMemory(state->colorMap, kColorMapBytes, 0);
+  SetMemory(walk->state->colorMap, kColorMapBytes, 0);
   SInt32 start = 0;
-  if (OSErr err = GetPosition(state->refNum, &start); err != noErr) return err;
+  if (OSErr err = GetPosition(walk->state->refNum, &start); err != noErr) return err;
   bool all8Bit = true;
-  if (OSErr err = readColorMapPass(state, start, 65535, &all8Bit); err != noErr) return err;
+  if (OSErr err = readColorMapPass(walk, start, 65535, &all8Bit); err != noErr) return err;
   if (!all8Bit) return noErr;
-  return readColorMapPass(state, start, 255, &all8Bit);
+  return readColorMapPass(walk, start, 255, &all8Bit);
 }
 
-static OSErr parseDotRange(TIFFState* state) {
-  SInt16 first = ParseWord(state, 0, 255);
-  if (state->parseError != noErr) return state->parseError;
-  SInt16 second = ParseWord(state, 0, 255);
-  if (state->parseError != noErr) return state->parseError;
-  state->dotRangeAscending = second >= first ? 1 : 0;
+static OSErr parseDotRange(TIFFWalk* walk) {
+  SInt16 first = ParseWord(walk, 0, 255);
+  if (walk->error != noErr) return walk->error;
+  SInt16 second = ParseWord(walk, 0, 255);
+  if (walk->error != noErr) return walk->error;
+  walk->state->dotRangeAscending = second >= first ? 1 : 0;
   return noErr;
 }
 
 // The block is the host's business, not the image's: a damaged one leaves
 // the list empty and the file opens all the same. A count of 2^31 or more
 // becomes a negative length, which the block reader refuses.
-static OSErr parseImageResourceBlock(TIFFState* state) {
+static OSErr parseImageResourceBlock(TIFFWalk* walk) {
   // The reader empties the list without freeing it; a second block replaces the first.
-  DisposeImageResources(&state->imageResources);
-  ParseImageResources(state->refNum, SInt32(state->currentCount), &state->imageResources);
+  DisposeImageResources(&walk->state->imageResources);
+  ParseImageResources(walk->state->refNum, SInt32(walk->count), &walk->state->imageResources);
   return noErr;
 }
 
 // The pixels are handed out as unsigned integers (TIFF 6.0, section 19):
 // signed or floating-point samples would arrive as other numbers, so they
 // are refused whatever their depth.
-static OSErr parseSampleFormat(TIFFState* state) {
-  for (UInt32 i = 0; i < state->currentCount; ++i) {
-    ParseLong(state, 1, 1);
-    if (state->parseError != noErr) return state->parseError;
+static OSErr parseSampleFormat(TIFFWalk* walk) {
+  for (UInt32 i = 0; i < walk->count; ++i) {
+    ParseLong(walk, 1, 1);
+    if (walk->error != noErr) return walk->error;
   }
   return noErr;
 }
 
-using TagParser = OSErr (*)(TIFFState*);
+using TagParser = OSErr (*)(TIFFWalk*);
 
 // ExtraSamples needs nothing, so it is left with the tags we skip.
 static TagParser parserFor(UInt16 tag) {
@@ -428,35 +420,36 @@ static TagParser parserFor(UInt16 tag) {
 // product that wrapped would point us at the wrong bytes, so such a count is
 // refused. The image-resource block is exempt: its count is a byte length
 // handed on whole, and whatever goes wrong there must not fail the open.
-static bool valueBytesFit(const TIFFState* state) {
-  UInt64 bytes = UInt64(TagTypeSize(state->currentType)) * state->currentCount;
-  return bytes <= UINT32_MAX || state->currentTag == kImageResourcesTag;
+static bool valueBytesFit(const TIFFWalk* walk) {
+  UInt64 bytes = UInt64(TagTypeSize(walk->type)) * walk->count;
+  return bytes <= UINT32_MAX || walk->tag == kImageResourcesTag;
 }
 
-OSErr ParseTag(TIFFState* state) {
-  TagParser parser = parserFor(state->currentTag);
+OSErr ParseTag(TIFFWalk* walk) {
+  TagParser parser = parserFor(walk->tag);
   if (parser == nullptr) return noErr;
-  state->parseError = valueBytesFit(state) ? parser(state) : kTIFFNotHandled;
+  walk->error = valueBytesFit(walk) ? parser(walk) : kTIFFNotHandled;
   // Kept so that the host can tell the user which value it could not take.
-  if (state->parseError == kTIFFNotHandled) state->refusedTag = state->currentTag;
-  return state->parseError;
+  if (walk->error == kTIFFNotHandled) walk->state->refusedTag = walk->tag;
+  return walk->error;
 }
 
-OSErr ParseIFDEntry(TIFFState* state) {
-  SInt16 file = state->refNum;
-  if (OSErr err = ReadWord(file, state->littleEndian, &state->currentTag); err != noErr) return err;
-  if (OSErr err = ReadWord(file, state->littleEndian, &state->currentType); err != noErr) {
+OSErr ParseIFDEntry(TIFFWalk* walk) {
+  SInt16 file = walk->state->refNum;
+  if (OSErr err = ReadWord(file, walk->state->littleEndian, &walk->tag); err != noErr) return err;
+  if (OSErr err = ReadWord(file, walk->state->littleEndian, &walk->type); err != noErr) {
     return err;
   }
-  if (OSErr err = ReadLong(file, state->littleEndian, &state->currentCount); err != noErr) {
+  if (OSErr err = ReadLong(file, walk->state->littleEndian, &walk->count); err != noErr) {
     return err;
   }
-  if (UInt32(TagTypeSize(state->currentType) * state->currentCount) > 4) {
+  if (UInt32(TagTypeSize(walk->type) * walk->count) > 4) {
     UInt32 valueOffset = 0;
-    if (OSErr err = ReadLong(file, state->littleEndian, &valueOffset); err != noErr) return err;
-    if (OSErr err = seekToOffset(file, valueOffset); err != noErr) return err;
+    if (OSErr err = ReadLong(file, walk->state->littleEndian, &valueOffset); err != noErr)
+      return err;
+    if (OSErr err = SeekToOffset(file, valueOffset); err != noErr) return err;
   }
-  return ParseTag(state);
+  return ParseTag(walk);
 }
 
 // ---- Directory
@@ -465,13 +458,14 @@ static UInt64 entryPosition(UInt32 directory, SInt32 index) {
   return UInt64(directory) + 2 + kEntryBytes * UInt64(index);
 }
 
-static OSErr sortEntriesByTag(TIFFState* state, UInt32 directory, SInt16 count, SortedList* list) {
+static OSErr sortEntriesByTag(TIFFWalk* walk, UInt32 directory, SInt16 count, SortedList* list) {
   for (SInt32 i = 0; i < count; ++i) {
     UInt16 tag = 0;
-    if (OSErr err = seekToOffset(state->refNum, entryPosition(directory, i)); err != noErr) {
+    if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(directory, i)); err != noErr) {
       return err;
     }
-    if (OSErr err = ReadWord(state->refNum, state->littleEndian, &tag); err != noErr) return err;
+    if (OSErr err = ReadWord(walk->state->refNum, walk->state->littleEndian, &tag); err != noErr)
+      return err;
     InsertSortedListElement(list, tag, i);
   }
   return noErr;
@@ -480,80 +474,85 @@ static OSErr sortEntriesByTag(TIFFState* state, UInt32 directory, SInt16 count, 
 // Tags are acted on in ascending order whatever their order in the file:
 // RowsPerStrip needs ImageLength, the byte counts check against the offsets,
 // and TileLength overrides what ImageLength set.
-static OSErr parseEntriesInTagOrder(TIFFState* state, UInt32 directory, SInt16 count,
+static OSErr parseEntriesInTagOrder(TIFFWalk* walk, UInt32 directory, SInt16 count,
                                     const SortedList* list) {
   for (SInt32 rank = 0; rank < count; ++rank) {
     SInt32 index = GetSortedListValueByIndex(list, rank);
-    if (OSErr err = seekToOffset(state->refNum, entryPosition(directory, index)); err != noErr) {
+    if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(directory, index));
+        err != noErr) {
       return err;
     }
-    if (OSErr err = ParseIFDEntry(state); err != noErr) return err;
+    if (OSErr err = ParseIFDEntry(walk); err != noErr) return err;
   }
   return noErr;
 }
 
-static OSErr readNextOffset(TIFFState* state, UInt32 directory, SInt16 count, UInt32* next) {
-  if (OSErr err = seekToOffset(state->refNum, entryPosition(directory, count)); err != noErr) {
+static OSErr readNextOffset(TIFFWalk* walk, UInt32 directory, SInt16 count, UInt32* next) {
+  if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(directory, count));
+      err != noErr) {
     return err;
   }
-  return ReadLong(state->refNum, state->littleEndian, next);
+  return ReadLong(walk->state->refNum, walk->state->littleEndian, next);
 }
 
-OSErr ParseIFD(TIFFState* state, UInt32 offset, UInt32* nextOffset) {
+OSErr ParseIFD(TIFFWalk* walk, UInt32 offset, UInt32* nextOffset) {
   UInt16 rawCount = 0;
-  if (OSErr err = seekToOffset(state->refNum, offset); err != noErr) return err;
-  if (OSErr err = ReadWord(state->refNum, state->littleEndian, &rawCount); err != noErr) {
+  if (OSErr err = SeekToOffset(walk->state->refNum, offset); err != noErr) return err;
+  if (OSErr err = ReadWord(walk->state->refNum, walk->state->littleEndian, &rawCount);
+      err != noErr) {
     return err;
   }
   SInt16 count = SInt16(rawCount);
   SortedList* list = nullptr;
   if (OSErr err = AllocateSortedList(count, &list); err != noErr) return err;
-  OSErr err = sortEntriesByTag(state, offset, count, list);
-  if (err == noErr) err = parseEntriesInTagOrder(state, offset, count, list);
+  OSErr err = sortEntriesByTag(walk, offset, count, list);
+  if (err == noErr) err = parseEntriesInTagOrder(walk, offset, count, list);
   UInt32 next = 0;
-  if (err == noErr && nextOffset != nullptr) err = readNextOffset(state, offset, count, &next);
+  if (err == noErr && nextOffset != nullptr) err = readNextOffset(walk, offset, count, &next);
   if (err == noErr && nextOffset != nullptr) *nextOffset = next;
   DisposeSortedList(list);
   return err;
 }
 
 // TIFF 6.0, section 2: byte order, 42, offset of the first directory.
-static OSErr readHeader(TIFFState* state) {
+static OSErr readHeader(TIFFWalk* walk) {
   UInt16 order = 0;
   UInt16 version = 0;
-  if (OSErr err = ReadWord(state->refNum, kBigEndian, &order); err != noErr) return err;
+  if (OSErr err = ReadWord(walk->state->refNum, kBigEndian, &order); err != noErr) return err;
   if (order != kHeaderBigEndian && order != kHeaderLittleEndian) return kTIFFNotHandled;
-  state->littleEndian = order == kHeaderLittleEndian ? 1 : 0;
-  if (OSErr err = ReadWord(state->refNum, state->littleEndian, &version); err != noErr) {
+  walk->state->littleEndian = order == kHeaderLittleEndian ? 1 : 0;
+  if (OSErr err = ReadWord(walk->state->refNum, walk->state->littleEndian, &version);
+      err != noErr) {
     return err;
   }
   if (version != kTIFFVersion) return kTIFFNotHandled;
-  return ReadLong(state->refNum, state->littleEndian, &state->firstIFDOffset);
+  return ReadLong(walk->state->refNum, walk->state->littleEndian, &walk->state->firstIFDOffset);
 }
 
 // Defaults of TIFF 6.0, section 8, except PhotometricInterpretation, whose
 // absence the format layer must see.
-static void setDefaults(TIFFState* state) {
-  state->imageWidth = -1;
-  state->imageLength = -1;
-  state->bitsPerSample = 1;
-  state->compression = 1;
-  state->photometricInterpretation = 65535;
-  state->samplesPerPixel = 1;
-  state->planarConfiguration = 1;
-  state->resolutionUnit = 2;
-  state->predictor = 1;
-  state->fillOrder = 1;
-  state->dotRangeAscending = 1;
+static void setDefaults(TIFFWalk* walk) {
+  walk->state->imageWidth = -1;
+  walk->state->imageLength = -1;
+  walk->state->bitsPerSample = 1;
+  walk->state->compression = 1;
+  walk->state->photometricInterpretation = 65535;
+  walk->state->samplesPerPixel = 1;
+  walk->state->planarConfiguration = 1;
+  walk->state->resolutionUnit = 2;
+  walk->state->predictor = 1;
+  walk->state->fillOrder = 1;
+  walk->state->dotRangeAscending = 1;
 }
 
-static OSErr readDirectory(TIFFState* state) {
-  if (OSErr err = readHeader(state); err != noErr) return err;
-  setDefaults(state);
+static OSErr readDirectory(TIFFWalk* walk) {
+  if (OSErr err = readHeader(walk); err != noErr) return err;
+  setDefaults(walk);
   UInt32 next = 0;
-  if (OSErr err = ParseIFD(state, state->firstIFDOffset, &next); err != noErr) return err;
-  state->nextIFDOffset = next;
-  if (state->imageWidth == -1 || state->imageLength == -1 || state->stripOffsets == nullptr) {
+  if (OSErr err = ParseIFD(walk, walk->state->firstIFDOffset, &next); err != noErr) return err;
+  walk->state->nextIFDOffset = next;
+  if (walk->state->imageWidth == -1 || walk->state->imageLength == -1 ||
+      walk->state->stripOffsets == nullptr) {
     return kTIFFNotHandled;
   }
   return noErr;
@@ -567,11 +566,16 @@ static UInt8 needsInversion(const TIFFState* state) {
   return 0;
 }
 
+static OSErr checkTileSizes(const TIFFState* state);
+
 OSErr TIFFFormatOpen(TIFFState* state, const FSSpec* file) {
   *state = TIFFState{};
   state->fileSpec = *file;
   if (OSErr err = OpenFile(file, &state->refNum); err != noErr) return err;
-  if (OSErr err = readDirectory(state); err != noErr) {
+  TIFFWalk walk{state, 0, 0, 0, noErr};
+  OSErr err = readDirectory(&walk);
+  if (err == noErr) err = checkTileSizes(state);
+  if (err != noErr) {
     CloseFile(state->refNum);
     state->refNum = 0;
     return err;
@@ -597,145 +601,81 @@ OSErr TIFFFormatClose(TIFFState* state) {
 
 // ---- Pixels
 
-static SInt32 rowBytesOf(const TIFFState* state) {
-  return state->imageWidth * state->samplesPerPixel;
+static SInt32 planesPerBlock(const TIFFState* state) {
+  return state->planarConfiguration == 2 ? 1 : state->samplesPerPixel;
 }
 
-OSErr SeekToRow(TIFFState* state, SInt32 row, TileArea* span) {
-  SInt32 rows = state->rowsPerStrip;
-  // The directory does not promise that the strips cover every row; a row
-  // without a strip is a layout we cannot handle, never an index past the array.
-  if (rows <= 0 || row < 0 || state->stripOffsets == nullptr) return kTIFFNotHandled;
-  UInt32 strip = UInt32(row) / UInt32(rows);
-  if (strip >= UInt32(state->stripCount)) return kTIFFNotHandled;
-  SInt32 top = SInt32(strip) * rows;
-  UInt64 position =
-      UInt64(state->stripOffsets[strip]) + UInt64(row - top) * UInt64(rowBytesOf(state));
-  if (OSErr err = seekToOffset(state->refNum, position); err != noErr) return err;
-  span->top = top;
-  span->left = 0;
-  span->bottom = Min32(INT32_MAX - rows, top) + rows;  // a huge TileLength must not overflow
-  span->right = state->imageWidth;
+// A tile size given over strip offsets, or one size alone, leaves the other
+// as the image's: TileLength falls back to RowsPerStrip (or ImageLength).
+static SInt32 blockWidthOf(const TIFFState* state) {
+  return state->tiled != 0 && state->tileWidth > 0 ? state->tileWidth : state->imageWidth;
+}
+
+// Tiles are written whole in their rows' width: an uncompressed tile that
+// claims fewer bytes than a full tile would have its neighbour overwritten.
+static OSErr checkTileSizes(const TIFFState* state) {
+  if (state->tiled == 0 || state->compression != 1 || state->stripByteCounts == nullptr) {
+    return noErr;
+  }
+  const UInt64 rowBits =
+      UInt64(blockWidthOf(state)) * UInt64(planesPerBlock(state)) * state->bitsPerSample;
+  const UInt64 full = (rowBits + 7) / 8 * UInt64(std::max<SInt32>(state->rowsPerStrip, 0));
+  for (SInt32 i = 0; i < state->stripCount; ++i) {
+    if (state->stripByteCounts[i] < full) return kTIFFNotHandled;
+  }
   return noErr;
 }
 
-// Only uncompressed, chunky, stripped 8-bit files are moved in place
-// (TIFF 6.0, sections 3 and 4 with PlanarConfiguration 1).
-static OSErr refuseLayout(const TIFFState* state) {
-  if (state->tiled != 0 || state->planarConfiguration == 2 || state->compression != 1 ||
-      state->bitsPerSample != 8) {
+static SInt32 blocksAlong(SInt32 pixels, SInt32 blockPixels) {
+  return SInt32((SInt64(pixels) + blockPixels - 1) / blockPixels);
+}
+
+// Samples are handed to the host with 0 as black; a* and b* are signed in
+// the file (TIFF 6.0, section 23), offset binary in memory; the file counts
+// ink up from 0 (section 16) unless a DotRange says otherwise, the host
+// counts it down from 255, and planes past the four inks are extra samples.
+static SampleConversion conversionOf(const TIFFState* state) {
+  SampleConversion conversion{};
+  if (state->invert != 0) conversion.invertEnd = state->samplesPerPixel;
+  if (state->photometricInterpretation == kCIELab) conversion = {0, 0, 1, 3};
+  if (state->photometricInterpretation == kSeparated && state->dotRangeAscending != 0) {
+    conversion = {0, 4, 0, 0};
+  }
+  return conversion;
+}
+
+OSErr TIFFFormatGeometry(const TIFFState* state, BlockGeometry* geometry) {
+  if (state->compression != 1 || state->bitsPerSample != 8 || state->stripOffsets == nullptr) {
     return kFormatFailure;
   }
+  const SInt32 width = blockWidthOf(state);
+  const SInt32 height = state->rowsPerStrip;
+  if (width <= 0 || height <= 0) return kTIFFNotHandled;
+  const SInt32 group = planesPerBlock(state);
+  if (SInt64(width) * group > INT32_MAX) return kTIFFNotHandled;
+  BlockGeometry g{};
+  g.width = state->imageWidth;
+  g.height = state->imageLength;
+  g.planes = state->samplesPerPixel;
+  g.blockWidth = width;
+  g.blockHeight = height;
+  g.blocksAcross = blocksAlong(g.width, width);
+  g.blocksDown = blocksAlong(g.height, height);
+  g.groupPlanes = g.colBytes = group;
+  g.rowBytes = width * group;
+  g.offsets = state->stripOffsets;
+  g.conversion = conversionOf(state);
+  // Blocks that leave samples uncovered are a layout we cannot handle,
+  // never an index past the offsets.
+  if (BlockCount(g) > state->stripCount) return kTIFFNotHandled;
+  *geometry = g;
   return noErr;
-}
-
-// Checked once before any pixel moves, so that a write never stops half-way
-// for a reason known in advance. Strips that leave rows uncovered make the
-// file one we cannot handle (as at open); a box outside the image is the
-// caller's mistake, a failure without a code of its own.
-static OSErr checkArea(const TIFFState* state, const TileArea& area) {
-  if (state->rowsPerStrip <= 0 ||
-      SInt64(state->stripCount) * state->rowsPerStrip < state->imageLength) {
-    return kTIFFNotHandled;
-  }
-  bool inside = area.top >= 0 && area.bottom <= state->imageLength && area.left >= 0 &&
-                area.left <= area.right && area.right <= state->imageWidth &&
-                area.firstPlane >= 0 && area.firstPlane <= area.endPlane &&
-                area.endPlane <= state->samplesPerPixel;
-  return inside ? noErr : kFormatFailure;
-}
-
-static TileArea withPlanes(const TileArea& box, SInt32 firstPlane, SInt32 endPlane) {
-  TileArea cut = box;
-  cut.firstPlane = Max32(box.firstPlane, firstPlane);
-  cut.endPlane = Min32(box.endPlane, endPlane);
-  return cut;
-}
-
-// Every change here is its own inverse, so the same steps serve both ways.
-static void convertFileData(const TIFFState* state, const Tile& buffer, const TileArea& box) {
-  if (state->invert != 0) InvertTile(buffer, box);
-  // a* and b* are signed in the file (TIFF 6.0, section 23), offset binary in memory.
-  if (state->photometricInterpretation == kCIELab && state->bitsPerSample == 8) {
-    TileArea chroma = withPlanes(box, 1, 3);
-    if (chroma.firstPlane < chroma.endPlane) ToggleSignTile(buffer, chroma);
-  }
-  // The file counts ink up from 0 (TIFF 6.0, section 16) unless a DotRange
-  // says otherwise; the host counts it down from 255. Planes past the four
-  // inks are extra samples and stay as they are.
-  if (state->photometricInterpretation == kSeparated && state->dotRangeAscending != 0) {
-    TileArea inks = withPlanes(box, 0, 4);
-    if (inks.firstPlane < inks.endPlane) InvertTile(buffer, inks);
-  }
-}
-
-static void fixFileDataAfterRead(const TIFFState* state, const Tile& buffer, const TileArea& box) {
-  convertFileData(state, buffer, box);
-}
-
-static void fixFileDataBeforeWrite(const TIFFState* state, const Tile& buffer,
-                                   const TileArea& box) {
-  convertFileData(state, buffer, box);
-}
-
-// The file is positioned at the band's first row.
-static OSErr getBand(TIFFState* state, const Tile& tile, const Tile& buffer, const TileArea& box) {
-  SInt32 bytes = (box.bottom - box.top) * buffer.rowBytes;
-  if (OSErr err = ReadBytes(state->refNum, bytes, buffer.data); err != noErr) return err;
-  fixFileDataAfterRead(state, buffer, box);
-  CopyTile(buffer, box, tile, box);
-  return noErr;
-}
-
-// Whole rows go back, so the bytes outside the box are written with the
-// values just read.
-static OSErr putBand(TIFFState* state, const Tile& tile, const Tile& buffer, const TileArea& box) {
-  SInt32 bytes = (box.bottom - box.top) * buffer.rowBytes;
-  SInt32 position = 0;
-  if (OSErr err = GetPosition(state->refNum, &position); err != noErr) return err;
-  if (OSErr err = ReadBytes(state->refNum, bytes, buffer.data); err != noErr) return err;
-  CopyTile(tile, box, buffer, box);
-  fixFileDataBeforeWrite(state, buffer, box);
-  if (OSErr err = SeekTo(state->refNum, position); err != noErr) return err;
-  return WriteBytes(state->refNum, bytes, buffer.data);
-}
-
-using BandMover = OSErr (*)(TIFFState*, const Tile&, const Tile&, const TileArea&);
-
-// Bands of whole file rows: as many as the big buffer holds, never across a
-// strip, so that each band is one seek and one contiguous read.
-static OSErr moveBands(TIFFState* state, const Tile& tile, const TileArea& area, BandMover move) {
-  if (OSErr err = refuseLayout(state); err != noErr) return err;
-  if (OSErr err = checkArea(state, area); err != noErr) return err;
-  if (area.bottom <= area.top) return noErr;
-  SInt32 rowBytes = rowBytesOf(state);
-  SInt32 granted = 0;
-  Ptr address = nullptr;
-  SInt32 wanted = Min32(area.bottom - area.top, state->rowsPerStrip);
-  if (OSErr err = AllocateBigBuffer(rowBytes, wanted, &granted, &address); err != noErr) {
-    return err;
-  }
-  Tile buffer{reinterpret_cast<UInt8*>(address),
-              TileArea{0, 0, 0, state->imageWidth, 0, state->samplesPerPixel}, rowBytes,
-              state->samplesPerPixel, 0};
-  TileArea box = area;
-  OSErr err = noErr;
-  for (SInt32 row = area.top; row < area.bottom; row = box.bottom) {
-    TileArea span{};
-    if ((err = SeekToRow(state, row, &span)) != noErr) break;
-    SInt32 end = Min32(Min32(row + granted, area.bottom), span.bottom);
-    buffer.area.top = box.top = row;
-    buffer.area.bottom = box.bottom = end;
-    if ((err = move(state, tile, buffer, box)) != noErr) break;
-  }
-  DisposeBigBuffer(address);
-  return err;
 }
 
 // One row of a strip: all samples of the row, or one plane's when the planes
 // are stored apart, packed into whole bytes (TIFF 6.0, section 7).
 static UInt64 stripRowBytes(const TIFFState* state) {
-  const UInt64 samples = state->planarConfiguration == 2 ? 1 : state->samplesPerPixel;
+  const UInt64 samples = UInt64(planesPerBlock(state));
   return (UInt64(state->imageWidth) * samples * state->bitsPerSample + 7) / 8;
 }
 
@@ -771,10 +711,87 @@ UInt64 TIFFFormatDataEnd(const TIFFState* state) {
   return geometricDataEnd(state);
 }
 
-OSErr TIFFFormatGetTile(TIFFState* state, const Tile& tile, const TileArea& area) {
-  return moveBands(state, tile, area, getBand);
+// ---- The format's table
+
+static SInt16 tiffMode(const TIFFState* state) {
+  switch (state->photometricInterpretation) {
+    case 0:
+    case 1: return state->bitsPerSample == 1 ? kBitmapMode : kGrayscaleMode;
+    case 2: return kRGBMode;
+    case 3: return kIndexedMode;
+    case 5: return kCMYKMode;
+    case 8: return kLabMode;
+    default: return kUnsupportedMode;
+  }
 }
 
-OSErr TIFFFormatPutTile(TIFFState* state, const Tile& tile, const TileArea& area) {
-  return moveBands(state, tile, area, putBand);
+static float tiffResolution(float value, UInt16 unit) {
+  return unit == 3 ? float(double(value) * 2.54) : value;
 }
+
+static void describeTIFF(const void* raw, SourceImage* image) {
+  const auto* state = static_cast<const TIFFState*>(raw);
+  image->mode = tiffMode(state);
+  image->depth = SInt16(state->bitsPerSample);
+  image->planar = state->planarConfiguration != 1 ? 1 : 0;
+  image->width = state->imageWidth;
+  image->height = state->imageLength;
+  image->channels = SInt16(state->samplesPerPixel);
+  image->colorTable = state->colorMap;
+  image->hResolution = tiffResolution(state->xResolution, state->resolutionUnit);
+  image->vResolution = tiffResolution(state->yResolution, state->resolutionUnit);
+}
+
+static void tiffLayout(const void* raw, FormatLayout* layout) {
+  const auto* state = static_cast<const TIFFState*>(raw);
+  BlockGeometry geometry{};
+  if (TIFFFormatGeometry(state, &geometry) == noErr) PlainLayout(geometry, layout);
+  layout->compression = state->compression;
+  layout->planarConfiguration = state->planarConfiguration;
+  layout->predictor = state->predictor;
+  layout->fillOrder = state->fillOrder;
+  layout->tiled = state->tiled;
+  layout->refusedTag = state->refusedTag;
+  layout->refusedValue = state->refusedValue;
+}
+
+// Planes and tiles are moved wherever the geometry holds; what is left of
+// 116, 119 and 122 are planar or tiled files whose blocks it cannot describe.
+static OSErr unmovableLayout(const TIFFState* state, OSErr planar, OSErr tiled) {
+  BlockGeometry geometry{};
+  if (TIFFFormatGeometry(state, &geometry) == noErr) return noErr;
+  if (state->planarConfiguration != 1) return planar;
+  return state->tiled != 0 ? tiled : noErr;
+}
+
+// In the order the user is told about them.
+static OSErr tiffVerdict(const void* raw, Boolean write) {
+  const auto* state = static_cast<const TIFFState*>(raw);
+  if (write) {
+    if (state->compression != 1 || state->predictor != 1) return kTIFFCompressionNotWritable;
+    if (state->fillOrder != 1) return kTIFFLayoutNotWritable;
+    return unmovableLayout(state, kTIFFLayoutNotWritable, kTIFFLayoutNotWritable);
+  }
+  if (state->compression != 1) return kTIFFCompressed;
+  if (state->predictor != 1) return kTIFFPredictor;
+  if (state->fillOrder != 1) return kTIFFFillOrder;
+  return unmovableLayout(state, kTIFFPlanar, kTIFFTiled);
+}
+
+const FormatOps kTIFFOps{
+    kTIFFFormat,
+    {".TIF", ".TIFF"},
+    sizeof(TIFFState),
+    [](void* state, const FSSpec* file) {
+      return TIFFFormatOpen(static_cast<TIFFState*>(state), file);
+    },
+    describeTIFF,
+    [](const void* state, BlockGeometry* geometry) {
+      return TIFFFormatGeometry(static_cast<const TIFFState*>(state), geometry);
+    },
+    tiffLayout,
+    tiffVerdict,
+    [](const void* state) { return TIFFFormatDataEnd(static_cast<const TIFFState*>(state)); },
+    [](const void* state) { return static_cast<const TIFFState*>(state)->refNum; },
+    [](void* state) { return TIFFFormatClose(static_cast<TIFFState*>(state)); },
+};

@@ -6,7 +6,6 @@
 
 #include "MacErrors.h"
 #include "formats/RasterFormats.h"
-#include "formats/TIFFFormat.h"
 #include "host/InfoCommand.h"
 #include "host/Messages.h"
 #include "records/ResultCodes.h"
@@ -50,13 +49,15 @@ std::optional<SInt32> stored_sample_format(const std::string& name) {
 
 std::string describe_tiff_refusal(const SourceImage& image, const std::string& name) {
   if (image.format.code != kTIFFFormat || image.format.state == nullptr) return {};
-  const auto* tiff = static_cast<const TIFFState*>(image.format.state);
-  if (tiff->refusedTag == kSampleFormatTag) return describe_sample_format(tiff->refusedValue, name);
-  if (tiff->refusedTag == kBitsPerSampleTag) {
+  FormatLayout layout{};
+  RasterFormatDescribeLayout(&image.format, &layout);
+  if (layout.refusedTag == kSampleFormatTag)
+    return describe_sample_format(layout.refusedValue, name);
+  if (layout.refusedTag == kBitsPerSampleTag) {
     if (auto format = stored_sample_format(name)) return describe_sample_format(*format, name);
   }
-  if (tiff->refusedTag != 0) {
-    return message(Text::kTIFFValueRefused, {name, std::to_string(tiff->refusedTag)});
+  if (layout.refusedTag != 0) {
+    return message(Text::kTIFFValueRefused, {name, std::to_string(layout.refusedTag)});
   }
   return {};
 }

@@ -10,7 +10,6 @@
 #include "MacErrors.h"
 #include "Resources.h"
 #include "formats/RasterFormats.h"
-#include "formats/TIFFFormat.h"
 #include "host/Commands.h"
 #include "host/HostOptions.h"
 #include "host/ImagePath.h"
@@ -117,9 +116,22 @@ std::string json_text(std::string_view text) {
   return quoted + '"';
 }
 
-const TIFFState* tiff_state(const SourceImage& image) {
-  return image.format.code == kTIFFFormat ? static_cast<const TIFFState*>(image.format.state)
-                                          : nullptr;
+FormatLayout layout_of(const SourceImage& image) {
+  FormatLayout layout{};
+  RasterFormatDescribeLayout(&image.format, &layout);
+  return layout;
+}
+
+void print_blocks(const FormatLayout& layout, std::ostream& out) {
+  if (layout.tiled != 0 && layout.blockWidth > 0) {
+    const SInt64 count = SInt64(layout.blocksAcross) * layout.blocksDown;
+    out << message(Text::kInfoTiles, {std::to_string(count), std::to_string(layout.blockWidth),
+                                      std::to_string(layout.blockHeight)})
+        << '\n';
+  }
+  if (layout.planeGroups > 1) {
+    out << message(Text::kInfoPlanes, {std::to_string(layout.planeGroups)}) << '\n';
+  }
 }
 
 void print_text(const SourceImage& image, const Verdict& verdict, std::ostream& out) {
@@ -134,12 +146,14 @@ void print_text(const SourceImage& image, const Verdict& verdict, std::ostream& 
       << message(Text::kInfoLayout, {message(image.planar != 0 ? Text::kInfoLayoutPlanar
                                                                : Text::kInfoLayoutInterleaved)})
       << '\n';
-  if (const TIFFState* tiff = tiff_state(image)) {
+  const FormatLayout layout = layout_of(image);
+  if (image.format.code == kTIFFFormat) {
     out << message(Text::kInfoTiffLayout,
-                   {std::to_string(tiff->compression), std::to_string(tiff->planarConfiguration),
-                    std::to_string(tiff->predictor), std::to_string(tiff->fillOrder)})
+                   {std::to_string(layout.compression), std::to_string(layout.planarConfiguration),
+                    std::to_string(layout.predictor), std::to_string(layout.fillOrder)})
         << '\n';
   }
+  print_blocks(layout, out);
   if (verdict.code != noErr) {
     out << message(Text::kInfoRefused, {std::to_string(verdict.code), verdict.message}) << '\n';
     return;
@@ -154,12 +168,16 @@ void print_json(const SourceImage& image, const Verdict& verdict, std::ostream& 
       << ", \"width\": " << image.width << ", \"height\": " << image.height
       << ", \"channels\": " << image.channels << ", \"resolution\": [" << image.hResolution << ", "
       << image.vResolution << "], \"planar\": " << (image.planar != 0 ? "true" : "false");
-  if (const TIFFState* tiff = tiff_state(image)) {
-    out << ", \"tiff\": {\"compression\": " << tiff->compression
-        << ", \"planarConfiguration\": " << tiff->planarConfiguration
-        << ", \"predictor\": " << tiff->predictor << ", \"fillOrder\": " << tiff->fillOrder
-        << ", \"tiled\": " << (tiff->tiled != 0 ? "true" : "false") << "}";
+  const FormatLayout layout = layout_of(image);
+  if (image.format.code == kTIFFFormat) {
+    out << ", \"tiff\": {\"compression\": " << layout.compression
+        << ", \"planarConfiguration\": " << layout.planarConfiguration
+        << ", \"predictor\": " << layout.predictor << ", \"fillOrder\": " << layout.fillOrder
+        << ", \"tiled\": " << (layout.tiled != 0 ? "true" : "false") << "}";
   }
+  out << ", \"blocks\": {\"width\": " << layout.blockWidth << ", \"height\": " << layout.blockHeight
+      << ", \"across\": " << layout.blocksAcross << ", \"down\": " << layout.blocksDown
+      << ", \"planeGroups\": " << layout.planeGroups << "}";
   out << ", \"acquire\": {\"code\": " << verdict.code
       << ", \"message\": " << json_text(verdict.message)
       << ", \"writeBack\": " << (verdict.writeable ? "true" : "false") << "}}\n";

@@ -80,6 +80,8 @@ enum class Text {
   kImageRefused,
   kNoDesktop,
   kNoDisplayVariables,
+  kInfoTiles,
+  kInfoPlanes,
   kCount,  // not a text: how many there are
 };
 

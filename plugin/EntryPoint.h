@@ -8,7 +8,9 @@
 #include "HostCallbacks.h"
 #include "MacTypes.h"
 #include "References.h"
+#include "formats/BlockGeometry.h"
 #include "formats/RasterFormats.h"
+#include "records/BigBuffer.h"
 #include "records/HostRecords.h"
 #include "records/ResultCodes.h"
 #include "support/MemoryUtilities.h"
@@ -50,11 +52,13 @@ void RunEntryPoint(const EntryPointTable<Globals>& table, SInt16 selector, Param
 
 // Prepare's first step on both sides: the host must offer its buffer and
 // document-resource callbacks (the Warn... calls tell the user when it does
-// not), and the format layer must be ready. 1 refuses the run.
+// not), and the format layer must be ready, its runs of rows taken from
+// the big buffer. 1 refuses the run.
 inline OSErr PrepareHostAndFormats(UInt32 bufferProcs, UInt32 resourceProcs) {
+  static constexpr ScratchAllocator kBigBufferScratch{AllocateBigBuffer, DisposeBigBuffer};
   if (!WarnHostBufferProcsAvailable(ReferencePointerAs<HostBufferProcs>(bufferProcs)) ||
       !WarnHostResourceProcsAvailable(ReferencePointerAs<HostResourceProcs>(resourceProcs)) ||
-      SetupRasterFormats() != noErr) {
+      SetupRasterFormats(&kBigBufferScratch) != noErr) {
     return kPrepareRefused;
   }
   return noErr;

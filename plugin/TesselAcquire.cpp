@@ -8,7 +8,6 @@
 #include "References.h"
 #include "Resources.h"
 #include "about/TesselAbout.h"
-#include "formats/TIFFFormat.h"
 #include "plugin/BandSteps.h"
 #include "plugin/EntryPoint.h"
 #include "plugin/TagTheDocument.h"
@@ -76,18 +75,6 @@ static OSErr checkDepth(const SourceImage* image) {
   return image->depth == 8 ? noErr : kDepthNotEight;
 }
 
-// TIFF layouts the strip reader cannot deliver, in the order they are told.
-static OSErr checkTIFFDirectory(const SourceImage* image) {
-  if (image->format.code != kTIFFFormat) return noErr;
-  const auto* tiff = static_cast<const TIFFState*>(image->format.state);
-  if (tiff->compression != 1) return kTIFFCompressed;
-  if (tiff->planarConfiguration != 1) return kTIFFPlanar;
-  if (tiff->predictor != 1) return kTIFFPredictor;
-  if (tiff->fillOrder != 1) return kTIFFFillOrder;
-  if (tiff->tiled != 0) return kTIFFTiled;
-  return noErr;
-}
-
 // A file that could not be written back later is worth a warning, not a
 // refusal: the user may only want to look.
 static OSErr warnWhenNotWriteable(const SourceImage* image) {
@@ -104,7 +91,7 @@ OSErr CheckAcquirable(const SourceImage* image, SInt16* documentMode) {
   SInt16 mode = 0;
   if (OSErr err = documentModeFor(image->mode, &mode); err != noErr) return err;
   if (OSErr err = checkDepth(image); err != noErr) return err;
-  if (OSErr err = checkTIFFDirectory(image); err != noErr) return err;
+  if (OSErr err = RasterFormatLayoutVerdict(&image->format, false); err != noErr) return err;
   *documentMode = mode;
   return noErr;
 }

@@ -5,7 +5,6 @@
 #include "HostCallbacks.h"
 #include "MacErrors.h"
 #include "References.h"
-#include "formats/TIFFFormat.h"
 #include "plugin/BandSteps.h"
 #include "plugin/EntryPoint.h"
 #include "plugin/TagTheDocument.h"
@@ -62,16 +61,6 @@ static OSErr checkModes(SInt16 fileMode, SInt16 documentMode) {
   }
 }
 
-static OSErr checkTIFFLayout(const SourceImage* image) {
-  if (image->format.code != kTIFFFormat) return noErr;
-  const auto* tiff = static_cast<const TIFFState*>(image->format.state);
-  if (tiff->compression != 1 || tiff->predictor != 1) return kTIFFCompressionNotWritable;
-  if (tiff->planarConfiguration != 1 || tiff->tiled != 0 || tiff->fillOrder != 1) {
-    return kTIFFLayoutNotWritable;
-  }
-  return noErr;
-}
-
 // Sizes first, then what the pixels are; the size checks leave their numbers
 // in the report texts.
 static OSErr checkFileAgainstDocument(ExportGlobals* globals, SourceImage* image) {
@@ -98,7 +87,7 @@ static OSErr checkFileAgainstDocument(ExportGlobals* globals, SourceImage* image
     CopyNumToPString(image->channels, globals->reportText0);
     return kDocumentChannelsDiffer;
   }
-  return checkTIFFLayout(image);
+  return RasterFormatLayoutVerdict(&image->format, true);
 }
 
 OSErr OpenImageFile(ExportGlobals* globals, SourceImage* image) {

@@ -3,14 +3,12 @@
 #pragma once
 
 #include "MacTypes.h"
+#include "formats/FormatCodes.h"
 
 constexpr OSErr kPrepareRefused = 1;
 constexpr OSErr kModeBitmap = 100;
-constexpr OSErr kScitexBadUnits = 100;
 constexpr OSErr kModeIndexed = 101;
-constexpr OSErr kScitexBadSize = 101;
 constexpr OSErr kModeFive = 102;
-constexpr OSErr kScitexBadChannels = 102;
 constexpr OSErr kModeSix = 103;
 constexpr OSErr kModeSeven = 104;
 constexpr OSErr kModeDuotone = 105;
@@ -21,20 +19,13 @@ constexpr OSErr kDocumentSizeChanged = 109;
 constexpr OSErr kDocumentChannelsDiffer = 110;
 constexpr OSErr kDocumentNotGrayscale = 111;
 constexpr OSErr kDepthNotEight = 114;
-constexpr OSErr kTIFFCompressed = 115;
-constexpr OSErr kTIFFPlanar = 116;
-constexpr OSErr kTIFFPredictor = 117;
-constexpr OSErr kTIFFFillOrder = 118;
-constexpr OSErr kTIFFTiled = 119;
 constexpr OSErr kNoSingleTag = 120;
 constexpr OSErr kTagVersion = 121;
-constexpr OSErr kTIFFLayoutNotWritable = 122;
 constexpr OSErr kFileSizeChanged = 123;
 constexpr OSErr kDocumentNotRGB = 124;
 constexpr OSErr kDocumentNotCMYK = 125;
 constexpr OSErr kDocumentNotLab = 126;
 constexpr OSErr kFileDepthNotEight = 127;
-constexpr OSErr kTIFFCompressionNotWritable = 128;
 constexpr OSErr kFileModeNotWritable = 129;
 constexpr OSErr kNoModeHandled = 130;
 constexpr OSErr kCannotWriteBack = 131;
@@ -43,8 +34,5 @@ constexpr OSErr kChosenFileUnusable = 133;
 constexpr OSErr kVolumeLocked = 134;
 // The host's preset rectangle is empty or reaches outside the image.
 constexpr OSErr kPresetSelectionOutside = 135;
-constexpr OSErr kTIFFNotHandled = 300;
-constexpr OSErr kFormatNotRecognised = 498;
-constexpr OSErr kFormatFailure = 499;
 constexpr OSErr kUserCancelled = 996;
 constexpr OSErr kInternalFailure = 999;

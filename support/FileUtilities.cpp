@@ -1,5 +1,7 @@
 #include "support/FileUtilities.h"
 
+#include <climits>
+
 #include "Files.h"
 #include "MacErrors.h"
 #include "MacMemory.h"
@@ -91,6 +93,11 @@ OSErr SkipBytes(SInt16 refNum, SInt32 delta) { return SetFPos(refNum, fsFromMark
 OSErr GetPosition(SInt16 refNum, SInt32* position) { return GetFPos(refNum, position); }
 
 OSErr SeekTo(SInt16 refNum, SInt32 position) { return SetFPos(refNum, fsFromStart, position); }
+
+OSErr SeekToOffset(SInt16 refNum, UInt64 position) {
+  if (position > UInt64(INT32_MAX)) return eofErr;
+  return SeekTo(refNum, SInt32(position));
+}
 
 OSErr SeekToEOF(SInt16 refNum) { return SetFPos(refNum, fsFromLEOF, 0); }
 

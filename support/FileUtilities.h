@@ -34,6 +34,10 @@ OSErr WriteBytes(SInt16 refNum, SInt32 count, const void* buffer);
 OSErr SkipBytes(SInt16 refNum, SInt32 delta);
 OSErr GetPosition(SInt16 refNum, SInt32* position);
 OSErr SeekTo(SInt16 refNum, SInt32 position);
+// The file calls take signed 32-bit positions; a wider one cannot be reached,
+// which for every file we can open means it lies past the end: eofErr, as
+// the platform answers there.
+OSErr SeekToOffset(SInt16 refNum, UInt64 position);
 OSErr SeekToEOF(SInt16 refNum);
 
 // A length byte and that many characters.

@@ -24,10 +24,12 @@ class FaultyFileSystem : public platform::FileSystem {
   int sync_error = 0;
 
   int reads = 0;
+  std::size_t bytes_read = 0;  // asked for, by every read
   int writes = 0;
   int syncs = 0;
 
   ssize_t pread(int fd, void* buffer, std::size_t count, off_t offset) override {
+    bytes_read += count;
     if (++reads == fail_read_at) {
       if (short_read) return FileSystem::pread(fd, buffer, count / 2, offset);
       errno = read_error;

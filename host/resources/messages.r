@@ -109,6 +109,8 @@ resource 'STR#' 17000 "Host messages" purgeable {
       "answers (^0); unset DISPLAY and WAYLAND_DISPLAY, or set "
       "TESSEL_BACKEND=headless, to run without windows"
   69: "DISPLAY and WAYLAND_DISPLAY are both unset"
+  70: "tiles       ^0, each ^1 x ^2 pixels"
+  71: "planes      ^0, each stored in blocks of its own"
 }
 
 # tessel --help. \r ends a line.

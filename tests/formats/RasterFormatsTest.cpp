@@ -97,3 +97,44 @@ TEST_F(RasterFormats, TIFFResolutionInCentimetresBecomesInches) {
   OpenedImage none(path("none.tif"));
   EXPECT_NEAR(none.image.hResolution, 118.11, 0.001);
 }
+
+// Every format goes through the same band mover: a box reaching outside the
+// image, by however much, is refused before a byte moves either way, and an
+// empty one inside it succeeds doing nothing.
+TEST_F(RasterFormats, BoxesOutsideTheImageFailAndEmptyOnesDoNothingInEveryFormat) {
+  ASSERT_EQ(samples::write_tiff(path("a.tif"), {.width = 20,
+                                                .height = 10,
+                                                .samplesPerPixel = 3,
+                                                .photometric = 2,
+                                                .tiles = samples::TiffTiles{}}),
+            noErr);
+  ASSERT_EQ(samples::write_scitex(path("a.sct"), {.width = 20, .height = 10}), noErr);
+  ASSERT_EQ(samples::write_native(path("a.lmn"), {.channels = 3, .rows = 10, .columns = 20}),
+            noErr);
+  const SInt32 big = INT32_MAX;
+  const TileArea outside[] = {
+      {-1, 0, 5, 5, 0, 1},        {0, 0, 11, 5, 0, 1},    {0, 15, 5, 21, 0, 1}, {0, 0, 5, 5, 2, 5},
+      {big - 1, 0, big, 5, 0, 1}, {0, big, 5, big, 0, 1}, {0, 0, 5, 5, -big, 1}};
+  const TileArea empty[] = {{3, 0, 3, 20, 0, 3}, {0, 7, 10, 2, 0, 3}, {0, 0, 10, 20, 2, 2}};
+  for (const char* name : {"a.tif", "a.sct", "a.lmn"}) {
+    SCOPED_TRACE(name);
+    const std::vector<UInt8> before = tessel::testing::file_bytes(path(name));
+    OpenedImage opened(path(name));
+    ASSERT_EQ(opened.result, noErr);
+    // One sample of room: nothing may be written into it.
+    UInt8 sample = 0x5A;
+    const Tile tile{&sample, TileArea{0, 0, 1, 1, 0, 1}, 1, 1, 0};
+    for (const TileArea& box : outside) {
+      EXPECT_EQ(RasterFormatGetTile(&opened.image.format, tile, box), kFormatFailure)
+          << tessel::testing::box_text(box);
+      EXPECT_EQ(RasterFormatPutTile(&opened.image.format, tile, box), kFormatFailure)
+          << tessel::testing::box_text(box);
+    }
+    for (const TileArea& box : empty) {
+      EXPECT_EQ(RasterFormatGetTile(&opened.image.format, tile, box), noErr);
+      EXPECT_EQ(RasterFormatPutTile(&opened.image.format, tile, box), noErr);
+    }
+    EXPECT_EQ(sample, 0x5A);
+    EXPECT_EQ(tessel::testing::file_bytes(path(name)), before);
+  }
+}

@@ -109,6 +109,59 @@ TEST_F(AcquireEndToEnd, EachFormatAcquiresTheCellAndExportWritesOnlyIt) {
   }
 }
 
+// Tiles and planes go out through extract, through another program that
+// rewrites the document, and back through export into their places.
+TEST_F(AcquireEndToEnd, TiledAndPlanarFilesComeBackFromAnOutsideEditor) {
+  if (std::system("command -v convert >/dev/null") != 0) GTEST_SKIP() << "no ImageMagick";
+  const samples::TiffOptions rgb{.width = 90, .height = 60, .samplesPerPixel = 3, .photometric = 2};
+  auto with = [&](auto change) {
+    samples::TiffOptions options = rgb;
+    change(options);
+    return options;
+  };
+  const std::pair<const char*, samples::TiffOptions> files[] = {
+      {"tiles.tif", with([](auto& o) {
+         o.tiles = samples::TiffTiles{32, 16};
+       })},
+      {"planes.tif", with([](auto& o) {
+         o.planarConfiguration = 2;
+         o.rowsPerStrip = 7;
+         o.littleEndian = true;
+       })},
+      {"both.tif", with([](auto& o) {
+         o.planarConfiguration = 2;
+         o.tiles = samples::TiffTiles{16, 32};
+       })},
+  };
+  const Rect rect{9, 13, 47, 71};
+  for (const auto& [name, options] : files) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(samples::write_tiff(path(name), options), noErr);
+    const std::vector<UInt8> before = read_file(path(name));
+    fs::remove(path("doc.tif"));
+    const ProgramRun extracted =
+        tessel(std::string("extract ") + name + " --rect 9,13,47,71 -o doc.tif");
+    ASSERT_EQ(extracted.status, 0) << extracted.err << extracted.alerts;
+    Expected<Document> document = read_document(path("doc.tif"));
+    ASSERT_TRUE(document);
+    expect_samples(*document, rect);
+
+    const std::string negate = "timeout -k 5 30 convert '" + path("doc.tif").string() +
+                               "' -negate '" + path("doc.tif").string() + "'";
+    ASSERT_EQ(std::system(negate.c_str()), 0);
+    const ProgramRun exported = tessel("export doc.tif");
+    ASSERT_EQ(exported.status, 0) << exported.err << exported.alerts;
+    EXPECT_EQ(testing::samples_differing(path(name),
+                                         [&](SInt32 r, SInt32 c, SInt32 p) {
+                                           const UInt8 flip =
+                                               testing::inside(rect, r, c) ? 0xFF : 0;
+                                           return UInt8(sample_value(0, r, c, p) ^ flip);
+                                         }),
+              0u);
+    EXPECT_EQ(testing::bytes_differing(before, read_file(path(name))), std::size_t(38 * 58 * 3));
+  }
+}
+
 TEST_F(AcquireEndToEnd, WithoutADocumentNameTheTitleNamesItAndNothingIsReplaced) {
   ASSERT_EQ(samples::write_tiff(path("gray.tif"), {.width = 30, .height = 20}), noErr);
   const ProgramRun first = tessel("acquire gray.tif --script ok.txt");
@@ -140,10 +193,19 @@ TEST_F(AcquireEndToEnd, RefusalsShowThePluginsMessageAndLeaveNoDocument) {
   tiff("gray16.tif", {.bitsPerSample = 16}, 106);
   tiff("gray4.tif", {.bitsPerSample = 4}, 114);
   tiff("lzw.tif", {.compression = 5}, 115);
-  tiff("planar.tif", {.samplesPerPixel = 4, .photometric = 5, .planarConfiguration = 2}, 116);
+  // Planes and tiles are refused only where their blocks leave samples uncovered.
+  const UInt16 kLong = samples::tiff_type::kLong;
+  tiff("planar.tif",
+       {.samplesPerPixel = 4,
+        .photometric = 5,
+        .planarConfiguration = 2,
+        .extraFields = {{273, kLong, {8}}, {279, kLong, {64 * 48}}}},
+       116);
   tiff("predictor.tif", {.predictor = 2}, 117);
   tiff("fill.tif", {.fillOrder = 2}, 118);
-  tiff("tiled.tif", {.tiles = samples::TiffTiles{}}, 119);
+  tiff("tiled.tif",
+       {.tiles = samples::TiffTiles{}, .extraFields = {{324, kLong, {8}}, {325, kLong, {256}}}},
+       119);
   // Modes through the native format, which stores any mode number.
   const std::vector<std::pair<SInt16, int>> modes{
       {0, 100}, {2, 101}, {5, 102}, {6, 103}, {7, 104}, {8, 105}, {10, 106}, {11, 107}, {12, 108}};
@@ -390,6 +452,11 @@ TEST_F(AcquireEndToEnd, InfoTellsWhatTheFormatLayerSeesAndWhetherAcquireTakesIt)
   ASSERT_EQ(samples::write_scitex(path("cmyk.sct"), {}), noErr);
   ASSERT_EQ(samples::write_native(path("gray.lmn"), {}), noErr);
   ASSERT_EQ(samples::write_tiff(path("lzw.tif"), {.compression = 5}), noErr);
+  ASSERT_EQ(samples::write_tiff(path("tiled.tif"), {.samplesPerPixel = 3,
+                                                    .photometric = 2,
+                                                    .planarConfiguration = 2,
+                                                    .tiles = samples::TiffTiles{32, 16}}),
+            noErr);
   struct Case {
     const char* name;
     const char* text;  // a line of the plain report
@@ -405,6 +472,10 @@ TEST_F(AcquireEndToEnd, InfoTellsWhatTheFormatLayerSeesAndWhetherAcquireTakesIt)
            R"("format": "..CT", "mode": 4, .*"channels": 4, "resolution": \[300, 300\], "planar": false.*"code": 0,)"},
        Case{"gray.lmn", "format +LUMN\n",
             R"("format": "LUMN", "mode": 1, .*"planar": true.*"code": 0,)"},
+       // 64 x 48 in tiles of 32 x 16: two across, three down; each plane apart.
+       Case{
+           "tiled.tif", "tiles +6, each 32 x 16 pixels\nplanes +3, .*\nacquire +takes it",
+           R"("tiled": true\}, "blocks": \{"width": 32, "height": 16, "across": 2, "down": 3, "planeGroups": 3\}.*"code": 0,)"},
        Case{"lzw.tif", "acquire .*115: .+\n",
             R"("compression": 5, .*"acquire": \{"code": 115, "message": "[^"]+")"}}) {
     SCOPED_TRACE(c.name);

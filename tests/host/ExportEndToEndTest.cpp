@@ -184,7 +184,11 @@ TEST_F(ExportEndToEnd, FilesThatCannotBeWrittenAreReported) {
     int code;
   };
   const std::vector<Case> cases{
-      {{.tiles = samples::TiffTiles{}}, 122},
+      {{.fillOrder = 2}, 122},
+      {{.tiles = samples::TiffTiles{},
+        .extraFields = {{324, samples::tiff_type::kLong, {8}},
+                        {325, samples::tiff_type::kLong, {256}}}},
+       122},
       {{.compression = 5}, 128},
       {{.bitsPerSample = 16}, 127},
       {{.photometric = 3, .colorMap = samples::sample_color_map(0, 256)}, 129},

@@ -79,14 +79,16 @@ class AcquireDriver : public PluginTest {
   }
 
   // Every sample the host took in is the file's sample in rect.
-  void expect_rectangle(Rect rect, SInt32 planes) {
+  void expect_rectangle(Rect rect, SInt32 planes) { expect_rectangle_of(host(), rect, planes); }
+
+  static void expect_rectangle_of(const FakeAcquireHost& host, Rect rect, SInt32 planes) {
     const SInt32 width = rect.right - rect.left;
     std::size_t wrong = 0;
     for (SInt32 r = rect.top; r < rect.bottom; ++r)
       for (SInt32 c = rect.left; c < rect.right; ++c)
         for (SInt32 p = 0; p < planes; ++p)
           wrong +=
-              host().pixels[std::size_t(((r - rect.top) * width + c - rect.left) * planes + p)] !=
+              host.pixels[std::size_t(((r - rect.top) * width + c - rect.left) * planes + p)] !=
               sample_value(kSeed, r, c, p);
     EXPECT_EQ(wrong, 0u);
   }
@@ -122,9 +124,6 @@ TEST_F(AcquireDriver, StartRefusesWhatTheHostCannotTakeInItsOrder) {
        {.samplesPerPixel = 3, .bitsPerSample = 16, .photometric = 2},
        kModeElevenOrRGB16},
       {"gray4.tif", {.bitsPerSample = 4}, kDepthNotEight},
-      {"planar.tif",
-       {.samplesPerPixel = 4, .photometric = 5, .planarConfiguration = 2},
-       kTIFFPlanar},
       // Compression is told before the planar layout.
       {"packed.tif",
        {.samplesPerPixel = 4, .photometric = 5, .compression = 32773, .planarConfiguration = 2},
@@ -149,7 +148,7 @@ TEST_F(AcquireDriver, StartRefusesWhatTheHostCannotTakeInItsOrder) {
 // Files the format layer opens but acquire cannot read right: refused at
 // start, before the selection dialog (whose resources this fixture lacks, so
 // that reaching it would end the run with another code).
-TEST_F(AcquireDriver, StartRefusesTilesAndCutShortFilesBeforeTheDialog) {
+TEST_F(AcquireDriver, StartRefusesCutShortFilesBeforeTheDialog) {
   auto cut = [&](const fs::path& file) {
     fs::resize_file(file, fs::file_size(file) - 1);
     return file;
@@ -157,7 +156,6 @@ TEST_F(AcquireDriver, StartRefusesTilesAndCutShortFilesBeforeTheDialog) {
   ASSERT_EQ(samples::write_scitex(path("cut.sct"), {}), 0);
   ASSERT_EQ(samples::write_native(path("cut.lmn"), {.channels = 3, .mode = 3}), 0);
   const std::vector<std::pair<fs::path, OSErr>> cases = {
-      {write_file("tiles.tif", tiles_under_strip_tags(40, 30, 1, 16, 9)), kTIFFTiled},
       {cut(write_tiff("cut.tif", {.rowsPerStrip = 7})), eofErr},
       {cut(write_tiff("cut-rgb.tif", {.samplesPerPixel = 3, .photometric = 2})), eofErr},
       {cut(path("cut.sct")), eofErr},
@@ -295,6 +293,48 @@ TEST_F(AcquireDriver, PlanarStripsComePlaneByPlane) {
   expect_rectangle(rect, 3);
   EXPECT_EQ(host().lastDone, 30);
   EXPECT_EQ(host().call(kSelectorFinish), 0);
+}
+
+// Tiles and planes are read where they lie; a planar TIFF comes plane by
+// plane as a native file does, a chunky tiled one interleaved.
+TEST_F(AcquireDriver, TiledAndPlanarTIFFsGiveTheRectangle) {
+  struct Case {
+    const char* name;
+    samples::TiffOptions options;
+    bool planar;  // strips come one plane at a time
+  };
+  const samples::TiffOptions rgb{
+      .width = 40, .height = 30, .samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 7};
+  auto with = [&](auto change) {
+    samples::TiffOptions options = rgb;
+    change(options);
+    return options;
+  };
+  const Case cases[] = {
+      {"tiled.tif", with([](auto& o) {
+         o.tiles = samples::TiffTiles{16, 8};
+       }),
+       false},
+      {"planar.tif", with([](auto& o) { o.planarConfiguration = 2; }), true},
+      {"both.tif", with([](auto& o) {
+         o.planarConfiguration = 2;
+         o.tiles = samples::TiffTiles{7, 5};
+         o.littleEndian = true;
+       }),
+       true},
+  };
+  const Rect rect{3, 5, 27, 38};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    FakeAcquireHost fresh;
+    start_with_selection(fresh, write_tiff(c.name, c.options), rect);
+    ASSERT_EQ(fresh.take_strips(), 0);
+    ASSERT_FALSE(fresh.strips.empty());
+    EXPECT_EQ(fresh.strips[0].lastPlane - fresh.strips[0].firstPlane, c.planar ? 0 : 2);
+    EXPECT_TRUE(alerts().empty());
+    expect_rectangle_of(fresh, rect, 3);
+    EXPECT_EQ(fresh.call(kSelectorFinish), 0);
+  }
 }
 
 TEST_F(AcquireDriver, StoppingAtTheFirstContinueLeavesNoBufferAndNoTag) {

@@ -117,7 +117,7 @@ TEST_F(ExportDriver, AFileThatCannotBeWrittenIsReportedAndAskedForAgain) {
   };
   // Texts no check has filled are empty, and the message's placeholders with them.
   const Case cases[] = {{{.bitsPerSample = 16}, alert_line("message 25 [16|]", 127)},
-                        {{.tiles = samples::TiffTiles{}}, alert_line("message 20 [|]", 122)},
+                        {{.fillOrder = 2}, alert_line("message 20 [|]", 122)},
                         {{.compression = 5}, alert_line("message 26 [|]", 128)}};
   for (const Case& c : cases) {
     FakeExportHost fresh;  // new state record: report texts start empty
@@ -129,20 +129,50 @@ TEST_F(ExportDriver, AFileThatCannotBeWrittenIsReportedAndAskedForAgain) {
   }
 }
 
-// Tile sizes over strip tags: written as strips of TileLength rows, the
-// rectangle would land in the wrong places of the tiles.
-TEST_F(ExportDriver, TileSizesOverStripTagsAreRefusedAndNothingIsWritten) {
+// Tile sizes over strip tags make the offsets tile offsets: the rectangle
+// lands in the tiles it meets and nothing else changes.
+TEST_F(ExportDriver, TileSizesOverStripTagsAreWrittenIntoTheirTiles) {
   const fs::path file = write_file("image.tif", tiles_under_strip_tags(64, 48, 3, 16, 9));
-  const std::vector<UInt8> before = file_bytes(file);
-  tag("image.tif", Rect{0, 0, 16, 16});
-  platform::standard_file::preselect(file);  // chosen again, refused again
+  const fs::path pristine = copy_with_sidecar(file, path("pristine.tif"));
+  const Rect rect{5, 7, 30, 40};
+  tag("image.tif", rect);
 
-  EXPECT_EQ(host().run(), kUserCancelled);
+  ASSERT_EQ(host().run(), 0);
 
-  const std::string refused = alert_line("message 20 [|]", kTIFFLayoutNotWritable);
-  EXPECT_EQ(alerts(), (std::vector<std::string>{refused, alert_line("message 32 [|]", 133)}));
-  EXPECT_EQ(file_bytes(file), before);
-  EXPECT_EQ(Get(host().params, kExportModifiedFlag), 1);
+  EXPECT_TRUE(alerts().empty());
+  const TileArea box{rect.top, rect.left, rect.bottom, rect.right, 0, 3};
+  EXPECT_EQ(file_bytes(file), bytes_after_writing(pristine, file_bytes(pristine), box,
+                                                  host().document.pixels.data()));
+  expect_boxes_read(file, [&](SInt32 r, SInt32 c, SInt32 p) {
+    bool inside = r >= rect.top && r < rect.bottom && c >= rect.left && c < rect.right;
+    return inside ? FakeDocument::sample(r - rect.top, c - rect.left, p) : UInt8(9);
+  });
+}
+
+TEST_F(ExportDriver, TiledAndPlanarFilesAreWrittenInPlace) {
+  const samples::TiffOptions layouts[] = {
+      {.tiles = samples::TiffTiles{}},
+      {.planarConfiguration = 2},
+      {.littleEndian = true, .planarConfiguration = 2, .tiles = samples::TiffTiles{}},
+  };
+  for (const samples::TiffOptions& options : layouts) {
+    FakeExportHost fresh;
+    fs::remove(path("image.tif"));
+    fs::remove(path("pristine.tif"));
+    const fs::path file = write_rgb_tiff("image.tif", options);
+    const fs::path pristine = copy_with_sidecar(file, path("pristine.tif"));
+    const Rect rect{3, 9, 41, 50};
+    ASSERT_EQ(fresh.tag(spec_of("image.tif"), rect), 0);
+    ASSERT_EQ(fresh.run(), 0);
+    const TileArea box{rect.top, rect.left, rect.bottom, rect.right, 0, 3};
+    EXPECT_EQ(file_bytes(file), bytes_after_writing(pristine, file_bytes(pristine), box,
+                                                    fresh.document.pixels.data()));
+    expect_boxes_read(file, [&](SInt32 r, SInt32 c, SInt32 p) {
+      bool inside = r >= rect.top && r < rect.bottom && c >= rect.left && c < rect.right;
+      return inside ? FakeDocument::sample(r - rect.top, c - rect.left, p)
+                    : sample_value(kSeed, r, c, p);
+    });
+  }
 }
 
 TEST_F(ExportDriver, ALockedFileIsRefusedAgainWhenChosenAgain) {

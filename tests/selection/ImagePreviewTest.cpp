@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "FaultyFileSystem.h"
 #include "Files.h"
 #include "Resources.h"
 #include "TempFolder.h"
@@ -144,6 +145,40 @@ TEST_F(Preview, RowsAreTheNearestLowerInSinglePrecisionForEitherLayout) {
     EXPECT_TRUE(shows_row(1, 4, 16)) << planar;
     EXPECT_TRUE(shows_row(7, 30, 16)) << planar;
     EXPECT_TRUE(shows_row(13, 57, 16)) << planar;
+    FinishImagePreview(&preview_);
+  }
+}
+
+// A preview of a tiled or planar image reads the row it shows inside each
+// tile or plane, never whole tiles: ten rows of a 40 x 1500 image in tiles
+// of 16 x 16 cost ten rows of three tiles, under 1% of the file.
+TEST_F(Preview, TiledAndPlanarImagesReadOnlyThePreviewsRows) {
+  const TiffOptions layouts[] = {
+      {.width = 40, .height = 1500, .photometric = 2, .tiles = tessel::samples::TiffTiles{}},
+      {.width = 40,
+       .height = 1500,
+       .photometric = 2,
+       .planarConfiguration = 2,
+       .tiles = tessel::samples::TiffTiles{}},
+      {.width = 40,
+       .height = 1500,
+       .photometric = 2,
+       .rowsPerStrip = 64,
+       .planarConfiguration = 2}};
+  for (const TiffOptions& options : layouts) {
+    SourceImage& image = open(options);
+    ASSERT_EQ(start(image, 40, 10), 0);
+    tessel::testing::FaultyFileSystem counting;
+    Boolean changed = false;
+    {
+      tessel::platform::ScopedFileSystem scope(counting);
+      for (int i = 0; i < 3; ++i) ASSERT_EQ(step(&changed), 0);
+    }
+    EXPECT_EQ(preview_.done.bottom, 10);
+    for (int v = 0; v < 10; ++v) EXPECT_TRUE(shows_row(v, 150 * v, 40)) << v;
+    const std::size_t rowBytes = options.tiles ? 3 * 16 * 3 : 40 * 3;
+    EXPECT_EQ(counting.bytes_read, 10 * rowBytes);
+    EXPECT_LT(counting.bytes_read * 100, std::filesystem::file_size(path("image.tif")));
     FinishImagePreview(&preview_);
   }
 }

@@ -25,7 +25,6 @@
 #include "Files.h"
 #include "MacErrors.h"
 #include "formats/RasterFormats.h"
-#include "formats/TIFFFormat.h"
 
 namespace tessel::tools {
 namespace {
@@ -74,7 +73,7 @@ int fail(OSErr err, const std::string& what) {
   return 1;
 }
 
-void print_tiff_layout(std::ostream& out, const TIFFState& tiff) {
+void print_tiff_layout(std::ostream& out, const FormatLayout& tiff) {
   out << ",\"compression\":" << tiff.compression
       << ",\"planarConfiguration\":" << tiff.planarConfiguration
       << ",\"predictor\":" << tiff.predictor << ",\"fillOrder\":" << tiff.fillOrder
@@ -93,7 +92,9 @@ int describe(const std::string& path) {
         << ",\"height\":" << image.height << ",\"channels\":" << image.channels
         << ",\"hres\":" << image.hResolution << ",\"vres\":" << image.vResolution;
     if (image.format.code == kTIFFFormat) {
-      print_tiff_layout(out, *static_cast<const TIFFState*>(image.format.state));
+      FormatLayout layout{};
+      RasterFormatDescribeLayout(&image.format, &layout);
+      print_tiff_layout(out, layout);
     }
   }
   std::cout << out.str() << "}\n";
