@@ -62,8 +62,43 @@ void convert(const SampleConversion& c, const Tile& buffer, const TileArea& box)
   if (part.firstPlane < part.endPlane) ToggleSignTile(buffer, part);
 }
 
-// One block's rows of the run: one seek and one contiguous read (and, for a
-// write, one write) of whole block rows.
+// The bytes of a block row that hold columns [left, right) of the box, all
+// planes of the group: [first, end) from the row's start.
+struct RowSlice {
+  SInt32 first;
+  SInt32 end;
+};
+
+RowSlice sliceOf(const BlockGeometry& g, SInt32 blockLeft, const TileArea& box) {
+  const SInt32 planeStep = g.colBytes == 1 ? g.planeBytes : 1;  // as a Tile places planes
+  const SInt32 first = (box.left - blockLeft) * g.colBytes;
+  const SInt32 last = (box.right - 1 - blockLeft) * g.colBytes + (g.groupPlanes - 1) * planeStep;
+  return RowSlice{first, last + 1};
+}
+
+// Reads the run's rows of the block into scratch. When the box holds less
+// than half of each row (a window of a wide strip), only its slice of each
+// row is read; otherwise the whole rows, in one seek and one read. Writes
+// always take whole rows, so that a band goes back in one write, whole or
+// not at all.
+OSErr readRows(SInt16 refNum, UInt64 position, const BlockGeometry& g, const Run& run,
+               const RowSlice& slice, UInt8* scratch, Boolean write) {
+  const SInt32 sliceBytes = slice.end - slice.first;
+  if (write || 2 * SInt64(sliceBytes) >= g.rowBytes) {
+    if (OSErr err = SeekToOffset(refNum, position); err != noErr) return err;
+    return ReadBytes(refNum, (run.bottom - run.top) * g.rowBytes, scratch);
+  }
+  for (SInt32 row = 0; row < run.bottom - run.top; ++row) {
+    const UInt64 at = position + UInt64(row) * UInt64(g.rowBytes) + UInt64(slice.first);
+    if (OSErr err = SeekToOffset(refNum, at); err != noErr) return err;
+    OSErr err = ReadBytes(refNum, sliceBytes, scratch + SInt64(row) * g.rowBytes + slice.first);
+    if (err != noErr) return err;
+  }
+  return noErr;
+}
+
+// One block's rows of the run: read as readRows does; for a write, one seek
+// and one write of the whole block rows.
 OSErr moveBlockRows(SInt16 refNum, const BlockGeometry& g, const Run& run, SInt32 across,
                     UInt8* scratch, const Tile& tile, const TileArea& area, Boolean write) {
   const SInt32 blockTop = run.down * g.blockHeight;
@@ -82,8 +117,10 @@ OSErr moveBlockRows(SInt16 refNum, const BlockGeometry& g, const Run& run, SInt3
                      SInt32(std::min<SInt64>(area.right, SInt64(blockLeft) + g.blockWidth)),
                      std::max(area.firstPlane, firstPlane),
                      std::min(area.endPlane, firstPlane + g.groupPlanes)};
-  if (OSErr err = SeekToOffset(refNum, position); err != noErr) return err;
-  if (OSErr err = ReadBytes(refNum, bytes, scratch); err != noErr) return err;
+  if (OSErr err = readRows(refNum, position, g, run, sliceOf(g, blockLeft, box), scratch, write);
+      err != noErr) {
+    return err;
+  }
   if (!write) {
     convert(g.conversion, buffer, box);
     CopyTile(buffer, box, tile, box);

@@ -10,6 +10,7 @@
 #include "host/HostServices.h"
 #include "host/Messages.h"
 #include "host/StripBuffers.h"
+#include "tiles/CopyTile.h"
 
 namespace tessel::host {
 
@@ -66,23 +67,27 @@ bool lies_inside(const Strip& strip, const Document& document) {
          strip.rowStep > 0 && strip.columnStep > 0 && strip.planeStep >= 0;
 }
 
-// Copies the strip into the document: whole rows at once when the strip is
-// laid out as the document is, else sample by sample into its planes.
-void copy_strip(const Strip& strip, Document& document) {
+// The strip as a Tile, when a Tile can describe it: one plane, or planes
+// side by side within a pixel (the layouts the plug-in delivers).
+std::optional<Tile> tile_of(const Strip& strip) {
+  const bool onePlane = strip.firstPlane == strip.lastPlane;
+  if (!onePlane && !(strip.columnStep > 1 && strip.planeStep == 1)) return std::nullopt;
+  const Rect& r = strip.rect;
+  return Tile{const_cast<UInt8*>(strip.data),
+              TileArea{r.top, r.left, r.bottom, r.right, strip.firstPlane, strip.lastPlane + 1},
+              strip.rowStep, onePlane ? 1 : strip.columnStep, 0};
+}
+
+// Sample by sample, for layouts no Tile describes.
+void copy_samples(const Strip& strip, Document& document) {
   const std::size_t width = std::size_t(strip.rect.right - strip.rect.left);
   const std::size_t planes = std::size_t(strip.lastPlane - strip.firstPlane + 1);
   const std::size_t docPlanes = std::size_t(document.planes);
-  const bool sameLayout = planes == docPlanes && std::size_t(strip.columnStep) == docPlanes &&
-                          (planes == 1 || strip.planeStep == 1);
   for (SInt32 row = strip.rect.top; row < strip.rect.bottom; ++row) {
     const UInt8* source =
         strip.data + std::size_t(row - strip.rect.top) * std::size_t(strip.rowStep);
     UInt8* target = document.pixels.data() + std::size_t(row) * document.row_bytes() +
                     std::size_t(strip.rect.left) * docPlanes + std::size_t(strip.firstPlane);
-    if (sameLayout) {
-      std::memcpy(target, source, width * planes);
-      continue;
-    }
     for (std::size_t column = 0; column < width; ++column) {
       for (std::size_t plane = 0; plane < planes; ++plane) {
         target[plane] = source[plane * std::size_t(strip.planeStep)];
@@ -91,6 +96,25 @@ void copy_strip(const Strip& strip, Document& document) {
       target += docPlanes;
     }
   }
+}
+
+// Copies the strip into the document through the tile engine, whose copies
+// run at memory speed whichever way the planes lie.
+void copy_strip(const Strip& strip, Document& document) {
+  const std::optional<Tile> source = tile_of(strip);
+  if (!source) {
+    copy_samples(strip, document);
+    return;
+  }
+  // The target starts at the strip's first sample, so that the tile engine's
+  // 32-bit offsets stay within one strip of a document of any size.
+  const TileArea& area = source->area;
+  UInt8* first = document.pixels.data() + std::size_t(area.top) * document.row_bytes() +
+                 std::size_t(area.left) * std::size_t(document.planes);
+  const Tile target{first,
+                    TileArea{area.top, area.left, area.bottom, area.right, 0, document.planes},
+                    SInt32(document.row_bytes()), document.planes, 0};
+  CopyTile(*source, area, target, area);
 }
 
 class Session {
