@@ -84,7 +84,7 @@ union CInfoPBRec {
 // relative or absolute POSIX path. fnfErr when the file does not exist yet,
 // with *spec filled all the same, so that it can be created.
 //
-// A name of 64 to 255 bytes does not fit the record: the spec gets a stand-in
+// A name of 64 to 255 bytes does not fit the record: *spec gets a stand-in
 // of at most 63 bytes instead ("start of the name#1A2F.tif": a cut at a
 // whole UTF-8 character, a number from the catalog, the name's suffix), which
 // every call taking an FSSpec turns back into the real name. A stand-in keeps
@@ -104,7 +104,7 @@ OSErr SetEOF(SInt16 refNum, SInt32 logEOF);
 OSErr FSpCreate(const FSSpec* spec, OSType creator, OSType fileType, SInt16 scriptTag);
 OSErr FSpDelete(const FSSpec* spec);
 // The file's real name, up to 255 bytes of UTF-8: the name a stand-in stands
-// for, or the spec's own name. The file need not exist. bdNamErr for an
+// for, or the FSSpec's own name. The file need not exist. bdNamErr for an
 // empty name; longName is written only on success.
 OSErr FSpGetLongName(const FSSpec* spec, Str255 longName);
 OSErr FSpGetFInfo(const FSSpec* spec, FInfo* fndrInfo);

@@ -86,7 +86,7 @@ TEST_F(Files, MakeFSSpecNamesMissingFilesAndRefusesNamesPastTheLongest) {
   EXPECT_EQ(files::spec_from_path(path("nowhere/file")).error(), dirNFErr);
 }
 
-// Names of 64 to 255 bytes: the spec holds a stand-in that keeps the suffix,
+// Names of 64 to 255 bytes: the FSSpec holds a stand-in that keeps the suffix,
 // cuts only between characters, and leads every call to the real file, also
 // in a later process.
 TEST_F(Files, LongNamesWorkThroughTheirStandIns) {
