@@ -8,6 +8,7 @@
 #include "formats/RasterFormats.h"
 #include "host/InfoCommand.h"
 #include "host/Messages.h"
+#include "host/TiffDocument.h"
 #include "records/ResultCodes.h"
 
 namespace tessel::host {
@@ -36,25 +37,21 @@ std::string describe_sample_format(SInt32 value, const std::string& name) {
 // The directory is read in tag order, so a depth no unsigned sample has (64
 // bits) is refused before SampleFormat is reached; the format the samples
 // are stored in is what the person needs to hear, so libtiff is asked.
-std::optional<SInt32> stored_sample_format(const std::string& name) {
-  TIFFSetErrorHandler(nullptr);
-  TIFFSetWarningHandler(nullptr);
-  TIFF* tiff = TIFFOpen(name.c_str(), "r");
-  if (tiff == nullptr) return std::nullopt;
-  UInt16 format = SAMPLEFORMAT_UINT;
-  TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &format);
-  TIFFClose(tiff);
-  return format == SAMPLEFORMAT_UINT ? std::nullopt : std::optional<SInt32>(format);
+std::optional<SInt32> stored_sample_format(const std::filesystem::path& image) {
+  const std::optional<UInt16> format = tiff_sample_format(image);
+  if (!format || *format == SAMPLEFORMAT_UINT) return std::nullopt;
+  return SInt32(*format);
 }
 
-std::string describe_tiff_refusal(const SourceImage& image, const std::string& name) {
+std::string describe_tiff_refusal(const SourceImage& image, const std::filesystem::path& path) {
+  const std::string name = path.string();
   if (image.format.code != kTIFFFormat || image.format.state == nullptr) return {};
   FormatLayout layout{};
   RasterFormatDescribeLayout(&image.format, &layout);
   if (layout.refusedTag == kSampleFormatTag)
     return describe_sample_format(layout.refusedValue, name);
   if (layout.refusedTag == kBitsPerSampleTag) {
-    if (auto format = stored_sample_format(name)) return describe_sample_format(*format, name);
+    if (auto format = stored_sample_format(path)) return describe_sample_format(*format, name);
   }
   if (layout.refusedTag != 0) {
     return message(Text::kTIFFValueRefused, {name, std::to_string(layout.refusedTag)});
@@ -68,8 +65,10 @@ OSErr problem_of(const OpenImage& open, OSErr opened) {
   return opened != noErr ? opened : RasterFormatCheckLength(&open.image.format);
 }
 
-std::string words_for(const OpenImage& open, OSErr opened, OSErr problem, const std::string& name) {
-  if (problem == kTIFFNotHandled) return describe_tiff_refusal(open.image, name);
+std::string words_for(const OpenImage& open, OSErr opened, OSErr problem,
+                      const std::filesystem::path& path) {
+  const std::string name = path.string();
+  if (problem == kTIFFNotHandled) return describe_tiff_refusal(open.image, path);
   if (problem != eofErr) return {};
   return opened == eofErr ? message(Text::kImageHeadCutShort, {name})
                           : describe_cut_pixels(open.image, name);
@@ -83,7 +82,7 @@ Refusal describe_refusal(const std::filesystem::path& image, OSErr code) {
   const OSErr opened = open.open(image);
   const OSErr problem = problem_of(open, opened);
   if (code != kShownPlatformError && problem != code) return {code, {}};
-  std::string words = words_for(open, opened, problem, image.string());
+  std::string words = words_for(open, opened, problem, image);
   if (words.empty()) return {code, {}};
   return {problem, std::move(words)};
 }

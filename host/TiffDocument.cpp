@@ -333,4 +333,10 @@ OSErr replace_tiff_block(const std::filesystem::path& path, std::span<const UInt
 
 std::string tiff_problem() { return last_problem(); }
 
+std::optional<UInt16> tiff_sample_format(const std::filesystem::path& path) {
+  TiffFile tiff = open_tiff(path, "r");
+  if (!tiff) return std::nullopt;
+  return field_or<UInt16>(tiff.get(), TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
+}
+
 }  // namespace tessel::host

@@ -33,6 +33,10 @@ OSErr write_tiff(const std::filesystem::path& path, const Document& image,
 // alone.
 std::string tiff_problem();
 
+// The file's SampleFormat (1 when it states none); nullopt when libtiff
+// cannot open it.
+std::optional<UInt16> tiff_sample_format(const std::filesystem::path& path);
+
 // Replaces tag 34377 of the first directory in place; the pixels stay.
 OSErr replace_tiff_block(const std::filesystem::path& path, std::span<const UInt8> block);
 
