@@ -96,9 +96,10 @@ bool slicesHoldOtherBytes(const BlockGeometry& g, const TileArea& box) {
   return g.colBytes > 1 && box.endPlane - box.firstPlane < g.colBytes;
 }
 
-// A read may take the gap between two slices along when it is no longer than
-// this: within a page the call saved costs more than the bytes it brings.
-constexpr SInt64 kReadBridge = 4096;
+// A read takes the gap between two slices along when the gap is shorter
+// than a page: every page the gap touches holds the box's bytes too, so the
+// disk is asked for nothing more, and a call costs more than copying it.
+constexpr SInt64 kReadBridge = 4095;
 
 // Calls move once per span of the box's bytes in the run's rows, in file
 // order. Slices that touch are one span, so a box as wide as its block moves
