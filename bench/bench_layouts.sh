@@ -4,7 +4,9 @@
 # each channel in its own plane (PlanarConfiguration 2, strips of 16 rows);
 # beside GDAL on the same files (gdal_translate -srcwin with direct reads, and
 # its windowed write in place, synced as an export is). Then the bytes the
-# selection dialog's preview reads from the tiled image, against its size.
+# selection dialog's preview reads from the tiled image, against its size,
+# and the calls and bytes extract and export of the rectangle move in the
+# striped image (from strace), against the rectangle's own bytes.
 # One table; every figure from the page cache, best of REPEATS.
 #
 #   bench/bench_layouts.sh [BUILD_DIR]     (default: build-bench beside this folder)
@@ -53,6 +55,22 @@ gdal_extract() {
     "$WORK/gdal.tif"
 }
 
+# What a command does to IMAGE ($1) with pread64 and pwrite64: how many
+# bytes it read and wrote, and in how many calls; n/a without strace.
+image_io() {
+  local image=$1
+  shift
+  command -v strace >/dev/null || { echo n/a; return; }
+  strace -f -qq -y -e trace=pread64,pwrite64 -o "$WORK/strace.log" "$@" >/dev/null 2>&1 || {
+    echo n/a
+    return
+  }
+  awk -v image="<$image>" '
+    index($0, image) && /= [0-9]+$/ { kind = /pwrite64/ ? "wrote" : "read"; n[kind]++; b[kind] += $NF }
+    END { printf "read %d bytes in %d calls, wrote %d bytes in %d calls\n",
+                 b["read"], n["read"], b["wrote"], n["wrote"] }' "$WORK/strace.log"
+}
+
 declare -A EXTRACT EXPORT GDAL_EXTRACT GDAL_EXPORT
 for name in "${NAMES[@]}"; do
   image="/tmp/tessel-bench-20000x15000-rgb-$name.tif"
@@ -85,7 +103,17 @@ for name in "${NAMES[@]}"; do
     "$(ratio "${GDAL_EXTRACT[$name]}" "${EXTRACT[$name]}")" \
     "$(ratio "${GDAL_EXPORT[$name]}" "${EXPORT[$name]}")"
 done
+# The rectangle of the striped image once more, under strace: what
+# extract and export move in the image file.
+striped="/tmp/tessel-bench-20000x15000-rgb-striped.tif"
+extract_io=$(image_io "$striped" "$BUILD/bin/tessel" extract "$striped" --rect $RECT \
+  -o "$WORK/doc.tif" --force)
+export_io=$(image_io "$striped" "$BUILD/bin/tessel" export "$WORK/doc.tif")
+
 echo
+echo "striped, the rectangle's own samples: $((SIDE * SIDE * 3)) bytes"
+echo "  extract: $extract_io"
+echo "  export:  $export_io"
 if [ -n "$preview_read" ]; then
   printf 'tiled preview (256 x 192) read %s bytes of %s: %s%% (aim: 2%% or less)\n' \
     "$preview_read" "$file_bytes" "$(echo "scale=3; 100 * $preview_read / $file_bytes" | bc -l)"

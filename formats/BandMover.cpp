@@ -62,43 +62,94 @@ void convert(const SampleConversion& c, const Tile& buffer, const TileArea& box)
   if (part.firstPlane < part.endPlane) ToggleSignTile(buffer, part);
 }
 
-// The bytes of a block row that hold columns [left, right) of the box, all
-// planes of the group: [first, end) from the row's start.
-struct RowSlice {
-  SInt32 first;
-  SInt32 end;
+// Bytes [first, end) of a run, counted from the run's first byte. Scratch
+// holds a run's block rows as the file stores them, so a span lies at the
+// same distance from the start in both.
+struct Span {
+  SInt64 first;
+  SInt64 end;
 };
 
-RowSlice sliceOf(const BlockGeometry& g, SInt32 blockLeft, const TileArea& box) {
-  const SInt32 planeStep = g.colBytes == 1 ? g.planeBytes : 1;  // as a Tile places planes
-  const SInt32 first = (box.left - blockLeft) * g.colBytes;
-  const SInt32 last = (box.right - 1 - blockLeft) * g.colBytes + (g.groupPlanes - 1) * planeStep;
-  return RowSlice{first, last + 1};
+// Where the box's bytes lie in each block row: slices of width bytes, the
+// first at start, the others (one per plane of a planar group) step apart.
+// Chunky slices take whole pixels, so they hold bytes of planes outside the
+// box, and a pixel's padding, whenever the box has fewer planes than a pixel
+// has bytes.
+struct RowSlices {
+  SInt64 start;
+  SInt64 width;
+  SInt64 step;
+  SInt32 count;
+};
+
+RowSlices slicesOf(const BlockGeometry& g, SInt32 blockLeft, SInt32 groupFirst,
+                   const TileArea& box) {
+  if (g.colBytes > 1) {
+    return RowSlices{SInt64(box.left - blockLeft) * g.colBytes,
+                     SInt64(box.right - box.left) * g.colBytes, 0, 1};
+  }
+  return RowSlices{SInt64(box.firstPlane - groupFirst) * g.planeBytes + (box.left - blockLeft),
+                   box.right - box.left, g.planeBytes, box.endPlane - box.firstPlane};
 }
 
-// Reads the run's rows of the block into scratch. When the box holds less
-// than half of each row (a window of a wide strip), only its slice of each
-// row is read; otherwise the whole rows, in one seek and one read. Writes
-// always take whole rows, so that a band goes back in one write, whole or
-// not at all.
-OSErr readRows(SInt16 refNum, UInt64 position, const BlockGeometry& g, const Run& run,
-               const RowSlice& slice, UInt8* scratch, Boolean write) {
-  const SInt32 sliceBytes = slice.end - slice.first;
-  if (write || 2 * SInt64(sliceBytes) >= g.rowBytes) {
-    if (OSErr err = SeekToOffset(refNum, position); err != noErr) return err;
-    return ReadBytes(refNum, (run.bottom - run.top) * g.rowBytes, scratch);
-  }
-  for (SInt32 row = 0; row < run.bottom - run.top; ++row) {
-    const UInt64 at = position + UInt64(row) * UInt64(g.rowBytes) + UInt64(slice.first);
-    if (OSErr err = SeekToOffset(refNum, at); err != noErr) return err;
-    OSErr err = ReadBytes(refNum, sliceBytes, scratch + SInt64(row) * g.rowBytes + slice.first);
-    if (err != noErr) return err;
-  }
-  return noErr;
+bool slicesHoldOtherBytes(const BlockGeometry& g, const TileArea& box) {
+  return g.colBytes > 1 && box.endPlane - box.firstPlane < g.colBytes;
 }
 
-// One block's rows of the run: read as readRows does; for a write, one seek
-// and one write of the whole block rows.
+// A read takes the gap between two slices along when the gap is shorter
+// than a page: every page the gap touches holds the box's bytes too, so the
+// disk is asked for nothing more, and a call costs more than copying it.
+constexpr SInt64 kReadBridge = 4095;
+
+// Calls move once per span of the box's bytes in the run's rows, in file
+// order. Slices that touch are one span, so a box as wide as its block moves
+// each run in one call; gaps up to bridge bytes are spanned too.
+template <typename Move>
+OSErr forEachSpan(const BlockGeometry& g, SInt32 rows, const RowSlices& slices, SInt64 bridge,
+                  Move move) {
+  Span pending{0, 0};
+  for (SInt32 row = 0; row < rows; ++row) {
+    for (SInt32 slice = 0; slice < slices.count; ++slice) {
+      const SInt64 first = SInt64(row) * g.rowBytes + slices.start + slice * slices.step;
+      if (pending.end > pending.first && first >= pending.end && first - pending.end <= bridge) {
+        pending.end = first + slices.width;
+        continue;
+      }
+      if (pending.end > pending.first) {
+        if (OSErr err = move(pending); err != noErr) return err;
+      }
+      pending = Span{first, first + slices.width};
+    }
+  }
+  return pending.end > pending.first ? move(pending) : noErr;
+}
+
+OSErr readSpans(SInt16 refNum, UInt64 position, const BlockGeometry& g, SInt32 rows,
+                const RowSlices& slices, SInt64 bridge, UInt8* scratch) {
+  return forEachSpan(g, rows, slices, bridge, [&](const Span& span) {
+    if (OSErr err = SeekToOffset(refNum, position + UInt64(span.first)); err != noErr) return err;
+    return ReadBytes(refNum, SInt32(span.end - span.first), scratch + span.first);
+  });
+}
+
+// Never spans a gap: its bytes were not read, and writing them would need
+// their values. A run that reaches past the file's end (a file cut short
+// while open) is refused before any of it is written, as its read would
+// be, rather than growing the file.
+OSErr writeSpans(SInt16 refNum, UInt64 position, const BlockGeometry& g, SInt32 rows,
+                 const RowSlices& slices, const UInt8* scratch) {
+  const SInt64 end = SInt64(rows - 1) * g.rowBytes + slices.start +
+                     SInt64(slices.count - 1) * slices.step + slices.width;
+  if (OSErr err = SeekToOffset(refNum, position + UInt64(end)); err != noErr) return err;
+  return forEachSpan(g, rows, slices, 0, [&](const Span& span) {
+    if (OSErr err = SeekToOffset(refNum, position + UInt64(span.first)); err != noErr) return err;
+    return WriteBytes(refNum, SInt32(span.end - span.first), scratch + span.first);
+  });
+}
+
+// One block's rows of the run. Only the box's columns of each row move; a
+// write reads them first only when they hold bytes the box does not own,
+// which must go back with the values they had.
 OSErr moveBlockRows(SInt16 refNum, const BlockGeometry& g, const Run& run, SInt32 across,
                     UInt8* scratch, const Tile& tile, const TileArea& area, Boolean write) {
   const SInt32 blockTop = run.down * g.blockHeight;
@@ -106,7 +157,7 @@ OSErr moveBlockRows(SInt16 refNum, const BlockGeometry& g, const Run& run, SInt3
   const SInt32 firstPlane = run.group * g.groupPlanes;
   const UInt64 position =
       BlockOffset(g, run.group, run.down, across) + UInt64(run.top - blockTop) * UInt64(g.rowBytes);
-  const SInt32 bytes = (run.bottom - run.top) * g.rowBytes;
+  const SInt32 rows = run.bottom - run.top;
   const Tile buffer{scratch,
                     TileArea{run.top, blockLeft, run.bottom, blockLeft + g.blockWidth, firstPlane,
                              firstPlane + g.groupPlanes},
@@ -117,9 +168,13 @@ OSErr moveBlockRows(SInt16 refNum, const BlockGeometry& g, const Run& run, SInt3
                      SInt32(std::min<SInt64>(area.right, SInt64(blockLeft) + g.blockWidth)),
                      std::max(area.firstPlane, firstPlane),
                      std::min(area.endPlane, firstPlane + g.groupPlanes)};
-  if (OSErr err = readRows(refNum, position, g, run, sliceOf(g, blockLeft, box), scratch, write);
-      err != noErr) {
-    return err;
+  const RowSlices slices = slicesOf(g, blockLeft, firstPlane, box);
+  // Before a write, read just what goes back: each read has its write.
+  if (!write || slicesHoldOtherBytes(g, box)) {
+    const SInt64 bridge = write ? 0 : kReadBridge;
+    if (OSErr err = readSpans(refNum, position, g, rows, slices, bridge, scratch); err != noErr) {
+      return err;
+    }
   }
   if (!write) {
     convert(g.conversion, buffer, box);
@@ -128,8 +183,7 @@ OSErr moveBlockRows(SInt16 refNum, const BlockGeometry& g, const Run& run, SInt3
   }
   CopyTile(tile, box, buffer, box);
   convert(g.conversion, buffer, box);
-  if (OSErr err = SeekToOffset(refNum, position); err != noErr) return err;
-  return WriteBytes(refNum, bytes, scratch);
+  return writeSpans(refNum, position, g, rows, slices, scratch);
 }
 
 OSErr moveRun(SInt16 refNum, const BlockGeometry& g, const Run& run, UInt8* scratch,

@@ -55,7 +55,13 @@ void UseScratchAllocator(const ScratchAllocator* allocator);
 
 // Moves the box area between the file and tile. A box reaching outside the
 // image is refused with 499 before anything moves; an empty box moves
-// nothing. Writing reads each run of block rows, puts the box's samples in
-// and writes the run back, so bytes outside the box keep their values.
+// nothing. Only the box's columns of each block row are read or written,
+// joined into one call where they touch (a box as wide as its block moves a
+// run of rows at once; a read also takes along a gap under a page between
+// them). A write reads nothing unless the box leaves some of
+// a pixel's bytes out (planes outside the box, padding); those are read and
+// written back as they were. Every other byte of the file is left alone; a
+// write that fails part way leaves each byte of the box either as it was or
+// as written.
 OSErr MoveBox(SInt16 refNum, const BlockGeometry& geometry, const Tile& tile, const TileArea& area,
               Boolean write);

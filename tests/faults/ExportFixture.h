@@ -17,10 +17,11 @@ namespace tessel::testing {
 class ExportFixture : public PluginTest {
  protected:
   static constexpr UInt32 kSeed = 11;
-  // 12 rows in bands of 4, each band one strip: every band is one read and
-  // one write of the file.
+  // 12 rows in bands of 4, each band one strip. The rectangle is narrower
+  // than the image, so each of its rows is one write, and nothing is read.
   static constexpr Rect kRect{4, 3, 16, 20};
   static constexpr SInt32 kBandRows = 4;
+  static constexpr SInt32 kRows = kRect.bottom - kRect.top;
 
   void SetUp() override {
     PluginTest::SetUp();
@@ -60,10 +61,12 @@ class ExportFixture : public PluginTest {
   // Every byte of the image is as before, except that the first rows of
   // kRect hold the document: byte for byte what writing those rows alone
   // into a copy of the original gives.
-  void expect_rows_written(SInt32 rows) {
+  void expect_rows_written(SInt32 rows) { EXPECT_EQ(file_bytes(image()), with_rows_written(rows)); }
+
+  // The original image with the first rows of kRect holding the document.
+  std::vector<UInt8> with_rows_written(SInt32 rows) {
     const TileArea box{kRect.top, kRect.left, kRect.top + rows, kRect.right, 0, 3};
-    EXPECT_EQ(file_bytes(image()), bytes_after_writing(path("expected.tif"), pristine_, box,
-                                                       host().document.pixels.data()));
+    return bytes_after_writing(path("expected.tif"), pristine_, box, host().document.pixels.data());
   }
 
  private:

@@ -671,8 +671,9 @@ TEST_F(TIFFFormat, TilesAndPlanesMoveInPlaceInEveryMode) {
   }
 }
 
-// Reading one row of a tiled image reads that row of each tile it meets and
-// nothing else: a preview's row never costs whole tiles.
+// Reading one row of a tiled image reads that row of each tile it meets,
+// within the image, and nothing else: a preview's row never costs whole
+// tiles, nor the padding of the last.
 TEST_F(TIFFFormat, ARowOfATiledImageReadsOnlyThatRowOfEachTile) {
   const Pixels px{"RGB tiles", 40, 24, 3, 8, 2, {}, false, 8, true, 16};
   const PixelFile file = open_pixels(px, 6);
@@ -683,7 +684,7 @@ TEST_F(TIFFFormat, ARowOfATiledImageReadsOnlyThatRowOfEachTile) {
   tessel::platform::ScopedFileSystem scope(counting);
   ASSERT_EQ(move(t.tile, box, false), noErr);
   EXPECT_EQ(counting.reads, 3) << "one read per tile across";
-  EXPECT_EQ(counting.bytes_read, std::size_t(3 * 16 * 3)) << "one tile row each";
+  EXPECT_EQ(counting.bytes_read, std::size_t((16 + 16 + 8) * 3)) << "the row's columns of each";
   EXPECT_EQ(t.bytes, expected);
 }
 
@@ -722,22 +723,30 @@ TEST_F(TIFFFormat, BoxesOutsideTheImageAreRefused) {
   }
 }
 
-TEST_F(TIFFFormat, WriteFaultKeepsEarlierBandsAndLeavesLaterOnesAlone) {
+// A box narrower than its strips goes out a row per call: a write fault
+// leaves the rows before it written and every other byte as it was.
+TEST_F(TIFFFormat, WriteFaultKeepsTheRowsWrittenBeforeIt) {
   const Pixels& px = kRGB;
-  PixelFile file = open_pixels(px, 9);
   std::mt19937 random(10);
-  TileArea box{2, 1, 22, 9, 0, 3};  // bands 2-8, 8-16, 16-22
+  const TileArea box{2, 1, 22, 9, 0, 3};  // bands 2-8, 8-16, 16-22
   BoxBuffer t(box, true, px.planes);
   for (UInt8& sample : t.bytes) sample = UInt8(random());
-  std::vector<UInt8> expected = file.bytes;
-  for_each_sample(TileArea{2, 1, 8, 9, 0, 3}, [&](SInt32 r, SInt32 c, SInt32 p) {
-    expected[file.position(r, c, p)] = t.bytes[t.index(r, c, p)];
-  });
-  FaultyFileSystem faulty;
-  faulty.fail_write_at = 2;
-  tessel::platform::ScopedFileSystem scope(faulty);
-  EXPECT_EQ(move(t.tile, box, true), dskFulErr);
-  EXPECT_EQ(file_now(), expected);
+  for (int failing : {1, 2, 7, 20}) {
+    SCOPED_TRACE(failing);
+    const PixelFile file = open_pixels(px, 9);
+    std::vector<UInt8> expected = file.bytes;
+    for_each_sample(TileArea{2, 1, 2 + failing - 1, 9, 0, 3}, [&](SInt32 r, SInt32 c, SInt32 p) {
+      expected[file.position(r, c, p)] = t.bytes[t.index(r, c, p)];
+    });
+    FaultyFileSystem faulty;
+    faulty.fail_write_at = failing;
+    {
+      tessel::platform::ScopedFileSystem scope(faulty);
+      EXPECT_EQ(move(t.tile, box, true), dskFulErr);
+    }
+    EXPECT_EQ(faulty.writes, failing) << "nothing after the fault";
+    EXPECT_EQ(file_now(), expected);
+  }
 }
 
 TEST_F(TIFFFormat, ReadFaultsAndShortStripsGiveTheFileError) {
