@@ -25,7 +25,6 @@ std::optional<SInt16> mode_of(TIFF* tiff) {
       return kCMYKMode;
     case PHOTOMETRIC_YCBCR:
       if (field_or<UInt16>(tiff, TIFFTAG_COMPRESSION, 1) != COMPRESSION_JPEG) return std::nullopt;
-      TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
       return kRGBMode;
     default: return std::nullopt;
   }
@@ -83,6 +82,19 @@ std::optional<std::vector<UInt8>> read_block_tag(TIFF* tiff) {
   return std::vector<UInt8>(bytes, bytes + count);
 }
 
+// Opens path for reading pixels: JPEG in YCbCr comes out as RGB, as
+// mode_of promises, on every handle.
+TiffFile open_for_pixels(const std::filesystem::path& path) {
+  // Without memory mapping libtiff reads uncompressed strips straight into
+  // the caller's buffer instead of copying them out of the mapping.
+  TiffFile tiff = open_tiff(path, "rm");
+  if (tiff && field_or<UInt16>(tiff.get(), TIFFTAG_PHOTOMETRIC, 0) == PHOTOMETRIC_YCBCR &&
+      field_or<UInt16>(tiff.get(), TIFFTAG_COMPRESSION, 1) == COMPRESSION_JPEG) {
+    TIFFSetField(tiff.get(), TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+  }
+  return tiff;
+}
+
 // Opens path for reading its description; limit receives the most pixel
 // bytes the file can hold.
 OSErr open_described(const std::filesystem::path& path, TiffFile& tiff, TiffContents& contents,
@@ -90,9 +102,7 @@ OSErr open_described(const std::filesystem::path& path, TiffFile& tiff, TiffCont
   std::error_code error;
   const std::uintmax_t fileBytes = std::filesystem::file_size(path, error);
   if (error) return fnfErr;
-  // Without memory mapping libtiff reads uncompressed strips straight into
-  // the caller's buffer instead of copying them out of the mapping.
-  tiff = open_tiff(path, "rm");
+  tiff = open_for_pixels(path);
   if (!tiff) return ioErr;
   limit = pixel_byte_limit(tiff.get(), UInt64(fileBytes));
   if (OSErr err = read_description(tiff.get(), limit, contents.image); err != noErr) return err;
@@ -121,9 +131,14 @@ OSErr TiffPixelReader::open(const std::filesystem::path& path) {
   if (OSErr err = open_described(path, tiff_, contents_, limit_); err != noErr) return err;
   TIFF* tiff = tiff_.get();
   tiled_ = TIFFIsTiled(tiff) != 0;
-  separate_ =
-      field_or<UInt16>(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
-  if (!tiled_) return noErr;
+  separate_ = contents_.image.planes > 1 && field_or<UInt16>(tiff, TIFFTAG_PLANARCONFIG,
+                                                            PLANARCONFIG_CONTIG) ==
+                                                PLANARCONFIG_SEPARATE;
+  if (!tiled_) {
+    rowsPerStrip_ = std::clamp<UInt32>(field_or<UInt32>(tiff, TIFFTAG_ROWSPERSTRIP, 0), 1,
+                                       UInt32(contents_.image.rows));
+    return noErr;
+  }
   tileWidth_ = field_or<UInt32>(tiff, TIFFTAG_TILEWIDTH, 0);
   tileLength_ = field_or<UInt32>(tiff, TIFFTAG_TILELENGTH, 0);
   if (tileWidth_ == 0 || tileLength_ == 0) return paramErr;
@@ -142,40 +157,46 @@ OSErr TiffPixelReader::read_rows(SInt32 top, SInt32 count, std::span<UInt8> rows
     return paramErr;
   }
   if (tiled_) return read_tiled(top, count, rows);
-  if (separate_ && image.planes > 1) return read_plane_scanlines(top, count, rows);
   return read_scanlines(top, count, rows);
 }
 
-OSErr TiffPixelReader::read_scanlines(SInt32 top, SInt32 count, std::span<UInt8> rows) {
-  const std::size_t rowBytes = contents_.image.row_bytes();
-  for (SInt32 row = 0; row < count; ++row) {
-    if (TIFFReadScanline(tiff_.get(), rows.data() + std::size_t(row) * rowBytes, UInt32(top + row),
-                         0) != 1) {
-      return ioErr;
-    }
+// Decodes row of the cursor's plane into line, decoding and dropping the
+// rows of its strip before it when the cursor is not there already.
+OSErr TiffPixelReader::read_line(std::size_t cursor, UInt32 row, UInt8* line) {
+  Cursor& at = cursors_[cursor];
+  const UInt16 plane = separate_ ? UInt16(cursor) : 0;
+  const UInt32 stripTop = row / rowsPerStrip_ * rowsPerStrip_;
+  const bool onTheWay = at.next <= row && at.next / rowsPerStrip_ == row / rowsPerStrip_;
+  for (UInt32 skipped = onTheWay ? at.next : stripTop; skipped < row; ++skipped) {
+    if (TIFFReadScanline(at.file.get(), skipped_.data(), skipped, plane) != 1) return ioErr;
   }
+  if (TIFFReadScanline(at.file.get(), line, row, plane) != 1) return ioErr;
+  at.next = row + 1;
   return noErr;
 }
 
-OSErr TiffPixelReader::read_plane_scanlines(SInt32 top, SInt32 count, std::span<UInt8> rows) {
+OSErr TiffPixelReader::read_scanlines(SInt32 top, SInt32 count, std::span<UInt8> rows) {
   const Document& image = contents_.image;
   const std::size_t planes = std::size_t(image.planes);
-  if (planeFiles_.empty()) {
-    for (std::size_t plane = 0; plane < planes; ++plane) {
-      planeFiles_.push_back(open_tiff(path_, "rm"));
-      if (!planeFiles_.back()) return ioErr;
+  const std::size_t passes = separate_ ? planes : 1;
+  if (cursors_.empty()) {
+    for (std::size_t pass = 0; pass < passes; ++pass) {
+      cursors_.push_back({open_for_pixels(path_), 0});
+      if (!cursors_.back().file) return ioErr;
     }
-    planeRow_.resize(std::size_t(image.columns));
+    skipped_.resize(std::size_t(TIFFScanlineSize64(tiff_.get())));
+    line_.resize(separate_ ? std::size_t(image.columns) : 0);
   }
   for (SInt32 row = 0; row < count; ++row) {
     UInt8* target = rows.data() + std::size_t(row) * image.row_bytes();
+    if (!separate_) {
+      if (OSErr err = read_line(0, UInt32(top + row), target); err != noErr) return err;
+      continue;
+    }
     for (std::size_t plane = 0; plane < planes; ++plane) {
-      if (TIFFReadScanline(planeFiles_[plane].get(), planeRow_.data(), UInt32(top + row),
-                           UInt16(plane)) != 1) {
-        return ioErr;
-      }
-      for (std::size_t column = 0; column < planeRow_.size(); ++column)
-        target[column * planes + plane] = planeRow_[column];
+      if (OSErr err = read_line(plane, UInt32(top + row), line_.data()); err != noErr) return err;
+      for (std::size_t column = 0; column < line_.size(); ++column)
+        target[column * planes + plane] = line_[column];
     }
   }
   return noErr;

@@ -28,8 +28,10 @@ Expected<TiffContents> read_tiff_description(const std::filesystem::path& path);
 // A document file's pixels, exactly as the file stores them, handed out as
 // chunky rows in any order; strips or tiles, chunky or planar, any
 // compression libtiff decodes. Reading from the top down is what it is
-// quick at: compressed strips are decoded once, a tile row is kept until a
-// row below it is wanted.
+// quick at: strips are decoded a row at a time, once, and a tile row is
+// kept until a row below it is wanted. A row above the last one read, or
+// past rows not read, is reached by decoding its strip from its first row,
+// since compressed strips cannot be entered in the middle.
 class TiffPixelReader {
  public:
   // Errors as read_document states them.
@@ -41,9 +43,15 @@ class TiffPixelReader {
 
  private:
   OSErr read_scanlines(SInt32 top, SInt32 count, std::span<UInt8> rows);
-  OSErr read_plane_scanlines(SInt32 top, SInt32 count, std::span<UInt8> rows);
+  OSErr read_line(std::size_t cursor, UInt32 row, UInt8* line);
   OSErr read_tiled(SInt32 top, SInt32 count, std::span<UInt8> rows);
   OSErr load_tile_row(UInt32 top);
+
+  // A handle reading strips a row at a time, and the row it decodes next.
+  struct Cursor {
+    TiffFile file;
+    UInt32 next = 0;
+  };
 
   std::filesystem::path path_{};
   TiffFile tiff_{};
@@ -52,10 +60,12 @@ class TiffPixelReader {
   bool tiled_ = false;
   bool separate_ = false;
   UInt32 tileWidth_ = 0, tileLength_ = 0;
-  // Planes stored apart in strips: one handle per plane, so that each reads
-  // its own strips from the top and none restarts another's.
-  std::vector<TiffFile> planeFiles_{};
-  std::vector<UInt8> planeRow_{};
+  UInt32 rowsPerStrip_ = 0;
+  // Strips: one cursor, or one per plane when planes are stored apart, so
+  // that each reads its own strips from the top and none restarts another's.
+  std::vector<Cursor> cursors_{};
+  std::vector<UInt8> line_{};
+  std::vector<UInt8> skipped_{};
   // Tiles: the decoded rows of one tile row, chunky, from tileRowTop_.
   std::vector<UInt8> tileRow_{};
   std::vector<UInt8> tile_{};

@@ -111,6 +111,8 @@ resource 'STR#' 17000 "Host messages" purgeable {
   69: "DISPLAY and WAYLAND_DISPLAY are both unset"
   70: "tiles       ^0, each ^1 x ^2 pixels"
   71: "planes      ^0, each stored in blocks of its own"
+  72: "bytes       ^0 in the file, ^1 of pixels"
+  73: "bytes|KB|MB|GB|TB"
 }
 
 # tessel --help. \r ends a line.
