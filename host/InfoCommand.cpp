@@ -136,8 +136,8 @@ void print_blocks(const FormatLayout& layout, std::ostream& out) {
 
 // The bytes of the image's samples, whatever the file's layout.
 UInt64 pixel_bytes(const SourceImage& image) {
-  return UInt64(image.width) * UInt64(image.height) * UInt64(image.channels) *
-         UInt64(image.depth) / 8;
+  return UInt64(image.width) * UInt64(image.height) * UInt64(image.channels) * UInt64(image.depth) /
+         8;
 }
 
 UInt64 file_bytes(const std::filesystem::path& path) {

@@ -131,9 +131,9 @@ OSErr TiffPixelReader::open(const std::filesystem::path& path) {
   if (OSErr err = open_described(path, tiff_, contents_, limit_); err != noErr) return err;
   TIFF* tiff = tiff_.get();
   tiled_ = TIFFIsTiled(tiff) != 0;
-  separate_ = contents_.image.planes > 1 && field_or<UInt16>(tiff, TIFFTAG_PLANARCONFIG,
-                                                            PLANARCONFIG_CONTIG) ==
-                                                PLANARCONFIG_SEPARATE;
+  separate_ =
+      contents_.image.planes > 1 &&
+      field_or<UInt16>(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
   if (!tiled_) {
     rowsPerStrip_ = std::clamp<UInt32>(field_or<UInt32>(tiff, TIFFTAG_ROWSPERSTRIP, 0), 1,
                                        UInt32(contents_.image.rows));
