@@ -136,7 +136,7 @@ resource 'TEXT' 17000 "Usage" purgeable {
        "      Lets you choose an image file (IMAGE is chosen already) and a\r"
        "      rectangle of it, and reads that rectangle into a new document. Without\r"
        "      -o the document is named after its title, in the current folder.\r"
-       "      --memory-limit BYTES  memory the run may use besides the document\r"
+       "      --memory-limit BYTES  memory the run may use for strips\r"
        "      --force               replace DOCUMENT if it exists\r"
        "  select IMAGE [--script FILE]\r"
        "      Shows the selection dialog alone and prints the rectangle chosen as\r"
