@@ -137,11 +137,17 @@ class StripSink {
     if (!is_next(strip)) return paramErr;
     const std::size_t rowBytes = planar_ ? std::size_t(document_.columns) : document_.row_bytes();
     const SInt32 rows = strip.rect.bottom - strip.rect.top;
-    rows_.resize(rowBytes * std::size_t(rows));
-    copy_strip(strip, {rows_.data(), rowBytes, planar_ ? 1 : std::size_t(document_.planes)});
+    // Rows laid out as the file's go straight from the strip buffer.
+    const UInt8* first = strip.data;
+    std::size_t step = std::size_t(strip.rowStep);
+    if (!is_file_layout(strip)) {
+      rows_.resize(rowBytes * std::size_t(rows));
+      copy_strip(strip, {rows_.data(), rowBytes, planar_ ? 1 : std::size_t(document_.planes)});
+      first = rows_.data();
+      step = rowBytes;
+    }
     for (SInt32 row = 0; row < rows; ++row) {
-      const OSErr err =
-          file->write_row(std::span(rows_).subspan(std::size_t(row) * rowBytes, rowBytes));
+      const OSErr err = file->write_row({first + std::size_t(row) * step, rowBytes});
       if (err != noErr) return err;
     }
     advance(strip.rect.bottom);
@@ -149,6 +155,11 @@ class StripSink {
   }
 
  private:
+  bool is_file_layout(const Strip& strip) const {
+    const SInt16 planes = planar_ ? 1 : document_.planes;
+    return strip.columnStep == planes && (planes == 1 || strip.planeStep == 1);
+  }
+
   bool is_next(const Strip& strip) const {
     const bool planes = planar_ ? strip.firstPlane == nextPlane_ && strip.lastPlane == nextPlane_
                                 : strip.firstPlane == 0 && strip.lastPlane == document_.planes - 1;

@@ -97,11 +97,13 @@ class DocumentWriter {
   bool swap_ = false;
 };
 
-// Reads a document whole, pixels included: a TIFF of 8-bit samples in any compression, strips or
-// tiles, chunky or planar: grayscale, RGB, CMYK (ink set 1), CIELab or ICCLab; a JPEG file in YCbCr
-// is read as RGB. The pixels are put into the plug-in's conventions by what the file's photometric
-// says, when the file is marked as following TIFF. fnfErr for a missing file, ioErr when libtiff
-// cannot read it, paramErr for a layout or colour space documents do not take.
+// Reads a document whole, pixels included: a TIFF of 8-bit samples in any
+// compression, strips or tiles, chunky or planar, classic or BigTIFF:
+// grayscale, RGB, CMYK (ink set 1), CIELab or ICCLab; a JPEG file in YCbCr
+// is read as RGB. The pixels are put into the plug-in's conventions by what
+// the file's photometric says, when the file is marked as following TIFF.
+// fnfErr for a missing file, ioErr when libtiff cannot read it, paramErr
+// for a layout or colour space documents do not take.
 Expected<Document> read_document(const std::filesystem::path& path);
 
 // Writes the document with the pixels it holds, its block and its sidecar,

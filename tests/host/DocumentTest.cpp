@@ -212,6 +212,7 @@ void expect_bands(const std::filesystem::path& file, const Document& written) {
   EXPECT_FALSE(reader.fingerprint());
   for (SInt32 top = 0; top < written.rows; top += kBand) expect_band(top);
   EXPECT_EQ(reader.fingerprint(), pixel_fingerprint(written));
+  EXPECT_EQ(*file_fingerprint(file, *description), pixel_fingerprint(written));
 }
 
 TEST_F(DocumentFile, EditorLayoutsReadTheSamePixelsWholeAndBandByBand) {
