@@ -215,7 +215,8 @@ std::string size_text(UInt64 bytes) {
   // Decimal units, as disks are sold: 20000 x 20000 RGB is 1.2 GB.
   std::size_t unit = 0;
   double value = double(bytes);
-  while (value >= 1000.0 && unit + 1 < units.size()) {
+  // 999.7 KB would show as 1000 KB: such a size is shown as 1.0 MB instead.
+  while (value >= 999.5 && unit + 1 < units.size()) {
     value /= 1000.0;
     ++unit;
   }
