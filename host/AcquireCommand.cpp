@@ -14,6 +14,7 @@
 #include "host/ImageProblems.h"
 #include "host/Messages.h"
 #include "host/Module.h"
+#include "host/ReplaceFile.h"
 #include "records/ResultCodes.h"
 
 namespace tessel::host {
@@ -129,14 +130,36 @@ int report_failure(const AcquireOutcome& outcome, const AcquireRequest& request,
   return kExitFailed;
 }
 
-int write_acquired(const AcquireOutcome& outcome, const AcquireRequest& request, std::ostream& out,
+// The folder the document will be in, where its file is written while the
+// run lasts: a rename then puts it in place.
+std::filesystem::path staging_folder(const AcquireRequest& request) {
+  const std::filesystem::path folder = request.output ? request.output->parent_path() : "";
+  return folder.empty() ? std::filesystem::path(".") : folder;
+}
+
+// The run's document file moved to target; a run that delivered no strip
+// gets a file of zeros, as its document holds nothing else.
+OSErr commit_document(AcquireOutcome& outcome, const AcquireRequest& request,
+                      const std::filesystem::path& target) {
+  if (!outcome.file) {
+    outcome.file = std::make_unique<DocumentWriter>();
+    if (OSErr err =
+            outcome.file->start(staging_path(staging_folder(request)), outcome.document, false);
+        err != noErr) {
+      return err;
+    }
+  }
+  return outcome.file->commit(target, outcome.document);
+}
+
+int write_acquired(AcquireOutcome& outcome, const AcquireRequest& request, std::ostream& out,
                    std::ostream& err) {
   const std::filesystem::path target =
       request.output ? *request.output : document_path_for_title(outcome.title);
   const std::optional<std::filesystem::path> image =
       request.image ? request.image : tagged_image(outcome.document);
   if (!may_write(target, image, request, err)) return kExitFailed;
-  if (OSErr error = write_document(target, outcome.document); error != noErr) {
+  if (OSErr error = commit_document(outcome, request, target); error != noErr) {
     err << message(Text::kDocumentNotWritten, {target.string(), std::to_string(error)}) << '\n';
     return kExitFailed;
   }
@@ -177,7 +200,9 @@ int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostr
   std::unique_ptr<Module> module = load_module(err);
   if (!module) return kExitFailed;
   if (request.image) platform::standard_file::preselect(*request.image);
-  const AcquireOutcome outcome = run_acquire(module->acquire_entry(), request.options);
+  AcquireOptions options = request.options;
+  options.staging = staging_path(staging_folder(request));
+  AcquireOutcome outcome = run_acquire(module->acquire_entry(), options);
   // A stop that came after the plug-in's last abort test still means no document.
   if (outcome.result != noErr || outcome.interrupted) return report_failure(outcome, request, err);
   return write_acquired(outcome, request, out, err);

@@ -9,6 +9,7 @@
 #include "host/DocumentResources.h"
 #include "host/HostServices.h"
 #include "host/Messages.h"
+#include "host/ReplaceFile.h"
 #include "host/StripBuffers.h"
 #include "tiles/CopyTile.h"
 
@@ -67,64 +68,130 @@ bool lies_inside(const Strip& strip, const Document& document) {
          strip.rowStep > 0 && strip.columnStep > 0 && strip.planeStep >= 0;
 }
 
-// The strip as a Tile, when a Tile can describe it: one plane, or planes
-// side by side within a pixel (the layouts the plug-in delivers).
+// The strip as a Tile, when a Tile can describe it: one plane of samples
+// side by side, or planes side by side within a pixel (the layouts the
+// plug-in delivers).
 std::optional<Tile> tile_of(const Strip& strip) {
   const bool onePlane = strip.firstPlane == strip.lastPlane;
-  if (!onePlane && !(strip.columnStep > 1 && strip.planeStep == 1)) return std::nullopt;
+  if (onePlane ? strip.columnStep != 1 : !(strip.columnStep > 1 && strip.planeStep == 1))
+    return std::nullopt;
   const Rect& r = strip.rect;
   return Tile{const_cast<UInt8*>(strip.data),
               TileArea{r.top, r.left, r.bottom, r.right, strip.firstPlane, strip.lastPlane + 1},
-              strip.rowStep, onePlane ? 1 : strip.columnStep, 0};
+              strip.rowStep, strip.columnStep, 0};
 }
 
+// Where a strip's rows are gathered before they go into the file: whole
+// rows of the document, or of one plane when the file is planar.
+struct RowsBuffer {
+  UInt8* data;
+  std::size_t rowBytes;
+  std::size_t columnBytes;
+};
+
 // Sample by sample, for layouts no Tile describes.
-void copy_samples(const Strip& strip, Document& document) {
+void copy_samples(const Strip& strip, const RowsBuffer& target) {
   const std::size_t width = std::size_t(strip.rect.right - strip.rect.left);
   const std::size_t planes = std::size_t(strip.lastPlane - strip.firstPlane + 1);
-  const std::size_t docPlanes = std::size_t(document.planes);
-  for (SInt32 row = strip.rect.top; row < strip.rect.bottom; ++row) {
-    const UInt8* source =
-        strip.data + std::size_t(row - strip.rect.top) * std::size_t(strip.rowStep);
-    UInt8* target = document.pixels.data() + std::size_t(row) * document.row_bytes() +
-                    std::size_t(strip.rect.left) * docPlanes + std::size_t(strip.firstPlane);
+  for (SInt32 row = 0; row < strip.rect.bottom - strip.rect.top; ++row) {
+    const UInt8* source = strip.data + std::size_t(row) * std::size_t(strip.rowStep);
+    UInt8* into = target.data + std::size_t(row) * target.rowBytes;
     for (std::size_t column = 0; column < width; ++column) {
       for (std::size_t plane = 0; plane < planes; ++plane) {
-        target[plane] = source[plane * std::size_t(strip.planeStep)];
+        into[plane] = source[plane * std::size_t(strip.planeStep)];
       }
       source += strip.columnStep;
-      target += docPlanes;
+      into += target.columnBytes;
     }
   }
 }
 
-// Copies the strip into the document through the tile engine, whose copies
-// run at memory speed whichever way the planes lie.
-void copy_strip(const Strip& strip, Document& document) {
+// Copies the strip's rows into target through the tile engine, whose
+// copies run at memory speed whichever way the planes lie.
+void copy_strip(const Strip& strip, const RowsBuffer& target) {
   const std::optional<Tile> source = tile_of(strip);
   if (!source) {
-    copy_samples(strip, document);
+    copy_samples(strip, target);
     return;
   }
-  // The target starts at the strip's first sample, so that the tile engine's
-  // 32-bit offsets stay within one strip of a document of any size.
-  const TileArea& area = source->area;
-  UInt8* first = document.pixels.data() + std::size_t(area.top) * document.row_bytes() +
-                 std::size_t(area.left) * std::size_t(document.planes);
-  const Tile target{first,
-                    TileArea{area.top, area.left, area.bottom, area.right, 0, document.planes},
-                    SInt32(document.row_bytes()), document.planes, 0};
-  CopyTile(*source, area, target, area);
+  const Tile rows{target.data, source->area, SInt32(target.rowBytes), SInt32(target.columnBytes),
+                  0};
+  CopyTile(*source, source->area, rows, source->area);
 }
+
+// Takes the plug-in's strips in the order it delivers them and writes their
+// rows into the document file; the file is made at the first strip, planar
+// when that strip holds one plane of several.
+class StripSink {
+ public:
+  StripSink(const Document& document, const std::filesystem::path& staging)
+      : document_(document), staging_(staging) {}
+
+  OSErr take(const Strip& strip, std::unique_ptr<DocumentWriter>& file) {
+    if (!file) {
+      planar_ = strip.firstPlane == strip.lastPlane && document_.planes > 1;
+      auto started = std::make_unique<DocumentWriter>();
+      if (OSErr err = started->start(staging_, document_, planar_); err != noErr) return err;
+      file = std::move(started);
+    }
+    if (!is_next(strip)) return paramErr;
+    const std::size_t rowBytes = planar_ ? std::size_t(document_.columns) : document_.row_bytes();
+    const SInt32 rows = strip.rect.bottom - strip.rect.top;
+    // Rows laid out as the file's go straight from the strip buffer.
+    const UInt8* first = strip.data;
+    std::size_t step = std::size_t(strip.rowStep);
+    if (!is_file_layout(strip)) {
+      rows_.resize(rowBytes * std::size_t(rows));
+      copy_strip(strip, {rows_.data(), rowBytes, planar_ ? 1 : std::size_t(document_.planes)});
+      first = rows_.data();
+      step = rowBytes;
+    }
+    for (SInt32 row = 0; row < rows; ++row) {
+      const OSErr err = file->write_row({first + std::size_t(row) * step, rowBytes});
+      if (err != noErr) return err;
+    }
+    advance(strip.rect.bottom);
+    return noErr;
+  }
+
+ private:
+  bool is_file_layout(const Strip& strip) const {
+    const SInt16 planes = planar_ ? 1 : document_.planes;
+    return strip.columnStep == planes && (planes == 1 || strip.planeStep == 1);
+  }
+
+  bool is_next(const Strip& strip) const {
+    const bool planes = planar_ ? strip.firstPlane == nextPlane_ && strip.lastPlane == nextPlane_
+                                : strip.firstPlane == 0 && strip.lastPlane == document_.planes - 1;
+    return planes && strip.rect.left == 0 && strip.rect.right == document_.columns &&
+           strip.rect.top == nextRow_;
+  }
+
+  void advance(SInt32 bottom) {
+    nextRow_ = bottom;
+    if (planar_ && nextRow_ == document_.rows) {
+      nextRow_ = 0;
+      ++nextPlane_;
+    }
+  }
+
+  const Document& document_;
+  std::filesystem::path staging_;
+  bool planar_ = false;
+  SInt32 nextRow_ = 0;
+  SInt16 nextPlane_ = 0;
+  std::vector<UInt8> rows_;
+};
 
 class Session {
  public:
-  Session(AcquireEntryProc entry, const AcquireOptions& options, Document& document)
+  Session(AcquireEntryProc entry, const AcquireOptions& options, AcquireOutcome& outcome)
       : entry_(entry),
         options_(options),
-        document_(document),
+        document_(outcome.document),
+        file_(outcome.file),
         buffers_(strip_budget(options.memoryLimit)),
-        resources_(document.resources),
+        resources_(outcome.document.resources),
         displayPixels_(NewProcReference(&display_pixels)),
         bufferProcs_(NewReference(buffers_.procs())),
         resourceProcs_(NewReference(resources_.procs())) {
@@ -154,7 +221,7 @@ class Session {
   // Continue calls until the plug-in hands over a null dataPointer.
   SInt16 take_strips(int& strips) {
     if (!describe_document(params_, document_)) return paramErr;
-    document_.pixels.assign(document_.row_bytes() * std::size_t(document_.rows), 0);
+    StripSink sink(document_, options_.staging);
     for (;;) {
       Set(params_, kAcquireDataPointer, 0u);
       const SInt16 result = call(kSelectorContinue);
@@ -163,13 +230,14 @@ class Session {
       const Strip strip = delivered_strip(params_);
       if (strip.data == nullptr) return noErr;
       if (!lies_inside(strip, document_)) return paramErr;
-      copy_strip(strip, document_);
+      if (OSErr err = sink.take(strip, file_); err != noErr) return err;
     }
   }
 
   AcquireEntryProc entry_;
   const AcquireOptions& options_;
   Document& document_;
+  std::unique_ptr<DocumentWriter>& file_;
   AcquireParams params_{};
   PluginDataSlot dataSlot_ = 0;
   RunCallbacks callbacks_;
@@ -192,7 +260,9 @@ AcquireOutcome run_acquire(AcquireEntryProc entry, const AcquireOptions& options
     outcome.result = paramErr;
     return outcome;
   }
-  Session session(entry, options, outcome.document);
+  AcquireOptions staged = options;
+  if (staged.staging.empty()) staged.staging = staging_path(".");
+  Session session(entry, staged, outcome);
   session.run(outcome);
   // The last continue, the one that ends the run, is not a strip.
   if (outcome.result == noErr && outcome.strips > 0) --outcome.strips;

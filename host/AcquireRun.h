@@ -3,6 +3,8 @@
 // gathered into a new document.
 #pragma once
 
+#include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -14,7 +16,7 @@
 namespace tessel::host {
 
 // Strip buffers never take more than this, whatever the memory limit: larger
-// strips read no faster, and the document already holds the whole rectangle.
+// strips read no faster.
 constexpr SInt64 kLargestStripBuffer = SInt64(8) << 20;
 
 struct AcquireOptions {
@@ -25,6 +27,10 @@ struct AcquireOptions {
   // The rectangle, in image pixels, that the run takes instead of asking
   // the user in the selection dialog.
   std::optional<VRect> presetSelection{};
+  // Where the document file is written while the run lasts; the caller
+  // moves it to its place (DocumentWriter::commit). Empty: in the current
+  // folder.
+  std::filesystem::path staging{};
 };
 
 struct AcquireOutcome {
@@ -32,18 +38,24 @@ struct AcquireOutcome {
   int strips = 0;            // strips delivered
   bool interrupted = false;  // SIGINT or SIGTERM asked the run to stop
   std::string title{};       // the document's title as the plug-in named it, in UTF-8
-  Document document{};       // complete only when result is 0
+  Document document{};       // description and resources; complete only when result is 0
+  // The document file, every delivered row in it, waiting for its place;
+  // null when no strip came.
+  std::unique_ptr<DocumentWriter> file{};
 };
 
 // The bytes a strip buffer may take under memoryLimit: a quarter of it, at
-// most kLargestStripBuffer, so that the rectangle is never held twice.
+// most kLargestStripBuffer, leaving room for the copy of a strip on its way
+// into the document file.
 SInt64 strip_budget(SInt32 memoryLimit);
 
 // Runs entry: prepare, start, continue until the plug-in reports the end,
-// finish after a successful start. The strips are copied into the document,
-// plane by plane when the plug-in delivers them so. A strip outside the
-// described document ends the run with paramErr; a document the plug-in
-// describes in a mode or size documents cannot hold, likewise.
+// finish after a successful start. Each strip's rows go into the document
+// file as it arrives: strips come from the top down, whole rows of every
+// plane, or one plane after another (the file is then planar). A strip out
+// of that order or outside the described document ends the run with
+// paramErr; a document the plug-in describes in a mode or size documents
+// cannot hold, likewise.
 AcquireOutcome run_acquire(AcquireEntryProc entry, const AcquireOptions& options);
 
 }  // namespace tessel::host

@@ -1,34 +1,19 @@
 #include "host/Document.h"
 
+#include <algorithm>
 #include <cstring>
 
-#include "ByteOrder.h"
 #include "MacErrors.h"
 #include "host/DocumentSidecar.h"
-#include "host/TiffDocument.h"
+#include "host/ReplaceFile.h"
 
 namespace tessel::host {
 
 namespace {
 
-// FNV-1a over eight-byte words in four interleaved lanes, folded at the end:
-// a fingerprint to notice change, not a guard against tampering, and quick
-// on documents of many megabytes (one multiply chain would stall on itself).
-UInt64 fnv1a(UInt64 hash, std::span<const UInt8> bytes) {
-  constexpr UInt64 kPrime = 0x100000001B3ull;
-  UInt64 lanes[4] = {hash, hash ^ 1, hash ^ 2, hash ^ 3};
-  std::size_t at = 0;
-  for (; at + 32 <= bytes.size(); at += 32) {
-    for (std::size_t lane = 0; lane < 4; ++lane) {
-      UInt64 word = 0;
-      std::memcpy(&word, bytes.data() + at + lane * 8, 8);
-      lanes[lane] = (lanes[lane] ^ word) * kPrime;
-    }
-  }
-  for (; at < bytes.size(); ++at) lanes[0] = (lanes[0] ^ bytes[at]) * kPrime;
-  for (std::size_t lane = 1; lane < 4; ++lane) lanes[0] = (lanes[0] ^ lanes[lane]) * kPrime;
-  return lanes[0];
-}
+// Rows read or written at once when a whole file passes: enough to keep
+// libtiff's calls few, little enough never to matter for memory.
+constexpr std::size_t kPassBytes = std::size_t(8) << 20;
 
 std::vector<UInt8> block_of(const Document& document) {
   std::vector<BlockEntry> entries =
@@ -61,6 +46,33 @@ void take_resources(Document& document, const std::optional<std::vector<UInt8>>&
   if (sidecar) document.resources = sidecar->resources;
 }
 
+Document described(TiffContents contents, const std::filesystem::path& path) {
+  Document document = std::move(contents.image);
+  const Expected<SidecarContents> sidecar = read_sidecar(path);
+  take_resources(document, contents.block, sidecar);
+  if (sidecar) document.savedFingerprint = sidecar->savedFingerprint;
+  return document;
+}
+
+SInt32 rows_per_pass(const Document& document) {
+  return SInt32(
+      std::clamp<std::size_t>(kPassBytes / document.row_bytes(), 1, std::size_t(document.rows)));
+}
+
+// Every row of the document at path through reader, a pass at a time, each
+// handed to take.
+template <typename Take>
+OSErr read_all_rows(DocumentReader& reader, const Document& document, Take take) {
+  const SInt32 pass = rows_per_pass(document);
+  std::vector<UInt8> rows(std::size_t(pass) * document.row_bytes());
+  for (SInt32 top = 0; top < document.rows; top += pass) {
+    const SInt32 count = std::min(pass, document.rows - top);
+    if (OSErr err = reader.read_rows(top, count, rows); err != noErr) return err;
+    take(top, std::span<const UInt8>(rows.data(), std::size_t(count) * document.row_bytes()));
+  }
+  return noErr;
+}
+
 }  // namespace
 
 bool Document::modified() const {
@@ -68,28 +80,139 @@ bool Document::modified() const {
 }
 
 UInt64 pixel_fingerprint(const Document& document) {
-  std::vector<UInt8> shape;
-  platform::append_big32(shape, UInt32(document.columns));
-  platform::append_big32(shape, UInt32(document.rows));
-  platform::append_big16(shape, UInt16(document.planes));
-  return fnv1a(fnv1a(0xCBF29CE484222325ull, shape), document.pixels);
+  PixelFingerprint fingerprint(document.columns, document.rows, document.planes);
+  fingerprint.add(document.pixels);
+  return fingerprint.value();
+}
+
+Expected<Document> read_document_description(const std::filesystem::path& path) {
+  Expected<TiffContents> contents = read_tiff_description(path);
+  if (!contents) return failure_of(contents);
+  return described(std::move(*contents), path);
+}
+
+// ---------------------------------------------------------------------------
+// Reading
+
+OSErr DocumentReader::open(const std::filesystem::path& path, const Document& document) {
+  if (OSErr err = tiff_.open(path); err != noErr) return err;
+  const Document& image = tiff_.contents().image;
+  if (image.columns != document.columns || image.rows != document.rows ||
+      image.planes != document.planes) {
+    return paramErr;
+  }
+  rows_ = image.rows;
+  photometric_ = tiff_.contents().photometric;
+  swap_ = document.fileConvention == SampleConvention::tiff && conventions_differ(photometric_);
+  fingerprint_.emplace(image.columns, image.rows, image.planes);
+  printedRows_ = 0;
+  return noErr;
+}
+
+OSErr DocumentReader::read_rows(SInt32 top, SInt32 count, std::span<UInt8> rows) {
+  if (OSErr err = tiff_.read_rows(top, count, rows); err != noErr) return err;
+  const std::span<UInt8> read = rows.first(std::size_t(count) * tiff_.contents().image.row_bytes());
+  if (swap_) swap_sample_convention(photometric_, tiff_.contents().image.planes, read);
+  if (fingerprint_ && top == printedRows_) {
+    fingerprint_->add(read);
+    printedRows_ += count;
+  }
+  return noErr;
+}
+
+std::optional<UInt64> DocumentReader::fingerprint() const {
+  if (!fingerprint_ || printedRows_ != rows_) return std::nullopt;
+  return fingerprint_->value();
+}
+
+Expected<UInt64> file_fingerprint(const std::filesystem::path& path, const Document& document) {
+  DocumentReader reader;
+  if (OSErr err = reader.open(path, document); err != noErr) return Failure{err};
+  if (OSErr err = read_all_rows(reader, document, [](SInt32, std::span<const UInt8>) {});
+      err != noErr) {
+    return Failure{err};
+  }
+  return *reader.fingerprint();
 }
 
 Expected<Document> read_document(const std::filesystem::path& path) {
-  Expected<TiffContents> contents = read_tiff(path);
-  if (!contents) return failure_of(contents);
-  Document document = std::move(contents->image);
-  const Expected<SidecarContents> sidecar = read_sidecar(path);
-  take_resources(document, contents->block, sidecar);
-  if (sidecar) document.savedFingerprint = sidecar->savedFingerprint;
-  if (document.fileConvention == SampleConvention::tiff)
-    swap_sample_convention(contents->photometric, document.planes, document.pixels);
+  Expected<Document> document = read_document_description(path);
+  if (!document) return document;
+  DocumentReader reader;
+  if (OSErr err = reader.open(path, *document); err != noErr) return Failure{err};
+  PixelBytes& pixels = document->pixels;
+  pixels.resize(document->row_bytes() * std::size_t(document->rows));
+  const OSErr err = read_all_rows(reader, *document, [&](SInt32 top, std::span<const UInt8> rows) {
+    std::memcpy(pixels.data() + std::size_t(top) * document->row_bytes(), rows.data(), rows.size());
+  });
+  if (err != noErr) return Failure{err};
   return document;
 }
 
+// ---------------------------------------------------------------------------
+// Writing
+
+DocumentWriter::~DocumentWriter() {
+  if (staging_.empty()) return;
+  tiff_.abandon();
+  std::filesystem::remove(staging_);
+}
+
+OSErr DocumentWriter::start(const std::filesystem::path& staging, const Document& description,
+                            bool planar) {
+  if (OSErr err = tiff_.open(staging, description, planar); err != noErr) {
+    std::error_code ignored;
+    std::filesystem::remove(staging, ignored);
+    return err;
+  }
+  staging_ = staging;
+  rows_ = description.rows;
+  planes_ = description.planes;
+  planar_ = planar && description.planes > 1;
+  photometric_ = tiff_photometric(description.mode);
+  swap_ = description.fileConvention == SampleConvention::tiff && conventions_differ(photometric_);
+  rowsWritten_ = 0;
+  return noErr;
+}
+
+OSErr DocumentWriter::write_row(std::span<const UInt8> row) {
+  std::span<const UInt8> stored = row;
+  if (swap_) {
+    // Changed in scratch, so that the caller's row stays as it holds it.
+    scratch_.assign(row.begin(), row.end());
+    if (planar_) {
+      swap_plane_convention(photometric_, SInt16(rowsWritten_ / rows_), scratch_);
+    } else {
+      swap_sample_convention(photometric_, planes_, scratch_);
+    }
+    stored = scratch_;
+  }
+  const OSErr err = tiff_.write_row(stored);
+  if (err == noErr) ++rowsWritten_;
+  return err;
+}
+
+OSErr DocumentWriter::commit(const std::filesystem::path& target, const Document& document) {
+  const std::filesystem::path staging = std::exchange(staging_, {});
+  OSErr err = finish_replacement(staging, target, tiff_.finish(block_of(document)));
+  if (err != noErr) return err;
+  return write_sidecar(target, sidecar_of(document));
+}
+
 OSErr write_document(const std::filesystem::path& path, const Document& document) {
-  if (OSErr err = write_tiff(path, document, block_of(document)); err != noErr) return err;
-  return write_sidecar(path, sidecar_of(document));
+  if (document.columns <= 0 || document.rows <= 0 || document.planes <= 0 ||
+      document.pixels.size() != document.row_bytes() * std::size_t(document.rows)) {
+    return paramErr;
+  }
+  DocumentWriter writer;
+  if (OSErr err = writer.start(replacement_path(path), document, false); err != noErr) return err;
+  for (SInt32 row = 0; row < document.rows; ++row) {
+    const std::span<const UInt8> pixels(document.pixels);
+    const OSErr err = writer.write_row(
+        pixels.subspan(std::size_t(row) * document.row_bytes(), document.row_bytes()));
+    if (err != noErr) return err;
+  }
+  return writer.commit(path, document);
 }
 
 OSErr update_plugin_resources(const std::filesystem::path& path, const Document& document) {
@@ -97,9 +220,9 @@ OSErr update_plugin_resources(const std::filesystem::path& path, const Document&
   return write_sidecar(path, sidecar_of(document));
 }
 
-OSErr record_saved_back(const std::filesystem::path& path, Document& document) {
+OSErr record_saved_back(const std::filesystem::path& path, Document& document, UInt64 fingerprint) {
   const std::optional<UInt64> before = document.savedFingerprint;
-  document.savedFingerprint = pixel_fingerprint(document);
+  document.savedFingerprint = fingerprint;
   const OSErr err = write_sidecar(path, sidecar_of(document));
   if (err != noErr) document.savedFingerprint = before;
   return err;

@@ -9,10 +9,15 @@
 // an editor's block without ours) the sidecar's resources count. The sidecar
 // alone remembers when the document was last written back into its source.
 //
-// Pixels in memory are always in the plug-in's conventions; the file holds
-// them as TIFF states them, or, for a document written before files did and
-// so carrying no mark in its block or sidecar, as the plug-in's bytes
-// (SampleConventions.h).
+// Pixels outside the file are always in the plug-in's conventions; the file
+// holds them as TIFF states them, or, for a document written before files
+// did and so carrying no mark in its block or sidecar, as the plug-in's
+// bytes (SampleConventions.h).
+//
+// Documents may be far larger than memory. The commands stream their pixels
+// through DocumentReader and DocumentWriter a few rows at a time; a Document
+// holds pixels only when read or made whole (read_document, write_document),
+// which suits small documents and the tools that check them.
 #pragma once
 
 #include <filesystem>
@@ -21,53 +26,89 @@
 
 #include "Expected.h"
 #include "MacTypes.h"
-#include "host/ImageResourceBlock.h"
-#include "host/PixelBytes.h"
-#include "host/SampleConventions.h"
+#include "host/DocumentRecord.h"
+#include "host/PixelFingerprint.h"
+#include "host/TiffDocument.h"
 
 namespace tessel::host {
 
-// The host's image modes that documents hold.
-constexpr SInt16 kGrayMode = 1;
-constexpr SInt16 kRGBMode = 3;
-constexpr SInt16 kCMYKMode = 4;
-constexpr SInt16 kLabMode = 9;
-
-struct Document {
-  SInt16 mode = kGrayMode;
-  SInt32 columns = 0;
-  SInt32 rows = 0;
-  SInt16 planes = 1;          // may exceed the mode's colour channels (extra channels)
-  double xResolution = 72.0;  // pixels per inch
-  double yResolution = 72.0;
-  PixelBytes pixels{};  // one byte per sample, planes interleaved, rows top to bottom
-  std::vector<PluginResource> resources{};
-  // Entries of the tag-34377 block that are not plug-in resources; kept so
-  // that rewriting the block loses nothing an editor put there.
-  std::vector<BlockEntry> otherBlockEntries{};
-  std::optional<UInt64> savedFingerprint{};
-  // How the file stores the pixels. A document read from a file without the
-  // mark keeps that file's way on every rewrite.
-  SampleConvention fileConvention = SampleConvention::tiff;
-
-  std::size_t row_bytes() const { return std::size_t(columns) * std::size_t(planes); }
-  // False once the pixels equal what was last written back into the source.
-  bool modified() const;
-};
-
-// A 64-bit digest of the size, planes and pixels.
+// The fingerprint (PixelFingerprint.h) of the pixels held.
 UInt64 pixel_fingerprint(const Document& document);
 
-// Reads a TIFF of 8-bit samples in any compression, strips or tiles, chunky
-// or planar: grayscale, RGB, CMYK (ink set 1), CIELab or ICCLab; a JPEG
-// file in YCbCr is read as RGB. The pixels are put into the plug-in's
-// conventions by what the file's photometric says, when the file is marked
-// as following TIFF. fnfErr for a missing file, ioErr when libtiff cannot
-// read it, paramErr for a layout or colour space documents do not take.
+// The document at path without its pixels: size, mode, resolution, plug-in
+// resources, the saved-back fingerprint and how the file stores samples.
+// Errors as read_document.
+Expected<Document> read_document_description(const std::filesystem::path& path);
+
+// A document's pixels in the plug-in's conventions, a band of rows at a
+// time, whatever the file's layout or compression. Rows that pass in order
+// from the top, the first time they pass, make up the fingerprint.
+class DocumentReader {
+ public:
+  // document: as read_document_description gave it. Errors as read_document.
+  OSErr open(const std::filesystem::path& path, const Document& document);
+  // Rows [top, top + count), every plane, chunky, into rows.
+  OSErr read_rows(SInt32 top, SInt32 count, std::span<UInt8> rows);
+  // The fingerprint of every row, once all have passed in order.
+  std::optional<UInt64> fingerprint() const;
+
+ private:
+  TiffPixelReader tiff_{};
+  std::optional<PixelFingerprint> fingerprint_{};
+  SInt32 rows_ = 0;
+  SInt32 printedRows_ = 0;
+  UInt16 photometric_ = 0;
+  bool swap_ = false;
+};
+
+// The fingerprint of the pixels in the file at path, read band by band.
+Expected<UInt64> file_fingerprint(const std::filesystem::path& path, const Document& document);
+
+// Writes a new document file row by row beside its final place and puts it
+// there, with its sidecar, only once complete: a run that fails or stops
+// leaves no document, and no old one damaged. Rows arrive in the plug-in's
+// conventions and are stored in the document's fileConvention.
+class DocumentWriter {
+ public:
+  DocumentWriter() = default;
+  ~DocumentWriter();
+  DocumentWriter(const DocumentWriter&) = delete;
+  DocumentWriter& operator=(const DocumentWriter&) = delete;
+
+  // Starts the file at staging for a document of description's size, mode,
+  // planes and resolution; planar when rows will come one plane at a time.
+  OSErr start(const std::filesystem::path& staging, const Document& description, bool planar);
+  // The next row (TiffPixelWriter::write_row).
+  OSErr write_row(std::span<const UInt8> row);
+  // Rows not written are zero. Completes the file with document's block,
+  // moves it over target and writes target's sidecar; the staging file is
+  // gone afterwards, whatever the outcome.
+  OSErr commit(const std::filesystem::path& target, const Document& document);
+
+ private:
+  TiffPixelWriter tiff_{};
+  std::filesystem::path staging_{};
+  std::vector<UInt8> scratch_{};
+  SInt64 rowsWritten_ = 0;
+  SInt32 rows_ = 0;
+  UInt16 photometric_ = 0;
+  SInt16 planes_ = 0;
+  bool planar_ = false;
+  bool swap_ = false;
+};
+
+// Reads a document whole, pixels included: a TIFF of 8-bit samples in any
+// compression, strips or tiles, chunky or planar, classic or BigTIFF:
+// grayscale, RGB, CMYK (ink set 1), CIELab or ICCLab; a JPEG file in YCbCr
+// is read as RGB. The pixels are put into the plug-in's conventions by what
+// the file's photometric says, when the file is marked as following TIFF.
+// fnfErr for a missing file, ioErr when libtiff cannot read it, paramErr
+// for a layout or colour space documents do not take.
 Expected<Document> read_document(const std::filesystem::path& path);
 
-// Writes the document, its block and its sidecar, replacing what was there;
-// CMYK as Separated and Lab as CIELab, in the document's fileConvention.
+// Writes the document with the pixels it holds, its block and its sidecar,
+// replacing what was there; CMYK as Separated and Lab as CIELab, in the
+// document's fileConvention.
 OSErr write_document(const std::filesystem::path& path, const Document& document);
 
 // Rewrites the plug-in resources in the document's block and its sidecar,
@@ -75,8 +116,8 @@ OSErr write_document(const std::filesystem::path& path, const Document& document
 // they are.
 OSErr update_plugin_resources(const std::filesystem::path& path, const Document& document);
 
-// Notes in the sidecar that the pixels now equal the source file's: the
-// document is no longer modified.
-OSErr record_saved_back(const std::filesystem::path& path, Document& document);
+// Notes in the sidecar that the pixels, whose fingerprint is given, now
+// equal the source file's: the document is no longer modified.
+OSErr record_saved_back(const std::filesystem::path& path, Document& document, UInt64 fingerprint);
 
 }  // namespace tessel::host

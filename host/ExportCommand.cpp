@@ -96,7 +96,7 @@ std::optional<Document> open_document(const std::filesystem::path& path, std::os
     err << *problem << '\n';
     return std::nullopt;
   }
-  Expected<Document> document = read_document(path);
+  Expected<Document> document = read_document_description(path);
   const std::string name = path.string();
   if (!document) {
     err << unreadable_line(name, document.error()) << '\n';

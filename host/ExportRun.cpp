@@ -1,5 +1,6 @@
 #include "host/ExportRun.h"
 
+#include <algorithm>
 #include <csignal>
 #include <optional>
 #include <vector>
@@ -28,25 +29,23 @@ bool lies_inside(const Band& band, const Document& document) {
          band.firstPlane <= band.lastPlane && band.lastPlane < document.planes;
 }
 
-// Hands over the band: the document's own rows when every plane of whole rows
-// is wanted, else a copy with the wanted planes interleaved.
+// Hands over the band, read from the document file: whole rows of every
+// plane straight as read, else the wanted planes and columns cut from the
+// rows a slice at a time, so that no more than the band and one slice are
+// ever held.
 class BandSource {
  public:
-  explicit BandSource(Document& document) : document_(document) {}
+  BandSource(DocumentReader& reader, const Document& document)
+      : reader_(reader), document_(document) {}
 
-  void hand_over(const Band& band, ExportParams& params) {
-    UInt8* data = nullptr;
-    SInt32 rowStep = 0;
-    if (is_whole_rows(band)) {
-      data = document_.pixels.data() + std::size_t(band.rect.top) * document_.row_bytes();
-      rowStep = SInt32(document_.row_bytes());
-    } else {
-      rowStep = copy_band(band);
-      data = copy_.data();
-    }
-    reference_.emplace(NewReference(data));
+  OSErr hand_over(const Band& band, ExportParams& params) {
+    SInt32 rowStep = SInt32(document_.row_bytes());
+    const OSErr err = is_whole_rows(band) ? read_whole_rows(band) : cut_band(band, rowStep);
+    if (err != noErr) return err;
+    reference_.emplace(NewReference(band_.data()));
     Set(params, kExportDataPointer, reference_->get());
     Set(params, kExportRowStep, rowStep);
+    return noErr;
   }
 
   void take_back(ExportParams& params) {
@@ -55,32 +54,55 @@ class BandSource {
   }
 
  private:
+  // Bytes of whole rows read at once while a band is cut from them.
+  static constexpr std::size_t kSliceBytes = std::size_t(8) << 20;
+
   bool is_whole_rows(const Band& band) const {
     return band.rect.left == 0 && band.rect.right == document_.columns && band.firstPlane == 0 &&
            band.lastPlane == document_.planes - 1;
   }
 
-  SInt32 copy_band(const Band& band) {
+  OSErr read_whole_rows(const Band& band) {
+    const SInt32 rows = band.rect.bottom - band.rect.top;
+    band_.resize(std::size_t(rows) * document_.row_bytes());
+    return reader_.read_rows(band.rect.top, rows, band_);
+  }
+
+  OSErr cut_band(const Band& band, SInt32& rowStep) {
     const std::size_t width = std::size_t(band.rect.right - band.rect.left);
     const std::size_t planes = std::size_t(band.lastPlane - band.firstPlane + 1);
-    const std::size_t rows = std::size_t(band.rect.bottom - band.rect.top);
-    copy_.resize(width * planes * rows);
-    UInt8* target = copy_.data();
-    for (std::size_t row = 0; row < rows; ++row) {
-      const UInt8* source = document_.pixels.data() +
-                            (std::size_t(band.rect.top) + row) * document_.row_bytes() +
+    const SInt32 perSlice = SInt32(std::max<std::size_t>(1, kSliceBytes / document_.row_bytes()));
+    band_.resize(width * planes * std::size_t(band.rect.bottom - band.rect.top));
+    UInt8* target = band_.data();
+    for (SInt32 top = band.rect.top; top < band.rect.bottom; top += perSlice) {
+      const SInt32 rows = std::min(perSlice, band.rect.bottom - top);
+      slice_.resize(std::size_t(rows) * document_.row_bytes());
+      if (OSErr err = reader_.read_rows(top, rows, slice_); err != noErr) return err;
+      target = cut_rows(band, rows, target);
+    }
+    rowStep = SInt32(width * planes);
+    return noErr;
+  }
+
+  // The band's planes and columns of the slice's rows, interleaved at target.
+  UInt8* cut_rows(const Band& band, SInt32 rows, UInt8* target) const {
+    const std::size_t planes = std::size_t(band.lastPlane - band.firstPlane + 1);
+    for (SInt32 row = 0; row < rows; ++row) {
+      const UInt8* source = slice_.data() + std::size_t(row) * document_.row_bytes() +
                             std::size_t(band.rect.left) * std::size_t(document_.planes) +
                             std::size_t(band.firstPlane);
-      for (std::size_t column = 0; column < width; ++column) {
+      for (SInt32 column = band.rect.left; column < band.rect.right; ++column) {
         for (std::size_t plane = 0; plane < planes; ++plane) *target++ = source[plane];
         source += document_.planes;
       }
     }
-    return SInt32(width * planes);
+    return target;
   }
 
-  Document& document_;
-  std::vector<UInt8> copy_;
+  DocumentReader& reader_;
+  const Document& document_;
+  std::vector<UInt8> band_;
+  std::vector<UInt8> slice_;
   std::optional<Registered> reference_;
 };
 
@@ -102,13 +124,14 @@ void describe(ExportParams& params, const Document& document, SInt32 memoryLimit
 // The run itself, with every record and callback in place.
 class Session {
  public:
-  Session(ExportEntryProc entry, Document& document, const ExportOptions& options)
+  Session(ExportEntryProc entry, Document& document, DocumentReader& reader,
+          const ExportOptions& options)
       : entry_(entry),
         document_(document),
         options_(options),
         buffers_(options.memoryLimit),
         resources_(document.resources),
-        bands_(document),
+        bands_(reader, document),
         bufferProcs_(NewReference(buffers_.procs())),
         resourceProcs_(NewReference(resources_.procs())) {
     describe(params_, document, options.memoryLimit);
@@ -142,7 +165,7 @@ class Session {
     for (Band band = requested_band(params_); !is_empty(band.rect);
          band = requested_band(params_)) {
       if (!lies_inside(band, document_)) return paramErr;
-      bands_.hand_over(band, params_);
+      if (OSErr err = bands_.hand_over(band, params_); err != noErr) return err;
       const SInt16 result = call(kSelectorContinue);
       bands_.take_back(params_);
       if (++bands == options_.interruptAfterBands) std::raise(options_.interruptSignal);
@@ -164,6 +187,17 @@ class Session {
   Registered resourceProcs_;
 };
 
+// The fingerprint the bands made as they passed; a plug-in that asked for
+// them out of order, or not for all, leaves it to one more pass.
+OSErr record_saved_back(const std::filesystem::path& path, Document& document,
+                        const DocumentReader& reader) {
+  if (std::optional<UInt64> passed = reader.fingerprint())
+    return record_saved_back(path, document, *passed);
+  const Expected<UInt64> fingerprint = file_fingerprint(path, document);
+  if (!fingerprint) return fingerprint.error();
+  return record_saved_back(path, document, *fingerprint);
+}
+
 }  // namespace
 
 bool fits_export_records(const Document& document) {
@@ -176,14 +210,16 @@ ExportOutcome run_export(ExportEntryProc entry, const std::filesystem::path& pat
   if (!fits_export_records(document) || options.memoryLimit <= 0) {
     return ExportOutcome{.result = paramErr};
   }
+  DocumentReader reader;
+  if (OSErr err = reader.open(path, document); err != noErr) return ExportOutcome{.result = err};
   ExportOutcome outcome;
   {
-    Session session(entry, document, options);
+    Session session(entry, document, reader, options);
     outcome = session.run();
   }
   if (outcome.resourcesChanged) outcome.storeError = update_plugin_resources(path, document);
   if (outcome.savedBack && outcome.storeError == noErr) {
-    outcome.storeError = record_saved_back(path, document);
+    outcome.storeError = record_saved_back(path, document, reader);
     outcome.savedBack = outcome.storeError == noErr;
   }
   return outcome;

@@ -134,7 +134,25 @@ void print_blocks(const FormatLayout& layout, std::ostream& out) {
   }
 }
 
-void print_text(const SourceImage& image, const Verdict& verdict, std::ostream& out) {
+// The bytes of the image's samples, whatever the file's layout.
+UInt64 pixel_bytes(const SourceImage& image) {
+  return UInt64(image.width) * UInt64(image.height) * UInt64(image.channels) * UInt64(image.depth) /
+         8;
+}
+
+UInt64 file_bytes(const std::filesystem::path& path) {
+  std::error_code error;
+  const std::uintmax_t bytes = std::filesystem::file_size(path, error);
+  return error ? 0 : UInt64(bytes);
+}
+
+struct Sizes {
+  UInt64 file;
+  UInt64 pixels;
+};
+
+void print_text(const SourceImage& image, const Sizes& sizes, const Verdict& verdict,
+                std::ostream& out) {
   out << message(Text::kInfoFormat, {four_chars(image.format.code)}) << '\n'
       << message(Text::kInfoMode, {mode_name(image.mode), std::to_string(image.depth)}) << '\n'
       << message(Text::kInfoSize, {std::to_string(image.width), std::to_string(image.height),
@@ -145,7 +163,8 @@ void print_text(const SourceImage& image, const Verdict& verdict, std::ostream& 
       << '\n'
       << message(Text::kInfoLayout, {message(image.planar != 0 ? Text::kInfoLayoutPlanar
                                                                : Text::kInfoLayoutInterleaved)})
-      << '\n';
+      << '\n'
+      << message(Text::kInfoBytes, {size_text(sizes.file), size_text(sizes.pixels)}) << '\n';
   const FormatLayout layout = layout_of(image);
   if (image.format.code == kTIFFFormat) {
     out << message(Text::kInfoTiffLayout,
@@ -162,12 +181,14 @@ void print_text(const SourceImage& image, const Verdict& verdict, std::ostream& 
   if (!verdict.writeable) out << message(Text::kInfoWarning) << '\n';
 }
 
-void print_json(const SourceImage& image, const Verdict& verdict, std::ostream& out) {
+void print_json(const SourceImage& image, const Sizes& sizes, const Verdict& verdict,
+                std::ostream& out) {
   out << "{\"format\": " << json_text(four_chars(image.format.code)) << ", \"mode\": " << image.mode
       << ", \"modeName\": " << json_text(mode_name(image.mode)) << ", \"depth\": " << image.depth
       << ", \"width\": " << image.width << ", \"height\": " << image.height
       << ", \"channels\": " << image.channels << ", \"resolution\": [" << image.hResolution << ", "
-      << image.vResolution << "], \"planar\": " << (image.planar != 0 ? "true" : "false");
+      << image.vResolution << "], \"planar\": " << (image.planar != 0 ? "true" : "false")
+      << ", \"fileBytes\": " << sizes.file << ", \"pixelBytes\": " << sizes.pixels;
   const FormatLayout layout = layout_of(image);
   if (image.format.code == kTIFFFormat) {
     out << ", \"tiff\": {\"compression\": " << layout.compression
@@ -184,6 +205,27 @@ void print_json(const SourceImage& image, const Verdict& verdict, std::ostream& 
 }
 
 }  // namespace
+
+std::string size_text(UInt64 bytes) {
+  const std::string names = message(Text::kByteUnits);
+  std::vector<std::string> units;
+  std::istringstream in(names);
+  for (std::string unit; std::getline(in, unit, '|');) units.push_back(unit);
+  if (units.empty()) units.push_back("");
+  // Decimal units, as disks are sold: 20000 x 20000 RGB is 1.2 GB.
+  std::size_t unit = 0;
+  double value = double(bytes);
+  // 999.7 KB would show as 1000 KB: such a size is shown as 1.0 MB instead.
+  while (value >= 999.5 && unit + 1 < units.size()) {
+    value /= 1000.0;
+    ++unit;
+  }
+  std::ostringstream text;
+  text.setf(std::ios::fixed);
+  text.precision(unit == 0 || value >= 100.0 ? 0 : 1);
+  text << value << ' ' << units[unit];
+  return text.str();
+}
 
 OSErr OpenImage::open(const std::filesystem::path& path) {
   Expected<FSSpec> spec = platform::files::spec_from_path(path);
@@ -213,10 +255,11 @@ int run_info_command(std::span<const std::string_view> args, std::ostream& out, 
     return kExitFailed;
   }
   const Verdict verdict = verdict_of(parsed->image, open.image);
+  const Sizes sizes{file_bytes(parsed->image), pixel_bytes(open.image)};
   if (parsed->json) {
-    print_json(open.image, verdict, out);
+    print_json(open.image, sizes, verdict, out);
   } else {
-    print_text(open.image, verdict, out);
+    print_text(open.image, sizes, verdict, out);
   }
   return kExitDone;
 }

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <ostream>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "formats/RasterFormats.h"
@@ -22,6 +23,10 @@ struct OpenImage {
   // The file's identity, then RasterFormatOpen: the first error, or noErr.
   OSErr open(const std::filesystem::path& path);
 };
+
+// A size as a person reads it, in the host's units: "512 bytes", "12.5 MB",
+// "7.2 GB"; three significant figures at most, one decimal below 100.
+std::string size_text(UInt64 bytes);
 
 int run_info_command(std::span<const std::string_view> args, std::ostream& out, std::ostream& err);
 

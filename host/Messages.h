@@ -82,6 +82,8 @@ enum class Text {
   kNoDisplayVariables,
   kInfoTiles,
   kInfoPlanes,
+  kInfoBytes,
+  kByteUnits,
   kCount,  // not a text: how many there are
 };
 

@@ -1,6 +1,9 @@
 #include "host/ReplaceFile.h"
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <string>
 
 #include "MacErrors.h"
 #include "PosixErrors.h"
@@ -11,6 +14,10 @@ std::filesystem::path replacement_path(const std::filesystem::path& target) {
   std::filesystem::path replacement = target;
   replacement += ".new";
   return replacement;
+}
+
+std::filesystem::path staging_path(const std::filesystem::path& folder) {
+  return folder / (".tessel-" + std::to_string(getpid()) + ".new");
 }
 
 OSErr finish_replacement(const std::filesystem::path& replacement,

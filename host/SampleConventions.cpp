@@ -34,4 +34,10 @@ void swap_sample_convention(UInt16 photometric, SInt16 planes, std::span<UInt8> 
   }
 }
 
+void swap_plane_convention(UInt16 photometric, SInt16 plane, std::span<UInt8> samples) {
+  const PixelMasks masks = masks_of(photometric);
+  if (plane < 0 || std::size_t(plane) >= masks.size() || masks[std::size_t(plane)] == 0) return;
+  for (UInt8& sample : samples) sample ^= masks[std::size_t(plane)];
+}
+
 }  // namespace tessel::host

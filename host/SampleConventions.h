@@ -32,4 +32,7 @@ bool conventions_differ(UInt16 photometric);
 // changes no byte, nor do grey, RGB and every plane past the colour ones.
 void swap_sample_convention(UInt16 photometric, SInt16 planes, std::span<UInt8> pixels);
 
+// The same for samples of plane alone, as a planar file stores them.
+void swap_plane_convention(UInt16 photometric, SInt16 plane, std::span<UInt8> samples);
+
 }  // namespace tessel::host

@@ -1,53 +1,14 @@
 #include "host/TiffDocument.h"
 
-#include <tiffio.h>
-
 #include <algorithm>
-#include <cstdarg>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include "MacErrors.h"
-#include "host/ReplaceFile.h"
 
 namespace tessel::host {
 
 namespace {
-
-struct TiffCloser {
-  void operator()(TIFF* tiff) const { TIFFClose(tiff); }
-};
-using TiffFile = std::unique_ptr<TIFF, TiffCloser>;
-
-std::string& last_problem() {
-  static std::string text;
-  return text;
-}
-
-// Libtiff's own words would reach standard error raw, in its terms and
-// before ours; its errors are kept for our message instead, and its warnings
-// (tags it does not know, mostly) concern nobody.
-void keep_error(const char* /*module*/, const char* format, va_list arguments) {
-  char text[512];
-  std::vsnprintf(text, sizeof text, format, arguments);
-  last_problem() = text;
-}
-
-void drop_warning(const char* /*module*/, const char* /*format*/, va_list /*arguments*/) {}
-
-TiffFile open_tiff(const std::filesystem::path& path, const char* mode) {
-  TIFFSetErrorHandler(keep_error);
-  TIFFSetWarningHandler(drop_warning);
-  last_problem().clear();
-  return TiffFile(TIFFOpen(path.c_str(), mode));
-}
-
-template <typename T>
-T field_or(TIFF* tiff, ttag_t tag, T fallback) {
-  T value = fallback;
-  return TIFFGetFieldDefaulted(tiff, tag, &value) == 1 ? value : fallback;
-}
 
 // The host mode of the file's colour space, or nullopt when documents do not
 // take it. A JPEG file in YCbCr is decoded to RGB by libtiff.
@@ -64,62 +25,9 @@ std::optional<SInt16> mode_of(TIFF* tiff) {
       return kCMYKMode;
     case PHOTOMETRIC_YCBCR:
       if (field_or<UInt16>(tiff, TIFFTAG_COMPRESSION, 1) != COMPRESSION_JPEG) return std::nullopt;
-      TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
       return kRGBMode;
     default: return std::nullopt;
   }
-}
-
-// Strips and tiles alike: a grid of blocks, each read whole, per plane when
-// the planes are stored apart.
-struct BlockGrid {
-  UInt32 width;
-  UInt32 length;
-  bool tiled;
-  bool separate;
-};
-
-BlockGrid grid_of(TIFF* tiff, const Document& image) {
-  const bool separate =
-      field_or<UInt16>(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
-  if (TIFFIsTiled(tiff)) {
-    return {field_or<UInt32>(tiff, TIFFTAG_TILEWIDTH, 0),
-            field_or<UInt32>(tiff, TIFFTAG_TILELENGTH, 0), true, separate};
-  }
-  const UInt32 rows = std::min(field_or<UInt32>(tiff, TIFFTAG_ROWSPERSTRIP, UInt32(image.rows)),
-                               UInt32(image.rows));
-  return {UInt32(image.columns), std::max<UInt32>(rows, 1), false, separate};
-}
-
-// Copies one decoded block (rows of grid.width samples, or pixels when
-// chunky) into the document at (x, y), clipped to the image.
-void place_block(const BlockGrid& grid, std::span<const UInt8> block, UInt32 x, UInt32 y,
-                 UInt16 plane, Document& image) {
-  const std::size_t planes = std::size_t(image.planes);
-  const std::size_t step = grid.separate ? 1 : planes;
-  const UInt32 width = std::min(grid.width, UInt32(image.columns) - x);
-  const UInt32 length = std::min(grid.length, UInt32(image.rows) - y);
-  for (UInt32 row = 0; row < length; ++row) {
-    const UInt8* source = block.data() + std::size_t(row) * grid.width * step;
-    UInt8* target =
-        image.pixels.data() + (std::size_t(y + row) * std::size_t(image.columns) + x) * planes;
-    if (!grid.separate) {
-      std::memcpy(target, source, std::size_t(width) * planes);
-      continue;
-    }
-    for (UInt32 column = 0; column < width; ++column)
-      target[column * planes + plane] = source[column];
-  }
-}
-
-bool read_block(TIFF* tiff, const BlockGrid& grid, UInt32 x, UInt32 y, UInt16 plane,
-                std::vector<UInt8>& buffer) {
-  const tmsize_t size = tmsize_t(buffer.size());
-  if (grid.tiled) {
-    return TIFFReadEncodedTile(tiff, TIFFComputeTile(tiff, x, y, 0, plane), buffer.data(), size) >=
-           0;
-  }
-  return TIFFReadEncodedStrip(tiff, TIFFComputeStrip(tiff, y, plane), buffer.data(), size) >= 0;
 }
 
 // More than any compression we read packs into a byte (deflate stops near
@@ -137,41 +45,6 @@ UInt64 pixel_byte_limit(TIFF* tiff, UInt64 fileBytes) {
 // Whether count units of unitBytes (both nonzero) stay within limit; divided
 // rather than multiplied, since the product can pass 64 bits.
 bool within(UInt64 count, UInt64 unitBytes, UInt64 limit) { return count <= limit / unitBytes; }
-
-// Chunky strips are whole rows of the document: each is decoded straight
-// into place.
-OSErr read_strips_in_place(TIFF* tiff, const BlockGrid& grid, Document& image) {
-  image.pixels.resize(image.row_bytes() * std::size_t(image.rows));
-  for (UInt32 y = 0; y < UInt32(image.rows); y += grid.length) {
-    const std::size_t rows = std::min(grid.length, UInt32(image.rows) - y);
-    UInt8* target = image.pixels.data() + std::size_t(y) * image.row_bytes();
-    const tmsize_t size = tmsize_t(rows * image.row_bytes());
-    if (TIFFReadEncodedStrip(tiff, TIFFComputeStrip(tiff, y, 0), target, size) < size) return ioErr;
-  }
-  return noErr;
-}
-
-// limit: the most bytes of pixels the file can hold (pixel_byte_limit); a
-// tile or strip larger than that is refused before its buffer is made.
-OSErr read_pixels(TIFF* tiff, UInt64 limit, Document& image) {
-  const BlockGrid grid = grid_of(tiff, image);
-  if (grid.width == 0 || grid.length == 0) return paramErr;
-  if (!grid.tiled && !grid.separate) return read_strips_in_place(tiff, grid, image);
-  const std::size_t step = grid.separate ? 1 : std::size_t(image.planes);
-  if (!within(grid.length, UInt64(grid.width) * step, limit)) return ioErr;
-  std::vector<UInt8> buffer(std::size_t(grid.width) * grid.length * step);
-  image.pixels.assign(image.row_bytes() * std::size_t(image.rows), 0);
-  const UInt16 passes = grid.separate ? UInt16(image.planes) : 1;
-  for (UInt16 plane = 0; plane < passes; ++plane) {
-    for (UInt32 y = 0; y < UInt32(image.rows); y += grid.length) {
-      for (UInt32 x = 0; x < UInt32(image.columns); x += grid.width) {
-        if (!read_block(tiff, grid, x, y, plane, buffer)) return ioErr;
-        place_block(grid, buffer, x, y, plane, image);
-      }
-    }
-  }
-  return noErr;
-}
 
 double resolution_in_inches(TIFF* tiff, ttag_t tag) {
   const double value = field_or<float>(tiff, tag, 72.0f);
@@ -209,7 +82,180 @@ std::optional<std::vector<UInt8>> read_block_tag(TIFF* tiff) {
   return std::vector<UInt8>(bytes, bytes + count);
 }
 
-UInt16 photometric_of(SInt16 mode) {
+// Opens path for reading pixels: JPEG in YCbCr comes out as RGB, as
+// mode_of promises, on every handle.
+TiffFile open_for_pixels(const std::filesystem::path& path) {
+  // Without memory mapping libtiff reads uncompressed strips straight into
+  // the caller's buffer instead of copying them out of the mapping.
+  TiffFile tiff = open_tiff(path, "rm");
+  if (tiff && field_or<UInt16>(tiff.get(), TIFFTAG_PHOTOMETRIC, 0) == PHOTOMETRIC_YCBCR &&
+      field_or<UInt16>(tiff.get(), TIFFTAG_COMPRESSION, 1) == COMPRESSION_JPEG) {
+    TIFFSetField(tiff.get(), TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+  }
+  return tiff;
+}
+
+// Opens path for reading its description; limit receives the most pixel
+// bytes the file can hold.
+OSErr open_described(const std::filesystem::path& path, TiffFile& tiff, TiffContents& contents,
+                     UInt64& limit) {
+  std::error_code error;
+  const std::uintmax_t fileBytes = std::filesystem::file_size(path, error);
+  if (error) return fnfErr;
+  tiff = open_for_pixels(path);
+  if (!tiff) return ioErr;
+  limit = pixel_byte_limit(tiff.get(), UInt64(fileBytes));
+  if (OSErr err = read_description(tiff.get(), limit, contents.image); err != noErr) return err;
+  contents.block = read_block_tag(tiff.get());
+  contents.photometric = field_or<UInt16>(tiff.get(), TIFFTAG_PHOTOMETRIC, 0);
+  return noErr;
+}
+
+}  // namespace
+
+Expected<TiffContents> read_tiff_description(const std::filesystem::path& path) {
+  TiffFile tiff;
+  TiffContents contents;
+  UInt64 limit = 0;
+  if (OSErr err = open_described(path, tiff, contents, limit); err != noErr) {
+    return Expected<TiffContents>::failure(err);
+  }
+  return contents;
+}
+
+// ---------------------------------------------------------------------------
+// Reading pixels
+
+OSErr TiffPixelReader::open(const std::filesystem::path& path) {
+  path_ = path;
+  if (OSErr err = open_described(path, tiff_, contents_, limit_); err != noErr) return err;
+  TIFF* tiff = tiff_.get();
+  tiled_ = TIFFIsTiled(tiff) != 0;
+  separate_ =
+      contents_.image.planes > 1 &&
+      field_or<UInt16>(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE;
+  if (!tiled_) {
+    rowsPerStrip_ = std::clamp<UInt32>(field_or<UInt32>(tiff, TIFFTAG_ROWSPERSTRIP, 0), 1,
+                                       UInt32(contents_.image.rows));
+    return noErr;
+  }
+  tileWidth_ = field_or<UInt32>(tiff, TIFFTAG_TILEWIDTH, 0);
+  tileLength_ = field_or<UInt32>(tiff, TIFFTAG_TILELENGTH, 0);
+  if (tileWidth_ == 0 || tileLength_ == 0) return paramErr;
+  const UInt64 tileBytes = UInt64(TIFFTileSize64(tiff));
+  const Document& image = contents_.image;
+  const UInt32 rowsKept = std::min(tileLength_, UInt32(image.rows));
+  if (tileBytes == 0 || tileBytes > limit_ || !within(rowsKept, image.row_bytes(), limit_))
+    return ioErr;
+  return noErr;
+}
+
+OSErr TiffPixelReader::read_rows(SInt32 top, SInt32 count, std::span<UInt8> rows) {
+  const Document& image = contents_.image;
+  if (top < 0 || count < 0 || SInt64(top) + count > image.rows ||
+      rows.size() < std::size_t(count) * image.row_bytes()) {
+    return paramErr;
+  }
+  if (tiled_) return read_tiled(top, count, rows);
+  return read_scanlines(top, count, rows);
+}
+
+// Decodes row of the cursor's plane into line, decoding and dropping the
+// rows of its strip before it when the cursor is not there already.
+OSErr TiffPixelReader::read_line(std::size_t cursor, UInt32 row, UInt8* line) {
+  Cursor& at = cursors_[cursor];
+  const UInt16 plane = separate_ ? UInt16(cursor) : 0;
+  const UInt32 stripTop = row / rowsPerStrip_ * rowsPerStrip_;
+  const bool onTheWay = at.next <= row && at.next / rowsPerStrip_ == row / rowsPerStrip_;
+  for (UInt32 skipped = onTheWay ? at.next : stripTop; skipped < row; ++skipped) {
+    if (TIFFReadScanline(at.file.get(), skipped_.data(), skipped, plane) != 1) return ioErr;
+  }
+  if (TIFFReadScanline(at.file.get(), line, row, plane) != 1) return ioErr;
+  at.next = row + 1;
+  return noErr;
+}
+
+OSErr TiffPixelReader::read_scanlines(SInt32 top, SInt32 count, std::span<UInt8> rows) {
+  const Document& image = contents_.image;
+  const std::size_t planes = std::size_t(image.planes);
+  const std::size_t passes = separate_ ? planes : 1;
+  if (cursors_.empty()) {
+    for (std::size_t pass = 0; pass < passes; ++pass) {
+      cursors_.push_back({open_for_pixels(path_), 0});
+      if (!cursors_.back().file) return ioErr;
+    }
+    skipped_.resize(std::size_t(TIFFScanlineSize64(tiff_.get())));
+    line_.resize(separate_ ? std::size_t(image.columns) : 0);
+  }
+  for (SInt32 row = 0; row < count; ++row) {
+    UInt8* target = rows.data() + std::size_t(row) * image.row_bytes();
+    if (!separate_) {
+      if (OSErr err = read_line(0, UInt32(top + row), target); err != noErr) return err;
+      continue;
+    }
+    for (std::size_t plane = 0; plane < planes; ++plane) {
+      if (OSErr err = read_line(plane, UInt32(top + row), line_.data()); err != noErr) return err;
+      for (std::size_t column = 0; column < line_.size(); ++column)
+        target[column * planes + plane] = line_[column];
+    }
+  }
+  return noErr;
+}
+
+// Decodes every tile of the tile row starting at top, all planes, into
+// tileRow_ as chunky rows clipped to the image.
+OSErr TiffPixelReader::load_tile_row(UInt32 top) {
+  const Document& image = contents_.image;
+  const std::size_t planes = std::size_t(image.planes);
+  const std::size_t step = separate_ ? 1 : planes;
+  const UInt32 length = std::min(tileLength_, UInt32(image.rows) - top);
+  tile_.resize(std::size_t(TIFFTileSize64(tiff_.get())));
+  tileRow_.resize(std::size_t(length) * image.row_bytes());
+  tileRowTop_ = -1;
+  const UInt16 passes = separate_ ? UInt16(planes) : 1;
+  for (UInt16 plane = 0; plane < passes; ++plane) {
+    for (UInt32 x = 0; x < UInt32(image.columns); x += tileWidth_) {
+      if (TIFFReadTile(tiff_.get(), tile_.data(), x, top, 0, plane) < 0) return ioErr;
+      const UInt32 width = std::min(tileWidth_, UInt32(image.columns) - x);
+      for (UInt32 row = 0; row < length; ++row) {
+        const UInt8* source = tile_.data() + std::size_t(row) * tileWidth_ * step;
+        UInt8* target = tileRow_.data() + std::size_t(row) * image.row_bytes() + x * planes;
+        if (!separate_) {
+          std::memcpy(target, source, std::size_t(width) * planes);
+          continue;
+        }
+        for (UInt32 column = 0; column < width; ++column)
+          target[column * planes + plane] = source[column];
+      }
+    }
+  }
+  tileRowTop_ = top;
+  return noErr;
+}
+
+OSErr TiffPixelReader::read_tiled(SInt32 top, SInt32 count, std::span<UInt8> rows) {
+  const std::size_t rowBytes = contents_.image.row_bytes();
+  for (SInt32 row = top; row < top + count;) {
+    const UInt32 tileTop = UInt32(row) / tileLength_ * tileLength_;
+    if (tileRowTop_ != SInt64(tileTop)) {
+      if (OSErr err = load_tile_row(tileTop); err != noErr) return err;
+    }
+    const SInt32 tileRows = SInt32(tileRow_.size() / rowBytes);
+    const SInt32 taken = std::min(top + count, SInt32(tileTop) + tileRows) - row;
+    std::memcpy(rows.data() + std::size_t(row - top) * rowBytes,
+                tileRow_.data() + std::size_t(row - SInt32(tileTop)) * rowBytes,
+                std::size_t(taken) * rowBytes);
+    row += taken;
+  }
+  return noErr;
+}
+
+// ---------------------------------------------------------------------------
+// Writing pixels
+
+namespace {}  // namespace
+
+UInt16 tiff_photometric(SInt16 mode) {
   switch (mode) {
     case kRGBMode: return PHOTOMETRIC_RGB;
     case kCMYKMode: return PHOTOMETRIC_SEPARATED;
@@ -217,6 +263,8 @@ UInt16 photometric_of(SInt16 mode) {
     default: return PHOTOMETRIC_MINISBLACK;
   }
 }
+
+namespace {
 
 SInt16 colour_channels(SInt16 mode) {
   switch (mode) {
@@ -229,23 +277,26 @@ SInt16 colour_channels(SInt16 mode) {
 
 constexpr std::size_t kStripBytes = std::size_t(1) << 20;
 
-void set_description(TIFF* tiff, const Document& image) {
+constexpr const char* kBigTiffVariable = "TESSEL_TEST_BIGTIFF_BYTES";
+
+void set_description(TIFF* tiff, const Document& image, bool planar) {
   TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, UInt32(image.columns));
   TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, UInt32(image.rows));
   TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
   TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, UInt16(image.planes));
-  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, photometric_of(image.mode));
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, tiff_photometric(image.mode));
   if (image.mode == kCMYKMode) TIFFSetField(tiff, TIFFTAG_INKSET, INKSET_CMYK);
   const SInt16 extra = SInt16(image.planes - colour_channels(image.mode));
   if (extra > 0) {
     const std::vector<UInt16> kinds(std::size_t(extra), EXTRASAMPLE_UNSPECIFIED);
     TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, UInt16(extra), kinds.data());
   }
-  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, planar ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
   TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
   // Strips of about a megabyte: libtiff's default of 8 KB makes a large
   // document thousands of strips, each a seek and a read when it is opened.
-  const std::size_t rows = std::max<std::size_t>(1, kStripBytes / image.row_bytes());
+  const std::size_t rowBytes = planar ? std::size_t(image.columns) : image.row_bytes();
+  const std::size_t rows = std::max<std::size_t>(1, kStripBytes / rowBytes);
   TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, UInt32(std::min<std::size_t>(rows, UInt32(image.rows))));
   TIFFSetField(tiff, TIFFTAG_XRESOLUTION, float(image.xResolution));
   TIFFSetField(tiff, TIFFTAG_YRESOLUTION, float(image.yResolution));
@@ -254,71 +305,53 @@ void set_description(TIFF* tiff, const Document& image) {
 
 }  // namespace
 
-Expected<TiffContents> read_tiff(const std::filesystem::path& path) {
-  std::error_code error;
-  const std::uintmax_t fileBytes = std::filesystem::file_size(path, error);
-  if (error) return Expected<TiffContents>::failure(fnfErr);
-  // Without memory mapping libtiff reads uncompressed strips straight into
-  // the caller's buffer instead of copying them out of the mapping.
-  TiffFile tiff = open_tiff(path, "rm");
-  if (!tiff) return Expected<TiffContents>::failure(ioErr);
-  TiffContents contents;
-  const UInt64 limit = pixel_byte_limit(tiff.get(), UInt64(fileBytes));
-  if (OSErr err = read_description(tiff.get(), limit, contents.image); err != noErr) {
-    return Expected<TiffContents>::failure(err);
-  }
-  if (OSErr err = read_pixels(tiff.get(), limit, contents.image); err != noErr) {
-    return Expected<TiffContents>::failure(err);
-  }
-  contents.block = read_block_tag(tiff.get());
-  contents.photometric = field_or<UInt16>(tiff.get(), TIFFTAG_PHOTOMETRIC, 0);
-  return contents;
+UInt64 bigtiff_threshold() {
+  if (const char* given = std::getenv(kBigTiffVariable)) return std::strtoull(given, nullptr, 10);
+  return (UInt64(4) << 30) - (UInt64(64) << 20);
 }
 
-namespace {
-
-// Rows that change on the way out go through one row of scratch, so the
-// document's pixels stay as the caller holds them.
-OSErr write_rows(TIFF* tiff, const Document& image) {
-  const UInt16 photometric = photometric_of(image.mode);
-  const bool swap =
-      image.fileConvention == SampleConvention::tiff && conventions_differ(photometric);
-  std::vector<UInt8> scratch(swap ? image.row_bytes() : 0);
-  for (SInt32 row = 0; row < image.rows; ++row) {
-    const UInt8* source = image.pixels.data() + std::size_t(row) * image.row_bytes();
-    void* line = const_cast<UInt8*>(source);
-    if (swap) {
-      std::copy(source, source + image.row_bytes(), scratch.begin());
-      swap_sample_convention(photometric, image.planes, scratch);
-      line = scratch.data();
-    }
-    if (TIFFWriteScanline(tiff, line, UInt32(row), 0) != 1) return ioErr;
-  }
+OSErr TiffPixelWriter::open(const std::filesystem::path& path, const Document& image, bool planar) {
+  if (image.columns <= 0 || image.rows <= 0 || image.planes <= 0) return paramErr;
+  const UInt64 pixelBytes = UInt64(image.row_bytes()) * UInt64(image.rows);
+  tiff_ = open_tiff(path, pixelBytes > bigtiff_threshold() ? "w8" : "w");
+  if (!tiff_) return ioErr;
+  set_description(tiff_.get(), image, planar);
+  planar_ = planar && image.planes > 1;
+  rows_ = image.rows;
+  rowsInFile_ = SInt64(image.rows) * (planar_ ? image.planes : 1);
+  rowBytes_ = planar_ ? std::size_t(image.columns) : image.row_bytes();
+  rowsWritten_ = 0;
   return noErr;
 }
 
-OSErr write_tiff_file(const std::filesystem::path& path, const Document& image,
-                      std::span<const UInt8> block) {
-  TiffFile tiff = open_tiff(path, "w");
-  if (!tiff) return ioErr;
-  set_description(tiff.get(), image);
-  if (!block.empty())
-    TIFFSetField(tiff.get(), TIFFTAG_PHOTOSHOP, UInt32(block.size()), block.data());
-  if (OSErr err = write_rows(tiff.get(), image); err != noErr) return err;
-  return TIFFWriteDirectory(tiff.get()) == 1 ? noErr : ioErr;
+OSErr TiffPixelWriter::write_row(std::span<const UInt8> row) {
+  if (!tiff_ || rowsWritten_ >= rowsInFile_ || row.size() < rowBytes_) return paramErr;
+  const UInt32 y = UInt32(rowsWritten_ % rows_);
+  const UInt16 plane = UInt16(rowsWritten_ / rows_);
+  // libtiff takes the row as writable but only reads it when uncompressed.
+  if (TIFFWriteScanline(tiff_.get(), const_cast<UInt8*>(row.data()), y, plane) != 1) return ioErr;
+  ++rowsWritten_;
+  return noErr;
 }
 
-}  // namespace
-
-OSErr write_tiff(const std::filesystem::path& path, const Document& image,
-                 std::span<const UInt8> block) {
-  if (image.columns <= 0 || image.rows <= 0 || image.planes <= 0 ||
-      image.pixels.size() != image.row_bytes() * std::size_t(image.rows)) {
-    return paramErr;
+OSErr TiffPixelWriter::finish(std::span<const UInt8> block) {
+  if (!tiff_) return paramErr;
+  const std::vector<UInt8> zeros(rowsWritten_ < rowsInFile_ ? rowBytes_ : 0, 0);
+  while (rowsWritten_ < rowsInFile_) {
+    if (OSErr err = write_row(zeros); err != noErr) {
+      tiff_.reset();
+      return err;
+    }
   }
-  const std::filesystem::path replacement = replacement_path(path);
-  return finish_replacement(replacement, path, write_tiff_file(replacement, image, block));
+  if (!block.empty())
+    TIFFSetField(tiff_.get(), TIFFTAG_PHOTOSHOP, UInt32(block.size()), block.data());
+  const bool written = TIFFWriteDirectory(tiff_.get()) == 1;
+  // Closing flushes nothing more once the directory is written.
+  tiff_.reset();
+  return written ? noErr : ioErr;
 }
+
+// ---------------------------------------------------------------------------
 
 OSErr replace_tiff_block(const std::filesystem::path& path, std::span<const UInt8> block) {
   TiffFile tiff = open_tiff(path, "r+");
@@ -331,7 +364,7 @@ OSErr replace_tiff_block(const std::filesystem::path& path, std::span<const UInt
   return TIFFRewriteDirectory(tiff.get()) == 1 ? noErr : ioErr;
 }
 
-std::string tiff_problem() { return last_problem(); }
+std::string tiff_problem() { return last_tiff_problem(); }
 
 std::optional<UInt16> tiff_sample_format(const std::filesystem::path& path) {
   TiffFile tiff = open_tiff(path, "r");

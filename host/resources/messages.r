@@ -111,6 +111,8 @@ resource 'STR#' 17000 "Host messages" purgeable {
   69: "DISPLAY and WAYLAND_DISPLAY are both unset"
   70: "tiles       ^0, each ^1 x ^2 pixels"
   71: "planes      ^0, each stored in blocks of its own"
+  72: "bytes       ^0 in the file, ^1 of pixels"
+  73: "bytes|KB|MB|GB|TB"
 }
 
 # tessel --help. \r ends a line.
@@ -134,7 +136,7 @@ resource 'TEXT' 17000 "Usage" purgeable {
        "      Lets you choose an image file (IMAGE is chosen already) and a\r"
        "      rectangle of it, and reads that rectangle into a new document. Without\r"
        "      -o the document is named after its title, in the current folder.\r"
-       "      --memory-limit BYTES  memory the run may use besides the document\r"
+       "      --memory-limit BYTES  memory the run may use for strips\r"
        "      --force               replace DOCUMENT if it exists\r"
        "  select IMAGE [--script FILE]\r"
        "      Shows the selection dialog alone and prints the rectangle chosen as\r"

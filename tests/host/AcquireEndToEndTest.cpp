@@ -422,6 +422,9 @@ TEST_F(AcquireEndToEnd, CancelOrCtrlCLeavesNoDocumentAndNoAlert) {
   EXPECT_EQ(run.status, 3);
   EXPECT_TRUE(run.alerts.empty()) << run.alerts;
   EXPECT_FALSE(fs::exists(path("doc.tif")));
+  // Nor the file the strips already went into.
+  for (const auto& entry : fs::directory_iterator(path("")))
+    EXPECT_FALSE(entry.path().filename().string().starts_with(".tessel-")) << entry.path();
 }
 
 TEST_F(AcquireEndToEnd, SelectPrintsTheRectangleExtractTakes) {

@@ -8,6 +8,7 @@
 #include "TempFolder.h"
 #include "host/Commands.h"
 #include "host/Document.h"
+#include "host/InfoCommand.h"
 #include "host/Messages.h"
 
 namespace tessel::host {
@@ -64,6 +65,21 @@ TEST(HostTexts, EveryTextIsThereWithItsPlaceholders) {
     EXPECT_EQ(shown.find("reinstall"), std::string::npos) << shown;
   }
   EXPECT_NE(message(Text::kUsage).find("\nCommands:\n"), std::string::npos);
+}
+
+TEST(HostTexts, SizesTakeTheLargestUnitTheyFill) {
+  const std::pair<UInt64, const char*> cases[] = {
+      {0, "0 bytes"},
+      {999, "999 bytes"},
+      {1000, "1.0 KB"},
+      {9216, "9.2 KB"},
+      {999'700, "1.0 MB"},
+      {123'456'789, "123 MB"},
+      {1'200'000'000, "1.2 GB"},
+      {7'200'000'000, "7.2 GB"},
+      {300'000'000'000'000, "300 TB"},
+  };
+  for (const auto& [bytes, text] : cases) EXPECT_EQ(size_text(bytes), text) << bytes;
 }
 
 TEST_F(CommandLine, DocumentTooLargeForTheRecordsIsRefused) {

@@ -189,14 +189,40 @@ TEST_F(DocumentFile, AWriteThatRunsOutOfRoomKeepsTheOldDocument) {
   }
 }
 
-TEST_F(DocumentFile, EditorLayoutsReadTheSamePixels) {
+// Bands of four rows from the bottom up, then from the top down, as export
+// asks for them plane after plane; the rows that first pass in order from
+// the top make the fingerprint, whichever pass they came in.
+void expect_bands(const std::filesystem::path& file, const Document& written) {
+  auto description = read_document_description(file);
+  ASSERT_TRUE(description);
+  EXPECT_TRUE(description->pixels.empty());
+  DocumentReader reader;
+  ASSERT_EQ(reader.open(file, *description), noErr);
+  constexpr SInt32 kBand = 4;
+  const std::size_t rowBytes = written.row_bytes();
+  std::vector<UInt8> rows(kBand * rowBytes);
+  const auto expect_band = [&](SInt32 top) {
+    const SInt32 count = std::min(kBand, written.rows - top);
+    ASSERT_EQ(reader.read_rows(top, count, rows), noErr);
+    EXPECT_TRUE(std::equal(rows.begin(), rows.begin() + std::ptrdiff_t(count * rowBytes),
+                           written.pixels.begin() + std::ptrdiff_t(top * rowBytes)))
+        << "rows from " << top;
+  };
+  for (SInt32 top = (written.rows - 1) / kBand * kBand; top >= 0; top -= kBand) expect_band(top);
+  EXPECT_FALSE(reader.fingerprint());
+  for (SInt32 top = 0; top < written.rows; top += kBand) expect_band(top);
+  EXPECT_EQ(reader.fingerprint(), pixel_fingerprint(written));
+  EXPECT_EQ(*file_fingerprint(file, *description), pixel_fingerprint(written));
+}
+
+TEST_F(DocumentFile, EditorLayoutsReadTheSamePixelsWholeAndBandByBand) {
   for (auto [mode, planes] :
        {std::pair<SInt16, SInt16>{kRGBMode, 3}, {kCMYKMode, 5}, {kLabMode, 3}}) {
     const Document written = sample_document(mode, planes, 37, 29);
     ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
     const std::string source = path("doc.tif").string();
     for (const std::string options : {"-c lzw", "-c zip -p separate", "-t -w 16 -l 16 -c packbits",
-                                      "-t -w 16 -l 16 -p separate", "-r 1"}) {
+                                      "-t -w 16 -l 16 -p separate", "-r 1", "-r 64 -c zip"}) {
       SCOPED_TRACE(::testing::Message() << "mode " << mode << ": " << options);
       const std::string copy = path("copy.tif").string();
       ASSERT_EQ(run("timeout -k 5 60 tiffcp " + options + " " + source + " " + copy), 0);
@@ -205,7 +231,99 @@ TEST_F(DocumentFile, EditorLayoutsReadTheSamePixels) {
       auto read = read_document(copy);
       ASSERT_TRUE(read);
       expect_same_image(written, *read);
+      expect_bands(copy, written);
     }
+  }
+}
+
+// What a host that held documents whole kept in sidecars, for the pixels of
+// sample_document(kRGBMode, 3, 37, 29): those pixels must still compare
+// equal however they pass.
+constexpr UInt64 kSampleFingerprint = 0xA3D18F0283C26948ull;
+
+TEST(PixelFingerprint, PiecesOfAnySizeGiveTheFingerprintOfTheWhole) {
+  const Document document = sample_document(kRGBMode, 3, 37, 29);
+  EXPECT_EQ(pixel_fingerprint(document), kSampleFingerprint);
+  const std::span<const UInt8> pixels(document.pixels);
+  for (std::size_t piece : {1u, 7u, 31u, 32u, 33u, 111u}) {
+    PixelFingerprint fingerprint(37, 29, 3);
+    for (std::size_t at = 0; at < pixels.size(); at += piece)
+      fingerprint.add(pixels.subspan(at, std::min(piece, pixels.size() - at)));
+    EXPECT_EQ(fingerprint.value(), kSampleFingerprint) << piece;
+  }
+  PixelFingerprint otherShape(29, 37, 3);
+  otherShape.add(pixels);
+  EXPECT_NE(otherShape.value(), kSampleFingerprint);
+}
+
+// Rows delivered one plane after another make a planar file, with the
+// samples as TIFF states them; a writer dropped before commit leaves
+// nothing behind, nor touches the document it would have replaced.
+TEST_F(DocumentFile, PlanarRowsMakeAPlanarFileAndOnlyACommitLeavesOne) {
+  const Document written = sample_document(kCMYKMode, 4, 37, 29);
+  const std::size_t columns = std::size_t(written.columns);
+  const auto write_planes = [&](DocumentWriter& writer, SInt16 planes) {
+    std::vector<UInt8> row(columns);
+    for (SInt16 plane = 0; plane < planes; ++plane) {
+      for (SInt32 r = 0; r < written.rows; ++r) {
+        for (std::size_t c = 0; c < columns; ++c)
+          row[c] = written.pixels[(std::size_t(r) * columns + c) * 4 + std::size_t(plane)];
+        ASSERT_EQ(writer.write_row(row), noErr);
+      }
+    }
+  };
+  {
+    DocumentWriter writer;
+    ASSERT_EQ(writer.start(path("doc.tif.new"), written, true), noErr);
+    write_planes(writer, 4);
+    ASSERT_EQ(writer.commit(path("doc.tif"), written), noErr);
+  }
+  EXPECT_FALSE(std::filesystem::exists(path("doc.tif.new")));
+  TIFF* tiff = TIFFOpen(path("doc.tif").c_str(), "r");
+  ASSERT_NE(tiff, nullptr);
+  UInt16 config = 0;
+  TIFFGetField(tiff, TIFFTAG_PLANARCONFIG, &config);
+  TIFFClose(tiff);
+  EXPECT_EQ(config, PLANARCONFIG_SEPARATE);
+  const testing::LibtiffImage seen = testing::read_with_libtiff(path("doc.tif"));
+  ASSERT_EQ(seen.samples.size(), written.pixels.size());
+  for (std::size_t i = 0; i < seen.samples.size(); ++i)
+    ASSERT_EQ(seen.samples[i], UInt8(255 - written.pixels[i])) << i;
+  expect_same_image(written, *read_document(path("doc.tif")));
+
+  const std::vector<UInt8> before = file_bytes(path("doc.tif"));
+  {
+    DocumentWriter dropped;
+    ASSERT_EQ(dropped.start(path("doc.tif.new"), written, true), noErr);
+    write_planes(dropped, 1);
+  }
+  EXPECT_FALSE(std::filesystem::exists(path("doc.tif.new")));
+  EXPECT_EQ(file_bytes(path("doc.tif")), before);
+}
+
+// Documents whose pixels pass the threshold are BigTIFF (version 43); an
+// outside reader takes them, and so do we.
+TEST_F(DocumentFile, DocumentsPastTheThresholdAreBigTiff) {
+  const Document written = sample_document(kRGBMode, 3, 37, 29);  // 3219 bytes of pixels
+  write_file("expected.raw", std::vector<UInt8>(written.pixels.begin(), written.pixels.end()));
+  for (const auto& [threshold, version] : {std::pair{"3219", 42}, std::pair{"3218", 43}}) {
+    SCOPED_TRACE(threshold);
+    setenv("TESSEL_TEST_BIGTIFF_BYTES", threshold, 1);
+    const OSErr written_err = write_document(path("doc.tif"), written);
+    unsetenv("TESSEL_TEST_BIGTIFF_BYTES");
+    ASSERT_EQ(written_err, noErr);
+    const std::vector<UInt8> bytes = file_bytes(path("doc.tif"));
+    ASSERT_GE(bytes.size(), 4u);
+    EXPECT_EQ(bytes[0] == 'M' ? bytes[3] : bytes[2], version);
+    expect_same_image(written, *read_document(path("doc.tif")));
+    const std::string check =
+        "timeout -k 5 60 /usr/bin/python3 -c \"import sys, tifffile; "
+        "t = tifffile.TiffFile(sys.argv[1]); "
+        "sys.exit(0 if t.is_bigtiff == (sys.argv[2] == '43') and "
+        "t.pages[0].asarray().tobytes() == open(sys.argv[3], 'rb').read() else 1)\" " +
+        path("doc.tif").string() + " " + std::to_string(version) + " " +
+        path("expected.raw").string();
+    EXPECT_EQ(run(check), 0);
   }
 }
 
@@ -213,13 +331,17 @@ TEST_F(DocumentFile, JPEGInYCbCrReadsAsRGB) {
   Document written = sample_document(kRGBMode, 3, 32, 16);
   std::fill(written.pixels.begin(), written.pixels.end(), UInt8(128));
   ASSERT_EQ(write_document(path("doc.tif"), written), noErr);
-  ASSERT_EQ(run("tiffcp -c jpeg:r " + path("doc.tif").string() + " " + path("jpeg.tif").string()),
-            0);
-  auto read = read_document(path("jpeg.tif"));
-  ASSERT_TRUE(read);
-  EXPECT_EQ(read->mode, kRGBMode);
-  ASSERT_EQ(read->pixels.size(), written.pixels.size());
-  for (UInt8 sample : read->pixels) EXPECT_NEAR(int(sample), 128, 2);
+  for (const char* options : {"-c jpeg:r", "-c jpeg -r 16"}) {  // RGB, then YCbCr subsampled
+    SCOPED_TRACE(options);
+    ASSERT_EQ(run(std::string("tiffcp ") + options + " " + path("doc.tif").string() + " " +
+                  path("jpeg.tif").string()),
+              0);
+    auto read = read_document(path("jpeg.tif"));
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->mode, kRGBMode);
+    ASSERT_EQ(read->pixels.size(), written.pixels.size());
+    for (UInt8 sample : read->pixels) EXPECT_NEAR(int(sample), 128, 2);
+  }
 }
 
 // Editors drop the private tag; the sidecar brings the resources back, but
@@ -272,7 +394,7 @@ TEST_F(DocumentFile, EveryRewriteKeepsTheWayTheSamplesAreStored) {
     ASSERT_EQ(write_document(path("doc.tif"), document), noErr);
     document.resources = {{kPart, {7}}};
     ASSERT_EQ(update_plugin_resources(path("doc.tif"), document), noErr);
-    ASSERT_EQ(record_saved_back(path("doc.tif"), document), noErr);
+    ASSERT_EQ(record_saved_back(path("doc.tif"), document, pixel_fingerprint(document)), noErr);
 
     const testing::LibtiffImage seen = testing::read_with_libtiff(path("doc.tif"));
     EXPECT_EQ(seen.samples[0], tiff ? UInt8(255 - document.pixels[0]) : document.pixels[0]);
@@ -303,10 +425,10 @@ TEST_F(DocumentFile, SavedBackHoldsUntilThePixelsChange) {
   Document document = sample_document(kRGBMode, 3);
   ASSERT_EQ(write_document(path("doc.tif"), document), noErr);
   EXPECT_TRUE(read_document(path("doc.tif"))->modified());
-  ASSERT_EQ(record_saved_back(path("doc.tif"), document), noErr);
+  ASSERT_EQ(record_saved_back(path("doc.tif"), document, pixel_fingerprint(document)), noErr);
   EXPECT_FALSE(read_document(path("doc.tif"))->modified());
-  document.pixels[5] ^= 1;
-  ASSERT_EQ(write_tiff(path("doc.tif"), document, {}), noErr);
+  document.pixels[5] ^= 1;  // the sidecar keeps the fingerprint of before
+  ASSERT_EQ(write_document(path("doc.tif"), document), noErr);
   EXPECT_TRUE(read_document(path("doc.tif"))->modified());
 }
 

@@ -46,8 +46,8 @@ struct LibtiffImage {
   }
 };
 
-// Read a scanline at a time, as the simplest reader does; empty samples when
-// the file cannot be read that way.
+// Read a scanline at a time, as the simplest reader does, chunky or planar;
+// empty samples when the file cannot be read that way.
 inline LibtiffImage read_with_libtiff(const std::filesystem::path& file) {
   LibtiffImage image;
   TIFF* tiff = TIFFOpen(file.c_str(), "r");
@@ -63,14 +63,26 @@ inline LibtiffImage read_with_libtiff(const std::filesystem::path& file) {
     const auto* bytes = static_cast<const UInt8*>(data);
     image.block = std::vector<UInt8>(bytes, bytes + count);
   }
-  const std::size_t rowBytes = std::size_t(image.width) * image.planes;
-  EXPECT_EQ(std::size_t(TIFFScanlineSize(tiff)), rowBytes) << file;
-  image.samples.resize(rowBytes * image.height);
-  for (UInt32 row = 0; row < image.height; ++row) {
-    if (TIFFReadScanline(tiff, image.samples.data() + row * rowBytes, row, 0) != 1) {
-      ADD_FAILURE() << file << ": row " << row;
-      image.samples.clear();
-      break;
+  UInt16 config = PLANARCONFIG_CONTIG;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &config);
+  // Planes stored apart are read a plane at a time and interleaved.
+  const std::size_t passes = config == PLANARCONFIG_SEPARATE ? image.planes : 1;
+  const std::size_t step = image.planes / passes;
+  const std::size_t lineBytes = std::size_t(image.width) * step;
+  EXPECT_EQ(std::size_t(TIFFScanlineSize(tiff)), lineBytes) << file;
+  image.samples.resize(lineBytes * passes * image.height);
+  std::vector<UInt8> line(lineBytes);
+  for (std::size_t plane = 0; plane < passes; ++plane) {
+    for (UInt32 row = 0; row < image.height; ++row) {
+      if (TIFFReadScanline(tiff, line.data(), row, UInt16(plane)) != 1) {
+        ADD_FAILURE() << file << ": row " << row;
+        image.samples.clear();
+        TIFFClose(tiff);
+        return image;
+      }
+      UInt8* target = image.samples.data() + std::size_t(row) * image.width * image.planes + plane;
+      for (std::size_t at = 0; at < lineBytes; at += step)
+        std::copy_n(line.begin() + std::ptrdiff_t(at), step, target + at / step * image.planes);
     }
   }
   TIFFClose(tiff);
