@@ -45,7 +45,7 @@ TEST_F(FileUtilities, EmptyAndNegativeCountsDoNotMoveTheMark) {
   UInt8 buffer[4] = {};
   EXPECT_EQ(ReadBytes(ref, 0, buffer), noErr);
   EXPECT_EQ(ReadBytes(ref, -5, buffer), noErr);
-  SInt32 position = -1;
+  SInt64 position = -1;
   GetPosition(ref, &position);
   EXPECT_EQ(position, 0);
 
