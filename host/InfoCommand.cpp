@@ -152,6 +152,7 @@ void print_text(const SourceImage& image, const Verdict& verdict, std::ostream& 
                    {std::to_string(layout.compression), std::to_string(layout.planarConfiguration),
                     std::to_string(layout.predictor), std::to_string(layout.fillOrder)})
         << '\n';
+    if (layout.bigTIFF != 0) out << message(Text::kInfoBigTIFF) << '\n';
   }
   print_blocks(layout, out);
   if (verdict.code != noErr) {
@@ -173,7 +174,8 @@ void print_json(const SourceImage& image, const Verdict& verdict, std::ostream& 
     out << ", \"tiff\": {\"compression\": " << layout.compression
         << ", \"planarConfiguration\": " << layout.planarConfiguration
         << ", \"predictor\": " << layout.predictor << ", \"fillOrder\": " << layout.fillOrder
-        << ", \"tiled\": " << (layout.tiled != 0 ? "true" : "false") << "}";
+        << ", \"tiled\": " << (layout.tiled != 0 ? "true" : "false")
+        << ", \"bigTIFF\": " << (layout.bigTIFF != 0 ? "true" : "false") << "}";
   }
   out << ", \"blocks\": {\"width\": " << layout.blockWidth << ", \"height\": " << layout.blockHeight
       << ", \"across\": " << layout.blocksAcross << ", \"down\": " << layout.blocksDown

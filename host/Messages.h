@@ -82,6 +82,7 @@ enum class Text {
   kNoDisplayVariables,
   kInfoTiles,
   kInfoPlanes,
+  kInfoBigTIFF,
   kCount,  // not a text: how many there are
 };
 

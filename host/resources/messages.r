@@ -111,6 +111,7 @@ resource 'STR#' 17000 "Host messages" purgeable {
   69: "DISPLAY and WAYLAND_DISPLAY are both unset"
   70: "tiles       ^0, each ^1 x ^2 pixels"
   71: "planes      ^0, each stored in blocks of its own"
+  72: "offsets     8 bytes (BigTIFF)"
 }
 
 # tessel --help. \r ends a line.
