@@ -92,6 +92,14 @@ static bool isEightByteInteger(UInt16 type) {
   return type == kLong8Type || type == kSLong8Type || type == kIFD8Type;
 }
 
+// The size of a value of the entry's type in this kind of file: a classic
+// TIFF has no 8-byte integer types, so there they are unknown types of a
+// byte each, as they always were.
+static UInt64 valueSize(const TIFFWalk* walk) {
+  if (walk->state->bigTIFF == 0 && isEightByteInteger(walk->type)) return 1;
+  return TagTypeSize(walk->type);
+}
+
 // One value of the current entry, widened to 64 bits with or without sign as
 // its type says. Types that are not integers, and the 8-byte types outside a
 // BigTIFF, are refused before reading; so is an unsigned 8-byte value past
@@ -302,7 +310,7 @@ static OSErr checkArrayFits(TIFFWalk* walk) {
   if (walk->count > UInt64(INT32_MAX / 8)) return kTIFFNotHandled;
   SInt64 here = 0;
   if (OSErr err = GetPosition(walk->state->refNum, &here); err != noErr) return err;
-  UInt64 end = UInt64(here) + UInt64(TagTypeSize(walk->type)) * walk->count;
+  UInt64 end = UInt64(here) + valueSize(walk) * walk->count;
   if (OSErr err = SeekToOffset(walk->state->refNum, end); err != noErr) return err;
   return SeekTo(walk->state->refNum, here);
 }
@@ -347,7 +355,7 @@ static OSErr readColorMapPass(TIFFWalk* walk, SInt64 start, SInt32 maximum, bool
   UInt64 perChannel = walk->count / 3;
   UInt32 used = perChannel < 256 ? UInt32(perChannel) : 256;
   int shift = maximum > 255 ? 8 : 0;
-  UInt64 channelBytes = UInt64(perChannel) * TagTypeSize(walk->type);
+  UInt64 channelBytes = perChannel * valueSize(walk);
   for (UInt32 channel = 0; channel < 3; ++channel) {
     if (OSErr err = SeekToOffset(walk->state->refNum, UInt64(start) + channel * channelBytes);
         err != noErr) {
@@ -451,7 +459,7 @@ static TagParser parserFor(UInt16 tag) {
 static bool valueBytesFit(const TIFFWalk* walk) {
   if (walk->tag == kImageResourcesTag) return true;
   if (walk->count > UINT32_MAX) return false;
-  const UInt64 bytes = UInt64(TagTypeSize(walk->type)) * walk->count;
+  const UInt64 bytes = valueSize(walk) * walk->count;
   return walk->state->bigTIFF != 0 || bytes <= UINT32_MAX;
 }
 
@@ -476,8 +484,8 @@ static OSErr readOffset(const TIFFState* state, UInt64* offset) {
 // Whether the values sit in the entry itself (TIFF 6.0, section 2; a BigTIFF
 // entry holds up to 8 bytes).
 static bool valuesInline(const TIFFWalk* walk) {
-  if (walk->state->bigTIFF == 0) return UInt32(TagTypeSize(walk->type) * walk->count) <= 4;
-  return walk->count <= 8 && TagTypeSize(walk->type) * walk->count <= 8;
+  if (walk->state->bigTIFF == 0) return UInt32(valueSize(walk) * walk->count) <= 4;
+  return walk->count <= 8 && valueSize(walk) * walk->count <= 8;
 }
 
 OSErr ParseIFDEntry(TIFFWalk* walk) {

@@ -10,6 +10,7 @@
 
 #include "FormatTestSupport.h"
 #include "MacErrors.h"
+#include "TIFFBuilder.h"
 #include "TempFolder.h"
 #include "formats/FormatCodes.h"
 #include "formats/TIFFFormat.h"
@@ -153,4 +154,19 @@ TEST_F(BigTIFF, DamagedHeadersAndDirectoriesAreRefused) {
   const OSErr classicRefusal = open_bytes(classic);
   EXPECT_NE(classicRefusal, noErr);
   EXPECT_EQ(open_bytes(absurd), classicRefusal);
+}
+
+// A classic file has no 8-byte types: an unknown tag of one opens as it
+// always did, and offsets given as one are refused.
+TEST_F(BigTIFF, EightByteTypesAreForeignToAClassicFile) {
+  auto classic = [](UInt16 tag, UInt32 raw) {
+    TIFFBuilder b(false);
+    const UInt32 pixels = b.append(std::vector<UInt8>(4, 9));
+    b.add(256, kTIFFShort, {2}).add(257, kTIFFShort, {2}).add(258, kTIFFShort, {8});
+    if (tag != 273) b.add(273, kTIFFLong, {pixels});
+    b.add_raw(tag, 16, 1, raw == 0 ? pixels : raw);
+    return b.bytes();
+  };
+  EXPECT_EQ(open_bytes(classic(50000, 0xFFFFFFF0)), noErr);
+  EXPECT_EQ(open_bytes(classic(273, 0)), kTIFFNotHandled);
 }
