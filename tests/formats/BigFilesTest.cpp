@@ -139,6 +139,8 @@ std::vector<BigCase> bigCases() {
   samples::TiffOptions planar = rgb(100000, 100000, true, false);
   planar.tiles = samples::TiffTiles{512, 512};
   planar.planarConfiguration = 2;
+  samples::TiffOptions terabyte = rgb(600000, 600000, true, true);  // 2^40 bytes
+  terabyte.tiles = samples::TiffTiles{2048, 2048};
   samples::TiffOptions classic = rgb(40000, 25000, false, true);  // 3 GB
   classic.rowsPerStrip = 8;
   const UInt64 scitexLine = 3 * 32000;
@@ -147,6 +149,7 @@ std::vector<BigCase> bigCases() {
       tiffCase("BigTIFF striped MM", striped),
       tiffCase("BigTIFF tiled II", tiled),
       tiffCase("BigTIFF tiled planar MM", planar),
+      tiffCase("BigTIFF of a terabyte II", terabyte),
       tiffCase("classic TIFF of 3 GB II", classic),
       {"Scitex CT of 2.4 GB", "big.sct", 32000, 25000, 3, 0,
        [](const std::filesystem::path& file, const samples::SampleBox& box) {
