@@ -6,8 +6,8 @@
 // near kWriteBufferBytes however large the image. Given a sparse box, they
 // write only the blocks that meet it (TIFF strips or tiles, Scitex lines,
 // native rows) and leave the rest of the pixel data a hole, so a file of
-// hundreds of gigabytes takes a few megabytes of disk. They return noErr, paramErr for options they
-// cannot lay out, or the file system's error. Every option has a default, so
+// hundreds of gigabytes takes a few megabytes of disk. They return noErr,
+// paramErr for options they cannot lay out, or the file system's error. Every option has a default, so
 // designated initializers name only what a sample changes.
 #pragma once
 
