@@ -30,7 +30,7 @@ struct BlockGeometry {
   SInt32 rowBytes;     // a sample's place inside a block, as in a Tile
   SInt32 colBytes;
   SInt32 planeBytes;
-  const UInt32* offsets;  // per block, group after group, row after row; null: below
+  const UInt64* offsets;  // per block, group after group, row after row; null: below
   UInt64 base;            // without offsets, block i starts at base + i * blockStride
   UInt64 blockStride;
   SampleConversion conversion;

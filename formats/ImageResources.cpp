@@ -29,10 +29,10 @@ static OSErr readEntryHeader(SInt16 file, SInt32* remaining, ResType* type, SInt
   return noErr;
 }
 
-static UInt32 bytesLeftInFile(SInt16 file) {
-  SInt32 position = 0, end = 0;
-  if (GetFPos(file, &position) != noErr || GetEOF(file, &end) != noErr) return 0;
-  return end > position ? UInt32(end - position) : 0;
+static UInt64 bytesLeftInFile(SInt16 file) {
+  SInt64 position = 0, end = 0;
+  if (GetPosition(file, &position) != noErr || GetFileLength(file, &end) != noErr) return 0;
+  return end > position ? UInt64(end - position) : 0;
 }
 
 // An entry's data block, with the pad byte after odd sizes.

@@ -1,7 +1,5 @@
 #include "formats/Lumen2Format.h"
 
-#include <climits>
-
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "formats/FormatCodes.h"
@@ -27,8 +25,8 @@ static const UInt8* resourceBytes(Handle resource, SInt32 minimum) {
   return reinterpret_cast<const UInt8*>(*resource);
 }
 
-// Channels, rows and columns must describe planes whose every byte lies
-// within the 32-bit positions of the file calls.
+// Rows and columns are 16-bit in this format, so with 64-bit file positions
+// every plane of every channel count can be reached.
 static OSErr readDescription(NativeV2State* state) {
   const UInt8* bytes = resourceBytes(GetImageResource(state->imageResources, kImageDescriptionID),
                                      kDescriptionBytes);
@@ -38,7 +36,6 @@ static OSErr readDescription(NativeV2State* state) {
   state->columns = SInt16(bigEndian16(bytes + 4));
   state->mode = SInt16(bigEndian16(bytes + 8));
   if (state->channels == 0 || state->rows <= 0 || state->columns <= 0) return kFormatFailure;
-  if (SInt64(state->channels) * state->rows * state->columns > INT32_MAX) return kFormatFailure;
   return noErr;
 }
 

@@ -122,9 +122,9 @@ OSErr RasterFormatDataExtent(const FormatHandle* handle, UInt64* dataEnd, UInt64
   const FormatOps* ops = openOps(handle);
   UInt64 end = ops != nullptr ? ops->dataEnd(handle->state) : 0;
   SInt16 refNum = ops != nullptr ? ops->refNum(handle->state) : SInt16(0);
-  SInt32 length = 0;
+  SInt64 length = 0;
   if (refNum != 0) {
-    if (OSErr err = GetEOF(refNum, &length); err != noErr) return err;
+    if (OSErr err = GetFileLength(refNum, &length); err != noErr) return err;
   }
   *dataEnd = end;
   *fileLength = UInt64(length);

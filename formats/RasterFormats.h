@@ -55,6 +55,7 @@ struct FormatLayout {
   UInt16 predictor;
   UInt16 fillOrder;
   UInt8 tiled;        // blocks are tiles rather than strips or whole planes
+  UInt8 bigTIFF;      // a TIFF with 8-byte offsets
   SInt32 blockWidth;  // 0 when the layout cannot be moved
   SInt32 blockHeight;
   SInt32 blocksAcross;

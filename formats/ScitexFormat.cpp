@@ -64,16 +64,18 @@ OSErr ParseReal(SInt16 file, float* value) {
   return noErr;
 }
 
-// Lines and pixels per line must be positive and small enough that every
-// sample's file offset fits the 32-bit positions of the file calls.
+// Lines and pixels per line must be positive, a line's bytes must be a
+// 32-bit count (the band mover moves whole lines), and every sample's file
+// offset must be a 64-bit position.
 static OSErr parseCounts(ScitexState* state) {
   SInt64 lines = 0, pixels = 0;
   if (OSErr err = parseField(state->refNum, kCountDigits, 0, &lines); err != noErr) return err;
   if (OSErr err = parseField(state->refNum, kCountDigits, 0, &pixels); err != noErr) return err;
   if (lines <= 0 || pixels <= 0 || lines > INT32_MAX || pixels > INT32_MAX) return kFormatFailure;
-  // Eleven digits each: the product is tested by division, never formed.
   const SInt64 lineBytes = SInt64(state->channels) * (pixels + (pixels & 1));
-  if (lines > (INT32_MAX - kPixelStart) / lineBytes) return kFormatFailure;
+  if (lineBytes > INT32_MAX) return kFormatFailure;
+  // The product is tested by division, never formed.
+  if (lines > (INT64_MAX - kPixelStart) / lineBytes) return kFormatFailure;
   state->lines = SInt32(lines);
   state->pixelsPerLine = SInt32(pixels);
   return noErr;

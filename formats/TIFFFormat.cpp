@@ -24,6 +24,9 @@ enum : UInt16 {
   kSRationalType = 10,
   kFloatType = 11,
   kDoubleType = 12,
+  kLong8Type = 16,  // BigTIFF only, as SLONG8 and IFD8
+  kSLong8Type = 17,
+  kIFD8Type = 18,
 };
 
 enum : UInt16 {
@@ -59,16 +62,14 @@ enum : UInt16 {
   kCIELab = 8,
 };
 
-constexpr SInt32 kMaxDimension = 30000;
 constexpr UInt32 kHeaderBigEndian = 0x4D4D;
 constexpr UInt32 kHeaderLittleEndian = 0x4949;
 constexpr UInt16 kTIFFVersion = 42;
-constexpr UInt32 kEntryBytes = 12;
+constexpr UInt16 kBigTIFFVersion = 43;
+constexpr UInt16 kBigTIFFOffsetBytes = 8;
 constexpr SInt32 kColorMapBytes = 768;
 
 }  // namespace
-
-SInt32 Min32(SInt32 a, SInt32 b) { return a < b ? a : b; }
 
 UInt16 TagTypeSize(UInt16 type) {
   switch (type) {
@@ -79,16 +80,41 @@ UInt16 TagTypeSize(UInt16 type) {
     case kFloatType: return 4;
     case kRationalType:
     case kSRationalType:
-    case kDoubleType: return 8;
+    case kDoubleType:
+    case kLong8Type:
+    case kSLong8Type:
+    case kIFD8Type: return 8;
     default: return 1;
   }
 }
 
-// One value of the current entry, widened to 32 bits with or without sign as
-// its type says. Types that are not integers are refused before reading.
-static OSErr readInteger(TIFFWalk* walk, SInt32* value) {
-  SInt16 file = walk->state->refNum;
-  SInt16 order = walk->state->littleEndian;
+static bool isEightByteInteger(UInt16 type) {
+  return type == kLong8Type || type == kSLong8Type || type == kIFD8Type;
+}
+
+// The size of a value of the entry's type in this kind of file: a classic
+// TIFF has no 8-byte integer types, so there they are unknown types of a
+// byte each, as they always were.
+static UInt64 valueSize(const TIFFWalk* walk) {
+  if (walk->state->bigTIFF == 0 && isEightByteInteger(walk->type)) return 1;
+  return TagTypeSize(walk->type);
+}
+
+// One value of the current entry, widened to 64 bits with or without sign as
+// its type says. Types that are not integers, and the 8-byte types outside a
+// BigTIFF, are refused before reading; so is an unsigned 8-byte value past
+// the signed 64-bit range, which no file position or count reaches.
+static OSErr readInteger(TIFFWalk* walk, SInt64* value) {
+  const SInt16 file = walk->state->refNum;
+  const SInt16 order = walk->state->littleEndian;
+  if (isEightByteInteger(walk->type)) {
+    UInt64 octet = 0;
+    if (walk->state->bigTIFF == 0) return kTIFFNotHandled;
+    if (OSErr err = ReadLong64(file, order, &octet); err != noErr) return err;
+    if (walk->type != kSLong8Type && octet > UInt64(INT64_MAX)) return kTIFFNotHandled;
+    *value = SInt64(octet);
+    return noErr;
+  }
   UInt8 byte = 0;
   UInt16 word = 0;
   UInt32 quad = 0;
@@ -108,20 +134,25 @@ static OSErr readInteger(TIFFWalk* walk, SInt32* value) {
     case kSByteType: *value = SInt8(byte); break;
     case kShortType: *value = word; break;
     case kSShortType: *value = SInt16(word); break;
-    default: *value = SInt32(quad); break;  // a LONG of 2^31 or more counts as negative
+    case kSLongType: *value = SInt32(quad); break;
+    default: *value = quad; break;
   }
   return noErr;
 }
 
-SInt32 ParseLong(TIFFWalk* walk, SInt32 minimum, SInt32 maximum) {
-  SInt32 value = 0;
+SInt64 ParseLong64(TIFFWalk* walk, SInt64 minimum, SInt64 maximum) {
+  SInt64 value = 0;
   OSErr err = readInteger(walk, &value);
   if (err == noErr && (value < minimum || value > maximum)) {
     err = kTIFFNotHandled;
-    walk->state->refusedValue = value;
+    walk->state->refusedValue = SInt32(std::clamp<SInt64>(value, INT32_MIN, INT32_MAX));
   }
   walk->error = err;
   return err == noErr ? value : 0;
+}
+
+SInt32 ParseLong(TIFFWalk* walk, SInt32 minimum, SInt32 maximum) {
+  return SInt32(ParseLong64(walk, minimum, maximum));
 }
 
 SInt16 ParseWord(TIFFWalk* walk, SInt32 minimum, SInt32 maximum) {
@@ -176,13 +207,13 @@ static OSErr parseLongInto(TIFFWalk* walk, SInt32 minimum, SInt32 maximum, Field
 }
 
 static OSErr parseImageWidth(TIFFWalk* walk) {
-  return parseWordInto(walk, 1, kMaxDimension, &walk->state->imageWidth);
+  return parseLongInto(walk, 1, INT32_MAX, &walk->state->imageWidth);
 }
 
 // Until RowsPerStrip says otherwise the image is one strip (the
 // RowsPerStrip default of TIFF 6.0, section 8).
 static OSErr parseImageLength(TIFFWalk* walk) {
-  OSErr err = parseWordInto(walk, 1, kMaxDimension, &walk->state->imageLength);
+  OSErr err = parseLongInto(walk, 1, INT32_MAX, &walk->state->imageLength);
   if (err == noErr) walk->state->rowsPerStrip = walk->state->imageLength;
   return err;
 }
@@ -190,7 +221,7 @@ static OSErr parseImageLength(TIFFWalk* walk) {
 static OSErr parseBitsPerSample(TIFFWalk* walk) {
   SInt16 first = ParseWord(walk, 1, 32);
   if (walk->error != noErr) return walk->error;
-  for (UInt32 i = 1; i < walk->count; ++i) {
+  for (UInt64 i = 1; i < walk->count; ++i) {
     SInt16 next = ParseWord(walk, 1, 32);
     if (walk->error != noErr) return walk->error;
     if (next != first) return kTIFFNotHandled;
@@ -218,11 +249,14 @@ static OSErr parseSamplesPerPixel(TIFFWalk* walk) {
   return parseWordInto(walk, 1, 16, &walk->state->samplesPerPixel);
 }
 
+// Any count of rows at or past the image's, 2^32 - 1 among them, makes the
+// image one strip.
 static OSErr parseRowsPerStrip(TIFFWalk* walk) {
-  SInt32 rows = ParseLong(walk, 0, INT32_MAX);
+  SInt64 rows = ParseLong64(walk, 0, UINT32_MAX);
   if (walk->error != noErr) return walk->error;
   walk->state->rowsPerStrip =
-      rows == 0 ? walk->state->imageLength : Min32(rows, walk->state->imageLength);
+      rows == 0 ? walk->state->imageLength
+                : SInt32(std::min<SInt64>(rows, std::max<SInt32>(walk->state->imageLength, 0)));
   return noErr;
 }
 
@@ -268,26 +302,26 @@ static OSErr parseTileLength(TIFFWalk* walk) {
   return err;
 }
 
-// The arrays hold one 32-bit value per strip, so their size must be a
+// The arrays hold one 64-bit value per strip, so their size must be a
 // positive 32-bit allocation, and their values must lie inside the file: a
 // directory that claims millions of strips in a small file fails as reading
 // them would (at the end of the file) before any memory is taken for them.
 static OSErr checkArrayFits(TIFFWalk* walk) {
-  if (walk->count > UInt32(INT32_MAX / 4)) return kTIFFNotHandled;
-  SInt32 here = 0;
+  if (walk->count > UInt64(INT32_MAX / 8)) return kTIFFNotHandled;
+  SInt64 here = 0;
   if (OSErr err = GetPosition(walk->state->refNum, &here); err != noErr) return err;
-  UInt64 end = UInt64(here) + UInt64(TagTypeSize(walk->type)) * walk->count;
+  UInt64 end = UInt64(here) + valueSize(walk) * walk->count;
   if (OSErr err = SeekToOffset(walk->state->refNum, end); err != noErr) return err;
   return SeekTo(walk->state->refNum, here);
 }
 
 // Allocates the array into *array (the state owns it from then on, also when
 // a value fails) and reads the entry's values into it.
-static OSErr readStripArray(TIFFWalk* walk, UInt32** array) {
+static OSErr readStripArray(TIFFWalk* walk, UInt64** array) {
   if (OSErr err = checkArrayFits(walk); err != noErr) return err;
-  if (OSErr err = AllocateMemory(SInt32(walk->count * 4), array); err != noErr) return err;
-  for (UInt32 i = 0; i < walk->count; ++i) {
-    (*array)[i] = UInt32(ParseLong(walk, 0, INT32_MAX));
+  if (OSErr err = AllocateMemory(SInt32(walk->count * 8), array); err != noErr) return err;
+  for (UInt64 i = 0; i < walk->count; ++i) {
+    (*array)[i] = UInt64(ParseLong64(walk, 0, INT64_MAX));
     if (walk->error != noErr) return walk->error;
   }
   return noErr;
@@ -303,7 +337,7 @@ static OSErr parseOffsets(TIFFWalk* walk, UInt8 tileTags) {
 
 // Byte counts pair with offsets of their own kind, whatever the tile sizes say.
 static OSErr parseByteCounts(TIFFWalk* walk, UInt8 tileTags) {
-  if (walk->state->tileOffsets != tileTags || walk->count != UInt32(walk->state->stripCount) ||
+  if (walk->state->tileOffsets != tileTags || walk->count != UInt64(walk->state->stripCount) ||
       walk->state->stripByteCounts != nullptr) {
     return kTIFFNotHandled;
   }
@@ -317,11 +351,11 @@ static OSErr parseTileByteCounts(TIFFWalk* walk) { return parseByteCounts(walk, 
 
 // One pass over the first 256 values of each channel. TIFF 6.0, section 5
 // lays out all red values, then all green, then all blue.
-static OSErr readColorMapPass(TIFFWalk* walk, SInt32 start, SInt32 maximum, bool* all8Bit) {
-  UInt32 perChannel = walk->count / 3;
-  UInt32 used = perChannel < 256 ? perChannel : 256;
+static OSErr readColorMapPass(TIFFWalk* walk, SInt64 start, SInt32 maximum, bool* all8Bit) {
+  UInt64 perChannel = walk->count / 3;
+  UInt32 used = perChannel < 256 ? UInt32(perChannel) : 256;
   int shift = maximum > 255 ? 8 : 0;
-  UInt64 channelBytes = UInt64(perChannel) * TagTypeSize(walk->type);
+  UInt64 channelBytes = perChannel * valueSize(walk);
   for (UInt32 channel = 0; channel < 3; ++channel) {
     if (OSErr err = SeekToOffset(walk->state->refNum, UInt64(start) + channel * channelBytes);
         err != noErr) {
@@ -345,7 +379,7 @@ static OSErr parseColorMap(TIFFWalk* walk) {
       return err;
   }
   SetMemory(walk->state->colorMap, kColorMapBytes, 0);
-  SInt32 start = 0;
+  SInt64 start = 0;
   if (OSErr err = GetPosition(walk->state->refNum, &start); err != noErr) return err;
   bool all8Bit = true;
   if (OSErr err = readColorMapPass(walk, start, 65535, &all8Bit); err != noErr) return err;
@@ -368,7 +402,8 @@ static OSErr parseDotRange(TIFFWalk* walk) {
 static OSErr parseImageResourceBlock(TIFFWalk* walk) {
   // The reader empties the list without freeing it; a second block replaces the first.
   DisposeImageResources(&walk->state->imageResources);
-  ParseImageResources(walk->state->refNum, SInt32(walk->count), &walk->state->imageResources);
+  const SInt32 length = walk->count > UInt64(INT32_MAX) ? -1 : SInt32(walk->count);
+  ParseImageResources(walk->state->refNum, length, &walk->state->imageResources);
   return noErr;
 }
 
@@ -376,7 +411,7 @@ static OSErr parseImageResourceBlock(TIFFWalk* walk) {
 // signed or floating-point samples would arrive as other numbers, so they
 // are refused whatever their depth.
 static OSErr parseSampleFormat(TIFFWalk* walk) {
-  for (UInt32 i = 0; i < walk->count; ++i) {
+  for (UInt64 i = 0; i < walk->count; ++i) {
     ParseLong(walk, 1, 1);
     if (walk->error != noErr) return walk->error;
   }
@@ -415,14 +450,17 @@ static TagParser parserFor(UInt16 tag) {
   }
 }
 
-// ParseIFDEntry decides between inline values and an offset with a 32-bit
-// product, as TIFF readers always have. For a tag whose values we read, a
-// product that wrapped would point us at the wrong bytes, so such a count is
+// ParseIFDEntry decides between inline values and an offset with a product
+// as wide as the file's offsets: 32 bits in a classic TIFF, as its readers
+// always have, 64 in a BigTIFF. For a tag whose values we read, a product
+// that wrapped would point us at the wrong bytes, so such a count is
 // refused. The image-resource block is exempt: its count is a byte length
 // handed on whole, and whatever goes wrong there must not fail the open.
 static bool valueBytesFit(const TIFFWalk* walk) {
-  UInt64 bytes = UInt64(TagTypeSize(walk->type)) * walk->count;
-  return bytes <= UINT32_MAX || walk->tag == kImageResourcesTag;
+  if (walk->tag == kImageResourcesTag) return true;
+  if (walk->count > UINT32_MAX) return false;
+  const UInt64 bytes = valueSize(walk) * walk->count;
+  return walk->state->bigTIFF != 0 || bytes <= UINT32_MAX;
 }
 
 OSErr ParseTag(TIFFWalk* walk) {
@@ -434,19 +472,31 @@ OSErr ParseTag(TIFFWalk* walk) {
   return walk->error;
 }
 
+// An offset of the file's width: 4 bytes in a classic TIFF, 8 in a BigTIFF.
+static OSErr readOffset(const TIFFState* state, UInt64* offset) {
+  if (state->bigTIFF != 0) return ReadLong64(state->refNum, state->littleEndian, offset);
+  UInt32 quad = 0;
+  if (OSErr err = ReadLong(state->refNum, state->littleEndian, &quad); err != noErr) return err;
+  *offset = quad;
+  return noErr;
+}
+
+// Whether the values sit in the entry itself (TIFF 6.0, section 2; a BigTIFF
+// entry holds up to 8 bytes).
+static bool valuesInline(const TIFFWalk* walk) {
+  if (walk->state->bigTIFF == 0) return UInt32(valueSize(walk) * walk->count) <= 4;
+  return walk->count <= 8 && valueSize(walk) * walk->count <= 8;
+}
+
 OSErr ParseIFDEntry(TIFFWalk* walk) {
-  SInt16 file = walk->state->refNum;
-  if (OSErr err = ReadWord(file, walk->state->littleEndian, &walk->tag); err != noErr) return err;
-  if (OSErr err = ReadWord(file, walk->state->littleEndian, &walk->type); err != noErr) {
-    return err;
-  }
-  if (OSErr err = ReadLong(file, walk->state->littleEndian, &walk->count); err != noErr) {
-    return err;
-  }
-  if (UInt32(TagTypeSize(walk->type) * walk->count) > 4) {
-    UInt32 valueOffset = 0;
-    if (OSErr err = ReadLong(file, walk->state->littleEndian, &valueOffset); err != noErr)
-      return err;
+  const TIFFState* state = walk->state;
+  SInt16 file = state->refNum;
+  if (OSErr err = ReadWord(file, state->littleEndian, &walk->tag); err != noErr) return err;
+  if (OSErr err = ReadWord(file, state->littleEndian, &walk->type); err != noErr) return err;
+  if (OSErr err = readOffset(state, &walk->count); err != noErr) return err;
+  if (!valuesInline(walk)) {
+    UInt64 valueOffset = 0;
+    if (OSErr err = readOffset(state, &valueOffset); err != noErr) return err;
     if (OSErr err = SeekToOffset(file, valueOffset); err != noErr) return err;
   }
   return ParseTag(walk);
@@ -454,14 +504,19 @@ OSErr ParseIFDEntry(TIFFWalk* walk) {
 
 // ---- Directory
 
-static UInt64 entryPosition(UInt32 directory, SInt32 index) {
-  return UInt64(directory) + 2 + kEntryBytes * UInt64(index);
+// A classic directory: a 2-byte count, 12-byte entries, a 4-byte next
+// offset; a BigTIFF one: an 8-byte count, 20-byte entries, an 8-byte next.
+static UInt64 entryPosition(const TIFFState* state, UInt64 directory, SInt32 index) {
+  const UInt64 countBytes = state->bigTIFF != 0 ? 8 : 2;
+  const UInt64 entryBytes = state->bigTIFF != 0 ? 20 : 12;
+  return directory + countBytes + entryBytes * UInt64(index);
 }
 
-static OSErr sortEntriesByTag(TIFFWalk* walk, UInt32 directory, SInt16 count, SortedList* list) {
+static OSErr sortEntriesByTag(TIFFWalk* walk, UInt64 directory, SInt16 count, SortedList* list) {
   for (SInt32 i = 0; i < count; ++i) {
     UInt16 tag = 0;
-    if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(directory, i)); err != noErr) {
+    if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(walk->state, directory, i));
+        err != noErr) {
       return err;
     }
     if (OSErr err = ReadWord(walk->state->refNum, walk->state->littleEndian, &tag); err != noErr)
@@ -474,11 +529,11 @@ static OSErr sortEntriesByTag(TIFFWalk* walk, UInt32 directory, SInt16 count, So
 // Tags are acted on in ascending order whatever their order in the file:
 // RowsPerStrip needs ImageLength, the byte counts check against the offsets,
 // and TileLength overrides what ImageLength set.
-static OSErr parseEntriesInTagOrder(TIFFWalk* walk, UInt32 directory, SInt16 count,
+static OSErr parseEntriesInTagOrder(TIFFWalk* walk, UInt64 directory, SInt16 count,
                                     const SortedList* list) {
   for (SInt32 rank = 0; rank < count; ++rank) {
     SInt32 index = GetSortedListValueByIndex(list, rank);
-    if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(directory, index));
+    if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(walk->state, directory, index));
         err != noErr) {
       return err;
     }
@@ -487,46 +542,71 @@ static OSErr parseEntriesInTagOrder(TIFFWalk* walk, UInt32 directory, SInt16 cou
   return noErr;
 }
 
-static OSErr readNextOffset(TIFFWalk* walk, UInt32 directory, SInt16 count, UInt32* next) {
-  if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(directory, count));
+static OSErr readNextOffset(TIFFWalk* walk, UInt64 directory, SInt16 count, UInt64* next) {
+  if (OSErr err = SeekToOffset(walk->state->refNum, entryPosition(walk->state, directory, count));
       err != noErr) {
     return err;
   }
-  return ReadLong(walk->state->refNum, walk->state->littleEndian, next);
+  return readOffset(walk->state, next);
 }
 
-OSErr ParseIFD(TIFFWalk* walk, UInt32 offset, UInt32* nextOffset) {
-  UInt16 rawCount = 0;
-  if (OSErr err = SeekToOffset(walk->state->refNum, offset); err != noErr) return err;
-  if (OSErr err = ReadWord(walk->state->refNum, walk->state->littleEndian, &rawCount);
-      err != noErr) {
-    return err;
+// The directory's entry count. A count past 32767 cannot be a directory of
+// ours in either kind of file; it comes back negative, which the entry list
+// refuses, as a classic count of 32768 or more always has been.
+static OSErr readEntryCount(const TIFFState* state, SInt16* count) {
+  if (state->bigTIFF != 0) {
+    UInt64 wide = 0;
+    if (OSErr err = ReadLong64(state->refNum, state->littleEndian, &wide); err != noErr) return err;
+    *count = wide > UInt64(INT16_MAX) ? SInt16(-1) : SInt16(wide);
+    return noErr;
   }
-  SInt16 count = SInt16(rawCount);
+  UInt16 raw = 0;
+  if (OSErr err = ReadWord(state->refNum, state->littleEndian, &raw); err != noErr) return err;
+  *count = SInt16(raw);
+  return noErr;
+}
+
+OSErr ParseIFD(TIFFWalk* walk, UInt64 offset, UInt64* nextOffset) {
+  SInt16 count = 0;
+  if (OSErr err = SeekToOffset(walk->state->refNum, offset); err != noErr) return err;
+  if (OSErr err = readEntryCount(walk->state, &count); err != noErr) return err;
   SortedList* list = nullptr;
   if (OSErr err = AllocateSortedList(count, &list); err != noErr) return err;
   OSErr err = sortEntriesByTag(walk, offset, count, list);
   if (err == noErr) err = parseEntriesInTagOrder(walk, offset, count, list);
-  UInt32 next = 0;
+  UInt64 next = 0;
   if (err == noErr && nextOffset != nullptr) err = readNextOffset(walk, offset, count, &next);
   if (err == noErr && nextOffset != nullptr) *nextOffset = next;
   DisposeSortedList(list);
   return err;
 }
 
-// TIFF 6.0, section 2: byte order, 42, offset of the first directory.
+// A BigTIFF header goes on with the offsets' size, 8, and a 0 before the
+// 8-byte offset of the first directory.
+static OSErr readBigTIFFHeader(TIFFState* state) {
+  UInt16 offsetBytes = 0;
+  UInt16 reserved = 0;
+  if (OSErr err = ReadWord(state->refNum, state->littleEndian, &offsetBytes); err != noErr)
+    return err;
+  if (OSErr err = ReadWord(state->refNum, state->littleEndian, &reserved); err != noErr) return err;
+  if (offsetBytes != kBigTIFFOffsetBytes || reserved != 0) return kTIFFNotHandled;
+  state->bigTIFF = 1;
+  return readOffset(state, &state->firstIFDOffset);
+}
+
+// TIFF 6.0, section 2: byte order, 42, offset of the first directory; or
+// byte order, 43 and the rest of a BigTIFF header.
 static OSErr readHeader(TIFFWalk* walk) {
+  TIFFState* state = walk->state;
   UInt16 order = 0;
   UInt16 version = 0;
-  if (OSErr err = ReadWord(walk->state->refNum, kBigEndian, &order); err != noErr) return err;
+  if (OSErr err = ReadWord(state->refNum, kBigEndian, &order); err != noErr) return err;
   if (order != kHeaderBigEndian && order != kHeaderLittleEndian) return kTIFFNotHandled;
-  walk->state->littleEndian = order == kHeaderLittleEndian ? 1 : 0;
-  if (OSErr err = ReadWord(walk->state->refNum, walk->state->littleEndian, &version);
-      err != noErr) {
-    return err;
-  }
+  state->littleEndian = order == kHeaderLittleEndian ? 1 : 0;
+  if (OSErr err = ReadWord(state->refNum, state->littleEndian, &version); err != noErr) return err;
+  if (version == kBigTIFFVersion) return readBigTIFFHeader(state);
   if (version != kTIFFVersion) return kTIFFNotHandled;
-  return ReadLong(walk->state->refNum, walk->state->littleEndian, &walk->state->firstIFDOffset);
+  return readOffset(state, &state->firstIFDOffset);
 }
 
 // Defaults of TIFF 6.0, section 8, except PhotometricInterpretation, whose
@@ -548,7 +628,7 @@ static void setDefaults(TIFFWalk* walk) {
 static OSErr readDirectory(TIFFWalk* walk) {
   if (OSErr err = readHeader(walk); err != noErr) return err;
   setDefaults(walk);
-  UInt32 next = 0;
+  UInt64 next = 0;
   if (OSErr err = ParseIFD(walk, walk->state->firstIFDOffset, &next); err != noErr) return err;
   walk->state->nextIFDOffset = next;
   if (walk->state->imageWidth == -1 || walk->state->imageLength == -1 ||
@@ -679,6 +759,18 @@ static UInt64 stripRowBytes(const TIFFState* state) {
   return (UInt64(state->imageWidth) * samples * state->bitsPerSample + 7) / 8;
 }
 
+// offset + rows * rowBytes, or the largest position when that passes it:
+// a directory may claim a strip no file could hold.
+static UInt64 blockEnd(UInt64 offset, UInt64 rows, UInt64 rowBytes) {
+  UInt64 bytes = 0;
+  UInt64 end = 0;
+  if (__builtin_mul_overflow(rows, rowBytes, &bytes) ||
+      __builtin_add_overflow(offset, bytes, &end)) {
+    return UINT64_MAX;
+  }
+  return end;
+}
+
 // Uncompressed strips hold exactly their rows, whatever their byte counts
 // claim; the planes of a planar image follow one another in the offsets.
 static UInt64 geometricDataEnd(const TIFFState* state) {
@@ -691,7 +783,7 @@ static UInt64 geometricDataEnd(const TIFFState* state) {
   UInt64 end = 0;
   for (SInt64 strip = 0; strip < strips; ++strip) {
     const SInt64 held = std::min<SInt64>(rows, state->imageLength - (strip % perPlane) * rows);
-    end = std::max(end, UInt64(state->stripOffsets[strip]) + UInt64(held) * rowBytes);
+    end = std::max(end, blockEnd(state->stripOffsets[strip], UInt64(held), rowBytes));
   }
   return end;
 }
@@ -700,7 +792,7 @@ static UInt64 countedDataEnd(const TIFFState* state) {
   if (state->stripByteCounts == nullptr) return 0;
   UInt64 end = 0;
   for (SInt32 i = 0; i < state->stripCount; ++i) {
-    end = std::max(end, UInt64(state->stripOffsets[i]) + state->stripByteCounts[i]);
+    end = std::max(end, blockEnd(state->stripOffsets[i], 1, state->stripByteCounts[i]));
   }
   return end;
 }
@@ -751,6 +843,7 @@ static void tiffLayout(const void* raw, FormatLayout* layout) {
   layout->predictor = state->predictor;
   layout->fillOrder = state->fillOrder;
   layout->tiled = state->tiled;
+  layout->bigTIFF = state->bigTIFF;
   layout->refusedTag = state->refusedTag;
   layout->refusedValue = state->refusedValue;
 }

@@ -1,4 +1,5 @@
-// TIFF files: the header and first directory (TIFF 6.0, sections 2 and 8),
+// TIFF files: the header and first directory (TIFF 6.0, sections 2 and 8;
+// BigTIFF's 8-byte offsets and counts as well),
 // and the geometry of uncompressed 8-bit pixels in strips or tiles, chunky
 // or one plane per block, for the band mover to read and write in place.
 #pragma once
@@ -11,9 +12,10 @@ struct TIFFState {
   FSSpec fileSpec;
   SInt16 refNum;        // 0 when closed
   SInt16 littleEndian;  // 1 for "II", 0 for "MM"; the byte order of every read
+  UInt8 bigTIFF;        // version 43: 8-byte offsets and counts
   ImageResourceList imageResources;
-  UInt32 firstIFDOffset;
-  UInt32 nextIFDOffset;
+  UInt64 firstIFDOffset;
+  UInt64 nextIFDOffset;
   SInt32 imageWidth;   // -1 when absent
   SInt32 imageLength;  // -1 when absent
   UInt16 bitsPerSample;
@@ -27,8 +29,8 @@ struct TIFFState {
   UInt16 predictor;
   UInt8* colorMap;  // 768 bytes, owned; null when absent
   SInt32 rowsPerStrip;
-  UInt32* stripOffsets;     // owned
-  UInt32* stripByteCounts;  // owned
+  UInt64* stripOffsets;     // owned
+  UInt64* stripByteCounts;  // owned
   UInt16 fillOrder;
   UInt8 tiled;       // TileWidth, TileLength or TileOffsets present: the image is in tiles
   SInt32 tileWidth;  // 0 when absent; TileLength is kept in rowsPerStrip

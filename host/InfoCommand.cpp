@@ -171,6 +171,7 @@ void print_text(const SourceImage& image, const Sizes& sizes, const Verdict& ver
                    {std::to_string(layout.compression), std::to_string(layout.planarConfiguration),
                     std::to_string(layout.predictor), std::to_string(layout.fillOrder)})
         << '\n';
+    if (layout.bigTIFF != 0) out << message(Text::kInfoBigTIFF) << '\n';
   }
   print_blocks(layout, out);
   if (verdict.code != noErr) {
@@ -194,7 +195,8 @@ void print_json(const SourceImage& image, const Sizes& sizes, const Verdict& ver
     out << ", \"tiff\": {\"compression\": " << layout.compression
         << ", \"planarConfiguration\": " << layout.planarConfiguration
         << ", \"predictor\": " << layout.predictor << ", \"fillOrder\": " << layout.fillOrder
-        << ", \"tiled\": " << (layout.tiled != 0 ? "true" : "false") << "}";
+        << ", \"tiled\": " << (layout.tiled != 0 ? "true" : "false")
+        << ", \"bigTIFF\": " << (layout.bigTIFF != 0 ? "true" : "false") << "}";
   }
   out << ", \"blocks\": {\"width\": " << layout.blockWidth << ", \"height\": " << layout.blockHeight
       << ", \"across\": " << layout.blocksAcross << ", \"down\": " << layout.blocksDown

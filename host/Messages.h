@@ -84,6 +84,7 @@ enum class Text {
   kInfoPlanes,
   kInfoBytes,
   kByteUnits,
+  kInfoBigTIFF,
   kCount,  // not a text: how many there are
 };
 

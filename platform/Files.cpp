@@ -316,6 +316,99 @@ Expected<SInt64> end_of_file(const OpenFile& file) {
   return SInt64(info.st_size);
 }
 
+// The position a mode and offset name; posErr when it lies before the start
+// or cannot be counted.
+Expected<SInt64> target_of(const OpenFile& file, UInt16 mode, SInt64 offset, SInt64 eof) {
+  SInt64 base = 0;
+  switch (mode) {
+    case fsAtMark: return file.mark;
+    case fsFromStart: base = 0; break;
+    case fsFromLEOF: base = eof; break;
+    case fsFromMark: base = file.mark; break;
+    default: return Expected<SInt64>::failure(paramErr);
+  }
+  SInt64 target = 0;
+  if (__builtin_add_overflow(base, offset, &target) || target < 0) {
+    return Expected<SInt64>::failure(posErr);
+  }
+  return target;
+}
+
+// Moves the mark. A target past the end leaves the mark at the end with
+// eofErr; one past limit, the reach of the calling convention, gives posErr
+// and leaves the mark.
+OSErr place_mark(OpenFile& file, UInt16 mode, SInt64 offset, SInt64 limit) {
+  if (mode == fsAtMark) return noErr;
+  auto eof = end_of_file(file);
+  if (!eof) return eof.error();
+  auto target = target_of(file, mode, offset, *eof);
+  if (!target) return target.error();
+  if (*target > *eof) {
+    file.mark = *eof;
+    return eofErr;
+  }
+  if (*target > limit) return posErr;
+  file.mark = *target;
+  return noErr;
+}
+
+// pread and pwrite take at most this much at a time on some systems.
+constexpr ByteCount kLargestTransfer = ByteCount(1) << 30;
+
+std::size_t next_transfer(ByteCount count, ByteCount done) {
+  return std::size_t(std::min(count - done, kLargestTransfer));
+}
+
+OSErr read_at_mark(OpenFile& file, ByteCount count, void* buffer, ByteCount* actual) {
+  auto* bytes = static_cast<char*>(buffer);
+  ByteCount done = 0;
+  OSErr err = noErr;
+  while (done < count) {
+    ssize_t got = file_system().pread(file.fd, bytes + done, next_transfer(count, done),
+                                      off_t(file.mark + SInt64(done)));
+    if (got < 0) err = last_os_error();
+    if (got <= 0) break;
+    done += ByteCount(got);
+  }
+  if (err == noErr && done < count) err = eofErr;
+  file.mark += SInt64(done);
+  if (actual != nullptr) *actual = done;
+  return err;
+}
+
+OSErr writable(const OpenFile& file) {
+  if (file.writable) return noErr;
+  if (!file.lockedOut) return wrPermErr;
+  note_locked_out(file.path);
+  return opWrErr;
+}
+
+OSErr write_at_mark(OpenFile& file, ByteCount count, const void* buffer, ByteCount* actual) {
+  const auto* bytes = static_cast<const char*>(buffer);
+  ByteCount done = 0;
+  OSErr err = noErr;
+  while (done < count && err == noErr) {
+    ssize_t put = file_system().pwrite(file.fd, bytes + done, next_transfer(count, done),
+                                       off_t(file.mark + SInt64(done)));
+    if (put < 0)
+      err = last_os_error();
+    else if (put == 0)
+      err = dskFulErr;
+    else
+      done += ByteCount(put);
+  }
+  if (done > 0) file.written = true;
+  file.mark += SInt64(done);
+  if (actual != nullptr) *actual = done;
+  return err;
+}
+
+// rfNumErr for an unknown reference number, otherwise err: a bad argument
+// to a known file.
+OSErr known_or(SInt16 refNum, OSErr err) {
+  return find_open_file(refNum) == nullptr ? rfNumErr : err;
+}
+
 }  // namespace
 
 Expected<FSSpec> spec_from_path(const fs::path& path) {
@@ -415,102 +508,110 @@ OSErr FSClose(SInt16 refNum) {
   return err;
 }
 
-OSErr FSRead(SInt16 refNum, SInt32* count, void* buffer) {
-  files::OpenFile* file = files::find_open_file(refNum);
+OSErr FSOpenFork(const FSSpec* spec, SInt8 permission, SInt16* forkRefNum) {
+  return FSpOpenDF(spec, permission, forkRefNum);
+}
+
+OSErr FSCloseFork(SInt16 forkRefNum) { return FSClose(forkRefNum); }
+
+OSErr FSReadFork(SInt16 forkRefNum, UInt16 positionMode, SInt64 positionOffset,
+                 ByteCount requestCount, void* buffer, ByteCount* actualCount) {
+  if (actualCount != nullptr) *actualCount = 0;
+  files::OpenFile* file = files::find_open_file(forkRefNum);
   if (file == nullptr) return rfNumErr;
-  if (*count < 0) return paramErr;
-  auto* bytes = static_cast<char*>(buffer);
-  SInt32 done = 0;
-  OSErr err = noErr;
-  while (done < *count) {
-    ssize_t got = file_system().pread(file->fd, bytes + done, std::size_t(*count - done),
-                                      off_t(file->mark + done));
-    if (got < 0) err = last_os_error();
-    if (got <= 0) break;
-    done += SInt32(got);
-  }
-  if (err == noErr && done < *count) err = eofErr;
-  file->mark += done;
-  *count = done;
+  if (OSErr err = files::place_mark(*file, positionMode, positionOffset, INT64_MAX); err != noErr)
+    return err;
+  return files::read_at_mark(*file, requestCount, buffer, actualCount);
+}
+
+OSErr FSWriteFork(SInt16 forkRefNum, UInt16 positionMode, SInt64 positionOffset,
+                  ByteCount requestCount, const void* buffer, ByteCount* actualCount) {
+  if (actualCount != nullptr) *actualCount = 0;
+  files::OpenFile* file = files::find_open_file(forkRefNum);
+  if (file == nullptr) return rfNumErr;
+  if (OSErr err = files::writable(*file); err != noErr) return err;
+  if (OSErr err = files::place_mark(*file, positionMode, positionOffset, INT64_MAX); err != noErr)
+    return err;
+  return files::write_at_mark(*file, requestCount, buffer, actualCount);
+}
+
+OSErr FSGetForkPosition(SInt16 forkRefNum, SInt64* position) {
+  files::OpenFile* file = files::find_open_file(forkRefNum);
+  if (file == nullptr) return rfNumErr;
+  *position = file->mark;
+  return noErr;
+}
+
+OSErr FSSetForkPosition(SInt16 forkRefNum, UInt16 positionMode, SInt64 positionOffset) {
+  files::OpenFile* file = files::find_open_file(forkRefNum);
+  if (file == nullptr) return rfNumErr;
+  return files::place_mark(*file, positionMode, positionOffset, INT64_MAX);
+}
+
+OSErr FSGetForkSize(SInt16 forkRefNum, SInt64* forkSize) {
+  files::OpenFile* file = files::find_open_file(forkRefNum);
+  if (file == nullptr) return rfNumErr;
+  auto eof = files::end_of_file(*file);
+  if (!eof) return eof.error();
+  *forkSize = *eof;
+  return noErr;
+}
+
+OSErr FSSetForkSize(SInt16 forkRefNum, UInt16 positionMode, SInt64 positionOffset) {
+  files::OpenFile* file = files::find_open_file(forkRefNum);
+  if (file == nullptr) return rfNumErr;
+  if (!file->writable) return wrPermErr;
+  auto eof = files::end_of_file(*file);
+  if (!eof) return eof.error();
+  auto length = files::target_of(*file, positionMode, positionOffset, *eof);
+  if (!length) return length.error();
+  if (file_system().ftruncate(file->fd, off_t(*length)) != 0) return last_os_error();
+  file->written = true;
+  file->mark = std::min(file->mark, *length);
+  return noErr;
+}
+
+// The 32-bit calls are the fork calls at the mark, with positions that stop
+// where a signed 32-bit number does.
+OSErr FSRead(SInt16 refNum, SInt32* count, void* buffer) {
+  if (*count < 0) return files::known_or(refNum, paramErr);
+  ByteCount done = 0;
+  OSErr err = FSReadFork(refNum, fsAtMark, 0, ByteCount(*count), buffer, &done);
+  if (err != rfNumErr) *count = SInt32(done);
   return err;
 }
 
 OSErr FSWrite(SInt16 refNum, SInt32* count, const void* buffer) {
-  files::OpenFile* file = files::find_open_file(refNum);
-  if (file == nullptr) return rfNumErr;
-  if (*count < 0) return paramErr;
-  if (!file->writable) {
-    if (!file->lockedOut) return wrPermErr;
-    files::note_locked_out(file->path);
-    return opWrErr;
-  }
-  const auto* bytes = static_cast<const char*>(buffer);
-  SInt32 done = 0;
-  OSErr err = noErr;
-  while (done < *count && err == noErr) {
-    ssize_t put = file_system().pwrite(file->fd, bytes + done, std::size_t(*count - done),
-                                       off_t(file->mark + done));
-    if (put < 0)
-      err = last_os_error();
-    else if (put == 0)
-      err = dskFulErr;
-    else
-      done += SInt32(put);
-  }
-  if (done > 0) file->written = true;
-  file->mark += done;
-  *count = done;
+  if (*count < 0) return files::known_or(refNum, paramErr);
+  ByteCount done = 0;
+  OSErr err = FSWriteFork(refNum, fsAtMark, 0, ByteCount(*count), buffer, &done);
+  if (err != rfNumErr) *count = SInt32(done);
   return err;
 }
 
 OSErr SetFPos(SInt16 refNum, SInt16 posMode, SInt32 posOff) {
   files::OpenFile* file = files::find_open_file(refNum);
   if (file == nullptr) return rfNumErr;
-  auto eof = files::end_of_file(*file);
-  if (!eof) return eof.error();
-  SInt64 target;
-  switch (posMode) {
-    case fsAtMark: return noErr;
-    case fsFromStart: target = posOff; break;
-    case fsFromLEOF: target = *eof + posOff; break;
-    case fsFromMark: target = file->mark + posOff; break;
-    default: return paramErr;
-  }
-  if (target < 0) return posErr;
-  if (target > *eof) {
-    file->mark = *eof;
-    return eofErr;
-  }
-  if (target > INT32_MAX) return posErr;
-  file->mark = target;
-  return noErr;
+  return files::place_mark(*file, UInt16(posMode), posOff, INT32_MAX);
 }
 
 OSErr GetFPos(SInt16 refNum, SInt32* filePos) {
-  files::OpenFile* file = files::find_open_file(refNum);
-  if (file == nullptr) return rfNumErr;
-  *filePos = SInt32(file->mark);
+  SInt64 position = 0;
+  if (OSErr err = FSGetForkPosition(refNum, &position); err != noErr) return err;
+  *filePos = SInt32(std::min<SInt64>(position, INT32_MAX));
   return noErr;
 }
 
 OSErr GetEOF(SInt16 refNum, SInt32* logEOF) {
-  files::OpenFile* file = files::find_open_file(refNum);
-  if (file == nullptr) return rfNumErr;
-  auto eof = files::end_of_file(*file);
-  if (!eof) return eof.error();
-  *logEOF = SInt32(std::min<SInt64>(*eof, INT32_MAX));
+  SInt64 size = 0;
+  if (OSErr err = FSGetForkSize(refNum, &size); err != noErr) return err;
+  *logEOF = SInt32(std::min<SInt64>(size, INT32_MAX));
   return noErr;
 }
 
 OSErr SetEOF(SInt16 refNum, SInt32 logEOF) {
-  files::OpenFile* file = files::find_open_file(refNum);
-  if (file == nullptr) return rfNumErr;
-  if (!file->writable) return wrPermErr;
-  if (logEOF < 0) return posErr;
-  if (file_system().ftruncate(file->fd, logEOF) != 0) return last_os_error();
-  file->written = true;
-  file->mark = std::min<SInt64>(file->mark, logEOF);
-  return noErr;
+  if (logEOF < 0) return files::known_or(refNum, posErr);
+  return FSSetForkSize(refNum, fsFromStart, logEOF);
 }
 
 OSErr FSpCreate(const FSSpec* spec, OSType creator, OSType fileType, SInt16 /*scriptTag*/) {

@@ -101,6 +101,28 @@ OSErr SetFPos(SInt16 refNum, SInt16 posMode, SInt32 posOff);
 OSErr GetFPos(SInt16 refNum, SInt32* filePos);
 OSErr GetEOF(SInt16 refNum, SInt32* logEOF);
 OSErr SetEOF(SInt16 refNum, SInt32 logEOF);
+
+// The fork calls: the same open files, reference numbers, writer's lock and
+// close-time sync as FSpOpenDF and FSClose, with 64-bit positions and sizes,
+// for files past the reach of the signed 32-bit calls above. Only data forks
+// exist here. A position mode (fsAtMark, fsFromStart, fsFromLEOF,
+// fsFromMark) and an offset say where a read, write or seek starts; as with
+// SetFPos, a start before the file gives posErr and one past its end eofErr.
+using ByteCount = UInt64;
+OSErr FSOpenFork(const FSSpec* spec, SInt8 permission, SInt16* forkRefNum);
+// Reads requestCount bytes and leaves the mark after them. A short read gives
+// eofErr; *actualCount (when not null) always receives the count moved.
+OSErr FSReadFork(SInt16 forkRefNum, UInt16 positionMode, SInt64 positionOffset,
+                 ByteCount requestCount, void* buffer, ByteCount* actualCount);
+OSErr FSWriteFork(SInt16 forkRefNum, UInt16 positionMode, SInt64 positionOffset,
+                  ByteCount requestCount, const void* buffer, ByteCount* actualCount);
+OSErr FSGetForkPosition(SInt16 forkRefNum, SInt64* position);
+OSErr FSSetForkPosition(SInt16 forkRefNum, UInt16 positionMode, SInt64 positionOffset);
+OSErr FSGetForkSize(SInt16 forkRefNum, SInt64* forkSize);
+// Sets the length to the position the mode and offset name (fsFromStart:
+// the offset itself); the mark moves back when it lay past the new end.
+OSErr FSSetForkSize(SInt16 forkRefNum, UInt16 positionMode, SInt64 positionOffset);
+OSErr FSCloseFork(SInt16 forkRefNum);
 OSErr FSpCreate(const FSSpec* spec, OSType creator, OSType fileType, SInt16 scriptTag);
 OSErr FSpDelete(const FSSpec* spec);
 // The file's real name, up to 255 bytes of UTF-8: the name a stand-in stands

@@ -259,7 +259,7 @@ static OSErr readImagePrefs(SelectionDialogState* state, SInt16 refNum, SInt32 v
 
 // The slot just read, replaced by slot.
 static OSErr overwriteLastSlot(SInt16 refNum, const ImagePrefsSlot* slot) {
-  SInt32 position = 0;
+  SInt64 position = 0;
   if (OSErr err = GetPosition(refNum, &position); err != noErr) return err;
   if (OSErr err = SeekTo(refNum, position - kPrefsSlotSize); err != noErr) return err;
   return WriteBytes(refNum, kPrefsSlotSize, slot->bytes);

@@ -78,28 +78,34 @@ OSErr GetFileWriteable(const FSSpec* file) {
   return fileLockState(file);
 }
 
-OSErr ReadBytes(SInt16 refNum, SInt32 count, void* buffer) {
+OSErr ReadBytes(SInt16 refNum, SInt64 count, void* buffer) {
   if (count <= 0) return noErr;
-  return FSRead(refNum, &count, buffer);
+  return FSReadFork(refNum, fsAtMark, 0, ByteCount(count), buffer, nullptr);
 }
 
-OSErr WriteBytes(SInt16 refNum, SInt32 count, const void* buffer) {
+OSErr WriteBytes(SInt16 refNum, SInt64 count, const void* buffer) {
   if (count <= 0) return noErr;
-  return FSWrite(refNum, &count, buffer);
+  return FSWriteFork(refNum, fsAtMark, 0, ByteCount(count), buffer, nullptr);
 }
 
-OSErr SkipBytes(SInt16 refNum, SInt32 delta) { return SetFPos(refNum, fsFromMark, delta); }
+OSErr SkipBytes(SInt16 refNum, SInt64 delta) {
+  return FSSetForkPosition(refNum, fsFromMark, delta);
+}
 
-OSErr GetPosition(SInt16 refNum, SInt32* position) { return GetFPos(refNum, position); }
+OSErr GetPosition(SInt16 refNum, SInt64* position) { return FSGetForkPosition(refNum, position); }
 
-OSErr SeekTo(SInt16 refNum, SInt32 position) { return SetFPos(refNum, fsFromStart, position); }
+OSErr SeekTo(SInt16 refNum, SInt64 position) {
+  return FSSetForkPosition(refNum, fsFromStart, position);
+}
 
 OSErr SeekToOffset(SInt16 refNum, UInt64 position) {
-  if (position > UInt64(INT32_MAX)) return eofErr;
-  return SeekTo(refNum, SInt32(position));
+  if (position > UInt64(INT64_MAX)) return eofErr;
+  return SeekTo(refNum, SInt64(position));
 }
 
-OSErr SeekToEOF(SInt16 refNum) { return SetFPos(refNum, fsFromLEOF, 0); }
+OSErr GetFileLength(SInt16 refNum, SInt64* length) { return FSGetForkSize(refNum, length); }
+
+OSErr SeekToEOF(SInt16 refNum) { return FSSetForkPosition(refNum, fsFromLEOF, 0); }
 
 OSErr ReadPString(SInt16 refNum, StringPtr text) {
   if (OSErr err = ReadBytes(refNum, 1, text); err != noErr) return err;
@@ -112,10 +118,10 @@ OSErr ReadByte(SInt16 refNum, SInt16 /*byteOrder*/, UInt8* value) {
 
 // Assembles count bytes, first byte most significant unless byteOrder says
 // the file is little-endian.
-static OSErr readInteger(SInt16 refNum, SInt16 byteOrder, SInt32 count, UInt32* value) {
-  UInt8 bytes[4];
+static OSErr readInteger(SInt16 refNum, SInt16 byteOrder, SInt32 count, UInt64* value) {
+  UInt8 bytes[8];
   if (OSErr err = ReadBytes(refNum, count, bytes); err != noErr) return err;
-  UInt32 result = 0;
+  UInt64 result = 0;
   for (SInt32 i = 0; i < count; ++i) {
     UInt8 next = byteOrder == kBigEndian ? bytes[i] : bytes[count - 1 - i];
     result = (result << 8) | next;
@@ -124,13 +130,22 @@ static OSErr readInteger(SInt16 refNum, SInt16 byteOrder, SInt32 count, UInt32* 
   return noErr;
 }
 
-OSErr ReadWord(SInt16 refNum, SInt16 byteOrder, UInt16* value) {
-  UInt32 word = 0;
-  if (OSErr err = readInteger(refNum, byteOrder, 2, &word); err != noErr) return err;
-  *value = UInt16(word);
+template <class Integer>
+static OSErr readSized(SInt16 refNum, SInt16 byteOrder, Integer* value) {
+  UInt64 wide = 0;
+  if (OSErr err = readInteger(refNum, byteOrder, sizeof(Integer), &wide); err != noErr) return err;
+  *value = Integer(wide);
   return noErr;
 }
 
+OSErr ReadWord(SInt16 refNum, SInt16 byteOrder, UInt16* value) {
+  return readSized(refNum, byteOrder, value);
+}
+
 OSErr ReadLong(SInt16 refNum, SInt16 byteOrder, UInt32* value) {
-  return readInteger(refNum, byteOrder, 4, value);
+  return readSized(refNum, byteOrder, value);
+}
+
+OSErr ReadLong64(SInt16 refNum, SInt16 byteOrder, UInt64* value) {
+  return readSized(refNum, byteOrder, value);
 }

@@ -27,17 +27,20 @@ OSErr GetFileType(const FSSpec* file, OSType* fileType);
 // order; otherwise the platform's error (fnfErr for a missing file).
 OSErr GetFileWriteable(const FSSpec* file);
 
-// count <= 0 does nothing and succeeds. A read that reaches the end of the
-// file gives eofErr; how much was read is not reported.
-OSErr ReadBytes(SInt16 refNum, SInt32 count, void* buffer);
-OSErr WriteBytes(SInt16 refNum, SInt32 count, const void* buffer);
-OSErr SkipBytes(SInt16 refNum, SInt32 delta);
-OSErr GetPosition(SInt16 refNum, SInt32* position);
-OSErr SeekTo(SInt16 refNum, SInt32 position);
-// The file calls take signed 32-bit positions; a wider one cannot be reached,
-// which for every file we can open means it lies past the end: eofErr, as
-// the platform answers there.
+// Positions and counts are 64-bit, so files of any size the file system
+// holds are reached. count <= 0 does nothing and succeeds. A read that
+// reaches the end of the file gives eofErr; how much was read is not
+// reported.
+OSErr ReadBytes(SInt16 refNum, SInt64 count, void* buffer);
+OSErr WriteBytes(SInt16 refNum, SInt64 count, const void* buffer);
+OSErr SkipBytes(SInt16 refNum, SInt64 delta);
+OSErr GetPosition(SInt16 refNum, SInt64* position);
+OSErr SeekTo(SInt16 refNum, SInt64 position);
+// A position past the end gives eofErr, as SeekTo does; one too large for a
+// signed 64-bit number lies past the end of any file.
 OSErr SeekToOffset(SInt16 refNum, UInt64 position);
+// The file's length in bytes.
+OSErr GetFileLength(SInt16 refNum, SInt64* length);
 OSErr SeekToEOF(SInt16 refNum);
 
 // A length byte and that many characters.
@@ -45,3 +48,4 @@ OSErr ReadPString(SInt16 refNum, StringPtr text);
 OSErr ReadByte(SInt16 refNum, SInt16 byteOrder, UInt8* value);
 OSErr ReadWord(SInt16 refNum, SInt16 byteOrder, UInt16* value);
 OSErr ReadLong(SInt16 refNum, SInt16 byteOrder, UInt32* value);
+OSErr ReadLong64(SInt16 refNum, SInt16 byteOrder, UInt64* value);

@@ -113,6 +113,7 @@ resource 'STR#' 17000 "Host messages" purgeable {
   71: "planes      ^0, each stored in blocks of its own"
   72: "bytes       ^0 in the file, ^1 of pixels"
   73: "bytes|KB|MB|GB|TB"
+  74: "offsets     8 bytes (BigTIFF)"
 }
 
 # tessel --help. \r ends a line.

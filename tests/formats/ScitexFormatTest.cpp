@@ -95,9 +95,14 @@ TEST_F(ScitexFormat, HeaderRefusalsHaveTheirCodes) {
         << channels;
   EXPECT_EQ(open_with([](auto& o) { o.heightText = "+.00000000E+00"; }), kScitexBadSize);
   EXPECT_EQ(open_with([](auto& o) { o.widthText = "-.10000000E+01"; }), kScitexBadSize);
-  // Pixel counts that are zero, negative or too large for 32-bit offsets.
-  for (const char* lines : {"+00000000000", "-00000000010", "+09999999999", "+00100000000"})
+  // Counts that are zero, negative or past 32 bits, and lines (4 channels)
+  // whose bytes are no 32-bit count.
+  for (const char* lines : {"+00000000000", "-00000000010", "+09999999999"})
     EXPECT_EQ(open_with([&](auto& o) { o.linesText = lines; }), kFormatFailure) << lines;
+  for (const char* pixels : {"+09999999999", "+00536870912"})
+    EXPECT_EQ(open_with([&](auto& o) { o.pixelsPerLineText = pixels; }), kFormatFailure) << pixels;
+  EXPECT_EQ(open_with([](auto& o) { o.pixelsPerLineText = "+00536870910"; }), noErr)
+      << "a line of 2^31 - 8 bytes";
 }
 
 TEST_F(ScitexFormat, AFileCutInTheHeaderNeverOpens) {

@@ -460,6 +460,7 @@ TEST_F(AcquireEndToEnd, InfoTellsWhatTheFormatLayerSeesAndWhetherAcquireTakesIt)
                                                     .planarConfiguration = 2,
                                                     .tiles = samples::TiffTiles{32, 16}}),
             noErr);
+  ASSERT_EQ(samples::write_tiff(path("big.tif"), {.littleEndian = true, .bigTiff = true}), noErr);
   struct Case {
     const char* name;
     const char* text;  // a line of the plain report
@@ -478,7 +479,9 @@ TEST_F(AcquireEndToEnd, InfoTellsWhatTheFormatLayerSeesAndWhetherAcquireTakesIt)
        // 64 x 48 in tiles of 32 x 16: two across, three down; each plane apart.
        Case{
            "tiled.tif", "tiles +6, each 32 x 16 pixels\nplanes +3, .*\nacquire +takes it",
-           R"("tiled": true\}, "blocks": \{"width": 32, "height": 16, "across": 2, "down": 3, "planeGroups": 3\}.*"code": 0,)"},
+           R"("tiled": true, "bigTIFF": false\}, "blocks": \{"width": 32, "height": 16, "across": 2, "down": 3, "planeGroups": 3\}.*"code": 0,)"},
+       Case{"big.tif", "offsets +8 bytes \\(BigTIFF\\)\n",
+            R"("tiled": false, "bigTIFF": true\}.*"code": 0,)"},
        Case{"lzw.tif", "acquire .*115: .+\n",
             R"("compression": 5, .*"acquire": \{"code": 115, "message": "[^"]+")"}}) {
     SCOPED_TRACE(c.name);

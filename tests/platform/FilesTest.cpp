@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -304,4 +305,89 @@ TEST_F(Files, PreferencesFolderIsMadeOnDemand) {
   auto resolved = files::path_from_spec(inside);
   ASSERT_TRUE(resolved.has_value());
   EXPECT_EQ(*resolved, path("config/tessel/prefs"));
+}
+
+namespace {
+
+constexpr SInt64 kTerabyte = SInt64(1) << 40;
+
+// Bytes of a file read with plain POSIX calls, past what the fork calls see.
+std::string bytes_at(const std::filesystem::path& file, SInt64 offset, std::size_t count) {
+  std::string bytes(count, '\0');
+  const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  const ssize_t got = ::pread(fd, bytes.data(), count, off_t(offset));
+  ::close(fd);
+  bytes.resize(got < 0 ? 0 : std::size_t(got));
+  return bytes;
+}
+
+}  // namespace
+
+// A sparse file of 2^40 bytes: the fork calls read, write and seek anywhere
+// in it; the 32-bit calls stop where 32 bits do and say so.
+TEST_F(Files, ForkCallsReachPositionsPast32Bits) {
+  write_file("huge", {});
+  std::filesystem::resize_file(path("huge"), std::uintmax_t(kTerabyte));
+  FSSpec spec = spec_of("huge");
+  SInt16 ref = 0;
+  ASSERT_EQ(FSOpenFork(&spec, fsRdWrPerm, &ref), noErr);
+  SInt64 size = 0, position = -1;
+  ASSERT_EQ(FSGetForkSize(ref, &size), noErr);
+  EXPECT_EQ(size, kTerabyte);
+  SInt32 shortEOF = 0;
+  ASSERT_EQ(GetEOF(ref, &shortEOF), noErr);
+  EXPECT_EQ(shortEOF, INT32_MAX) << "the 32-bit length stops at its largest value";
+
+  ByteCount actual = 99;
+  ASSERT_EQ(FSWriteFork(ref, fsFromStart, kTerabyte - 4, 4, "abcd", &actual), noErr);
+  EXPECT_EQ(actual, 4u);
+  ASSERT_EQ(FSGetForkPosition(ref, &position), noErr);
+  EXPECT_EQ(position, kTerabyte);
+  char buffer[8] = {};
+  EXPECT_EQ(FSReadFork(ref, fsFromLEOF, -6, 8, buffer, &actual), eofErr);
+  EXPECT_EQ(actual, 6u) << "a short read reports what it read";
+  EXPECT_EQ(std::string(buffer, 6), std::string("\0\0abcd", 6));
+
+  EXPECT_EQ(SetFPos(ref, fsFromLEOF, -4), posErr) << "past the 32-bit calls' reach";
+  EXPECT_EQ(FSSetForkPosition(ref, fsFromMark, -kTerabyte - 1), posErr);
+  FSGetForkPosition(ref, &position);
+  EXPECT_EQ(position, kTerabyte) << "a refused seek leaves the mark";
+  EXPECT_EQ(FSSetForkPosition(ref, fsFromStart, kTerabyte + 1), eofErr);
+  EXPECT_EQ(FSSetForkPosition(ref, fsFromStart, INT64_MAX), eofErr);
+  EXPECT_EQ(FSSetForkPosition(ref, fsFromLEOF, INT64_MAX), posErr) << "a sum past 2^63";
+
+  EXPECT_EQ(bytes_at(path("huge"), kTerabyte - 4, 4), "abcd");
+  ASSERT_EQ(FSSetForkSize(ref, fsFromStart, SInt64(1) << 33), noErr);
+  FSGetForkPosition(ref, &position);
+  EXPECT_EQ(position, SInt64(1) << 33) << "the mark follows a shorter end";
+  EXPECT_EQ(FSCloseFork(ref), noErr);
+  EXPECT_EQ(std::filesystem::file_size(path("huge")), std::uintmax_t(1) << 33);
+}
+
+// Faults at positions past 4 GiB come back as Toolbox codes; a failed write
+// changes nothing, a short one is carried on.
+TEST_F(Files, ForkCallFaultsPast4GiBAreReported) {
+  const SInt64 at = (SInt64(1) << 32) + 10;
+  write_file("far", {});
+  std::filesystem::resize_file(path("far"), std::uintmax_t(at + 100));
+  FSSpec spec = spec_of("far");
+  SInt16 ref = 0;
+  ASSERT_EQ(FSOpenFork(&spec, fsRdWrPerm, &ref), noErr);
+  FaultyFileSystem faulty;
+  tessel::platform::ScopedFileSystem scope(faulty);
+  ByteCount actual = 99;
+  faulty.fail_write_at = 1;
+  EXPECT_EQ(FSWriteFork(ref, fsFromStart, at, 3, "xyz", &actual), dskFulErr);
+  EXPECT_EQ(actual, 0u);
+  EXPECT_EQ(bytes_at(path("far"), at, 3), std::string(3, '\0'));
+  faulty.fail_write_at = faulty.writes + 1;
+  faulty.short_write = true;
+  EXPECT_EQ(FSWriteFork(ref, fsFromStart, at, 4, "wxyz", &actual), noErr);
+  EXPECT_EQ(actual, 4u);
+  EXPECT_EQ(bytes_at(path("far"), at, 4), "wxyz");
+  char buffer[4] = {};
+  faulty.fail_read_at = 1;
+  EXPECT_EQ(FSReadFork(ref, fsFromStart, at, 4, buffer, &actual), ioErr);
+  EXPECT_EQ(actual, 0u);
+  EXPECT_EQ(FSCloseFork(ref), noErr);
 }

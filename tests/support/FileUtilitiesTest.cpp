@@ -40,12 +40,41 @@ TEST_F(FileUtilities, WordsAndLongsInBothByteOrders) {
   CloseFile(ref);
 }
 
+// Integers of eight bytes, read at a position a 32-bit seek cannot name.
+TEST_F(FileUtilities, SeeksPast4GiBAndEightByteIntegers) {
+  SInt16 ref = open_bytes({});
+  const UInt64 far = (UInt64(1) << 32) + 3;
+  const UInt8 bytes[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+  EXPECT_EQ(SeekToOffset(ref, far), eofErr) << "past the end of an empty file";
+  std::filesystem::resize_file(path("bytes"), far + 16);
+  ASSERT_EQ(SeekToOffset(ref, far), noErr);
+  ASSERT_EQ(WriteBytes(ref, 8, bytes), noErr);
+  ASSERT_EQ(WriteBytes(ref, 8, bytes), noErr);
+  SInt64 position = 0, length = 0;
+  ASSERT_EQ(GetPosition(ref, &position), noErr);
+  EXPECT_EQ(UInt64(position), far + 16);
+  ASSERT_EQ(GetFileLength(ref, &length), noErr);
+  EXPECT_EQ(UInt64(length), far + 16);
+
+  UInt64 value = 0;
+  ASSERT_EQ(SeekTo(ref, SInt64(far)), noErr);
+  ASSERT_EQ(ReadLong64(ref, kBigEndian, &value), noErr);
+  EXPECT_EQ(value, 0x0102030405060708u);
+  ASSERT_EQ(ReadLong64(ref, kLittleEndian, &value), noErr);
+  EXPECT_EQ(value, 0x0807060504030201u);
+  value = 7;
+  EXPECT_EQ(ReadLong64(ref, kBigEndian, &value), eofErr);
+  EXPECT_EQ(value, 7u) << "a failed read leaves the value";
+  EXPECT_EQ(SeekToOffset(ref, UInt64(1) << 63), eofErr);
+  CloseFile(ref);
+}
+
 TEST_F(FileUtilities, EmptyAndNegativeCountsDoNotMoveTheMark) {
   SInt16 ref = open_bytes({3, 'a', 'b', 'c', 0});
   UInt8 buffer[4] = {};
   EXPECT_EQ(ReadBytes(ref, 0, buffer), noErr);
   EXPECT_EQ(ReadBytes(ref, -5, buffer), noErr);
-  SInt32 position = -1;
+  SInt64 position = -1;
   GetPosition(ref, &position);
   EXPECT_EQ(position, 0);
 

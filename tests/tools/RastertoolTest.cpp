@@ -85,7 +85,7 @@ TEST_F(Rastertool, DescribePrintsTheDocumentedFieldsOfEachFormat) {
   EXPECT_EQ(describe(rgb_tiff()),
             opened + R"("TIFF","mode":3,"depth":8,"planar":0,"width":36,"height":29,"channels":3,)"
                      R"("hres":300,"vres":150,"compression":1,"planarConfiguration":1,)"
-                     R"("predictor":1,"fillOrder":1,"tiled":false})"
+                     R"("predictor":1,"fillOrder":1,"tiled":false,"bigTIFF":false})"
                      "\n");
   EXPECT_EQ(describe(cmyk_scitex()),
             opened + R"("..CT","mode":4,"depth":8,"planar":0,"width":21,"height":13,"channels":4,)"

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <sstream>
 
 #include "MacErrors.h"
@@ -74,6 +76,39 @@ TEST_F(SampleCommand, WritesWhatTheLibraryWrites) {
   expectSameFiles(write_native(path("api"), native));
 }
 
+// The corner of a sparse file is what the dense file holds there; the file
+// takes a fraction of the dense one's disk.
+TEST_F(SampleCommand, SparseBigTIFFKeepsOnlyTheCornerAndTheDirectory) {
+  const std::string options =
+      " --width 3000 --height 2000 --samples 3 --photometric 2 --bigtiff "
+      "--tiles 128x128";
+  ASSERT_EQ(run("tiff OUT" + options + " --sparse"), 0) << err_.str();
+  std::filesystem::rename(path("out"), path("sparse"));
+  ASSERT_EQ(run("tiff OUT" + options), 0) << err_.str();
+  const std::vector<UInt8> dense = read_file(path("out")), sparse = read_file(path("sparse"));
+  ASSERT_EQ(sparse.size(), dense.size());
+  // 24 x 16 tiles follow the header and the directory.
+  const std::size_t tileBytes = 128 * 128 * 3, pixelStart = dense.size() - 24 * 16 * tileBytes;
+  const auto lastTile = dense.size() - tileBytes;
+  EXPECT_TRUE(std::equal(dense.begin(), dense.begin() + pixelStart, sparse.begin()));
+  EXPECT_TRUE(std::all_of(sparse.begin() + pixelStart, sparse.begin() + lastTile,
+                          [](UInt8 byte) { return byte == 0; }));
+  EXPECT_TRUE(std::equal(dense.begin() + lastTile, dense.end(), sparse.begin() + lastTile));
+  struct stat info {};
+  ASSERT_EQ(::stat(path("sparse").c_str(), &info), 0);
+  EXPECT_LT(UInt64(info.st_blocks) * 512, dense.size() / 4);
+}
+
+TEST_F(SampleCommand, SidesReachTheLargestSignedThirtyTwoBitNumber) {
+  EXPECT_EQ(run("tiff OUT --width 2147483647 --height 1 --sparse-box 0,0,0,0"), 0) << err_.str();
+  const std::uintmax_t size = std::filesystem::file_size(path("out"));
+  EXPECT_GT(size, 2147483647u);
+  EXPECT_LT(size, 2147483647u + 512) << "the pixels and a small directory";
+  std::filesystem::remove(path("out"));
+  EXPECT_EQ(run("tiff OUT --width 2147483648 --height 1 --sparse-box 0,0,0,0"), 1);
+  EXPECT_EQ(run("scitex OUT --width 4 --height 2147483648"), 1);
+}
+
 TEST_F(SampleCommand, BadOptionsFailWithAMessageAndNoFile) {
   for (const char* line :
        {"", "tiff", "jpeg OUT --width 4 --height 4", "tiff OUT --width 4",
@@ -91,8 +126,9 @@ TEST_F(SampleCommand, BadOptionsFailWithAMessageAndNoFile) {
 
 TEST_F(SampleCommand, HelpListsTheOptionsOfEveryFormat) {
   EXPECT_EQ(run("--help"), 0);
-  for (const char* option : {"--rows-per-strip", "--little-endian", "--planar", "--color-map",
-                             "--channels-byte", "--height-text", "--no-resource-fork"}) {
+  for (const char* option :
+       {"--rows-per-strip", "--little-endian", "--planar", "--color-map", "--channels-byte",
+        "--height-text", "--no-resource-fork", "--bigtiff", "--sparse", "--sparse-box"}) {
     EXPECT_NE(out_.str().find(option), std::string::npos) << option;
   }
 }

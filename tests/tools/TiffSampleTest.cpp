@@ -30,6 +30,10 @@ UInt8 expectedByte(const TiffOptions& o, UInt32 row, std::size_t i, UInt16 plane
   return sample_value(o.seed, SInt32(row), SInt32(i / spp), SInt32(plane + i % spp));
 }
 
+bool meetsBox(const SampleBox& box, UInt64 top, UInt64 bottom, UInt64 left, UInt64 right) {
+  return top < box.bottom && bottom > box.top && left < box.right && right > box.left;
+}
+
 // Reads every strip or tile with libtiff and compares it with the formula;
 // also checks each chunk's byte count against the bytes libtiff wants for it
 // and its offset for word alignment. The first difference, or "".
@@ -54,6 +58,12 @@ std::string compareChunks(TIFF* tif, const TiffOptions& o) {
     if (TIFFGetStrileOffset(tif, i) % 2 != 0) return "odd offset " + std::to_string(i);
     const UInt16 plane = UInt16(i / (across * down));
     const UInt32 top = (i / across) % down * chunkRows, left = i % across * UInt32(rowBytes);
+    if (o.sparse && !meetsBox(*o.sparse, top, top + chunkRows, i % across * chunkWidth,
+                              (i % across + 1) * chunkWidth)) {
+      if (std::any_of(chunk.begin(), chunk.begin() + read, [](UInt8 b) { return b != 0; }))
+        return "data in the hole of chunk " + std::to_string(i);
+      continue;
+    }
     for (std::size_t j = 0; j < std::size_t(read); ++j) {
       const UInt32 row = top + UInt32(j / rowBytes), column = left + UInt32(j % rowBytes);
       if (row < o.height && column < imageRowBytes &&
@@ -119,6 +129,33 @@ TEST_F(TiffSample, LibtiffReadsEveryLayoutToTheFormulaSamples) {
       {"1 bit", layout(13, 6, 3, 4, [](auto& o) { o.bitsPerSample = 1; })},
       {"4 bits", layout(13, 6, 1, 4, [](auto& o) { o.bitsPerSample = 4; })},
       {"16 bits", layout(13, 6, 3, 4, [](auto& o) { o.bitsPerSample = 16; })},
+      {"tiles, 4 bits", layout(40, 37, 1, 0,
+                               [](auto& o) {
+                                 o.tiles = TiffTiles{16, 16};
+                                 o.bitsPerSample = 4;
+                               })},
+      {"BigTIFF tiles, separate planes, little-endian", layout(40, 37, 3, 0,
+                                                               [](auto& o) {
+                                                                 o.tiles = TiffTiles{16, 16};
+                                                                 o.planarConfiguration = 2;
+                                                                 o.littleEndian = true;
+                                                                 o.bigTiff = true;
+                                                               })},
+      {"BigTIFF strips, 16 bits", layout(13, 6, 3, 4,
+                                         [](auto& o) {
+                                           o.bitsPerSample = 16;
+                                           o.bigTiff = true;
+                                         })},
+      {"sparse BigTIFF tiles", layout(70, 50, 3, 0,
+                                      [](auto& o) {
+                                        o.tiles = TiffTiles{16, 16};
+                                        o.bigTiff = true;
+                                        o.sparse = SampleBox{20, 20, 21, 33};
+                                      })},
+      {"sparse strips", layout(33, 21, 3, 4,
+                               [](auto& o) {
+                                 o.sparse = SampleBox{20, 0, 21, 1};
+                               })},
   };
   for (const auto& [name, options] : cases) {
     SCOPED_TRACE(name);

@@ -7,7 +7,7 @@
 // has opened also "mode", "depth", "planar", "width", "height", "channels",
 // "hres" and "vres" (pixels per inch) as the format layer describes the image,
 // and for TIFF files "compression", "planarConfiguration", "predictor",
-// "fillOrder" and "tiled".
+// "fillOrder", "tiled" and "bigTIFF".
 //
 // read and write move a rectangle (bottom and right exclusive) through the
 // format layer, all channels interleaved, one byte per sample, row after row;
@@ -77,7 +77,8 @@ void print_tiff_layout(std::ostream& out, const FormatLayout& tiff) {
   out << ",\"compression\":" << tiff.compression
       << ",\"planarConfiguration\":" << tiff.planarConfiguration
       << ",\"predictor\":" << tiff.predictor << ",\"fillOrder\":" << tiff.fillOrder
-      << ",\"tiled\":" << (tiff.tiled ? "true" : "false");
+      << ",\"tiled\":" << (tiff.tiled ? "true" : "false")
+      << ",\"bigTIFF\":" << (tiff.bigTIFF ? "true" : "false");
 }
 
 int describe(const std::string& path) {

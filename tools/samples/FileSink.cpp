@@ -25,6 +25,7 @@ OSErr FileSink::open(const std::filesystem::path& file) {
 }
 
 std::span<UInt8> FileSink::claim(std::size_t count) {
+  endsInHole_ = false;
   if (buffer_.size() - used_ < count) flush();
   if (buffer_.size() < count) buffer_.resize(count);
   std::span<UInt8> room(buffer_.data() + used_, count);
@@ -50,6 +51,15 @@ void FileSink::append_zeros(std::size_t count) {
   }
 }
 
+void FileSink::skip(UInt64 count) {
+  if (count == 0) return;
+  flush();
+  if (descriptor_ >= 0 && error_ == noErr && ::lseek(descriptor_, off_t(count), SEEK_CUR) < 0) {
+    error_ = platform::last_os_error();
+  }
+  endsInHole_ = true;
+}
+
 void FileSink::flush() {
   const UInt8* next = buffer_.data();
   std::size_t left = used_;
@@ -69,6 +79,11 @@ void FileSink::flush() {
 OSErr FileSink::close() {
   if (descriptor_ < 0) return error_ == noErr ? rfNumErr : error_;
   flush();
+  // A hole at the end is no data to write: the length alone makes it.
+  if (endsInHole_ && error_ == noErr) {
+    const off_t end = ::lseek(descriptor_, 0, SEEK_CUR);
+    if (end < 0 || ::ftruncate(descriptor_, end) != 0) error_ = platform::last_os_error();
+  }
   if (::close(descriptor_) != 0 && error_ == noErr) error_ = platform::last_os_error();
   descriptor_ = -1;
   return error_;

@@ -26,6 +26,8 @@ class FileSink {
   std::span<UInt8> claim(std::size_t count);
   void append(std::span<const UInt8> bytes);
   void append_zeros(std::size_t count);
+  // Moves past count bytes without writing them: a hole in a sparse file.
+  void skip(UInt64 count);
   // Writes what is buffered and closes; the first error of the file's life.
   OSErr close();
 
@@ -36,6 +38,7 @@ class FileSink {
   OSErr error_ = 0;
   std::vector<UInt8> buffer_;
   std::size_t used_ = 0;
+  bool endsInHole_ = false;
 };
 
 }  // namespace tessel::samples

@@ -87,7 +87,11 @@ OSErr write_native(const std::filesystem::path& file, const NativeOptions& optio
   if (OSErr err = sink.open(file); err != noErr) return err;
   for (SInt32 channel = 0; channel < options.channels; ++channel) {
     for (SInt32 row = 0; row < options.rows; ++row) {
-      fill_bytes(sink.claim(std::size_t(options.columns)), options.seed, row, channel);
+      if (meets_box(options.sparse, UInt64(row), UInt64(row) + 1, 0, UInt64(options.columns))) {
+        fill_bytes(sink.claim(std::size_t(options.columns)), options.seed, row, channel);
+      } else {
+        sink.skip(UInt64(options.columns));
+      }
     }
   }
   if (OSErr err = sink.close(); err != noErr) return err;

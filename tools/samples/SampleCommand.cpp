@@ -166,17 +166,40 @@ Option rational(std::string_view name, std::string_view help, std::optional<Tiff
   });
 }
 
-constexpr SInt64 kMax16 = 0xFFFF, kMax32 = 0xFFFFFFFF;
+constexpr SInt64 kMax16 = 0xFFFF, kMax32 = 0xFFFFFFFF, kMaxSide = 0x7FFFFFFF;
+
+// What --sparse and --sparse-box asked for; the corner needs the image's size.
+struct SparseRequest {
+  bool corner = false;
+  std::optional<SampleBox> box;
+
+  std::optional<SampleBox> resolve(UInt64 width, UInt64 height) const {
+    if (box) return box;
+    if (corner) return SampleBox{height - 1, width - 1, height, width};
+    return std::nullopt;
+  }
+};
+
+void addSparseOptions(std::vector<Option>& options, SparseRequest& request) {
+  options.push_back(flag("--sparse", "a sparse file: only the last blocks hold pixels",
+                         [&request] { request.corner = true; }));
+  options.push_back(
+      list("--sparse-box", "T,L,B,R", "a sparse file: only the blocks meeting this box hold pixels",
+           ',', 4, 4, kMaxSide, [&request](const std::vector<SInt64>& v) {
+             request.box = SampleBox{UInt64(v[0]), UInt64(v[1]), UInt64(v[2]), UInt64(v[3])};
+           }));
+}
 // Physical sizes may be zero or negative, for files a reader must refuse.
 constexpr double kLargestSize = 1e90;
 
-Command tiffCommand(TiffOptions& o, bool& colorMap) {
+Command tiffCommand(TiffOptions& o, bool& colorMap, SparseRequest& sparse) {
   using V = const std::vector<SInt64>&;
   std::vector<Option> options = {
-      integer("--width", "W", "image width in pixels", 1, kMax32,
+      integer("--width", "W", "image width in pixels", 1, kMaxSide,
               [&](SInt64 v) { o.width = UInt32(v); }),
-      integer("--height", "H", "image height in pixels", 1, kMax32,
+      integer("--height", "H", "image height in pixels", 1, kMaxSide,
               [&](SInt64 v) { o.height = UInt32(v); }),
+      flag("--bigtiff", "a BigTIFF: 8-byte offsets, files past 4 GiB", [&] { o.bigTiff = true; }),
       integer("--samples", "N", "samples per pixel (1)", 1, kMax16,
               [&](SInt64 v) { o.samplesPerPixel = UInt16(v); }),
       integer("--bits", "B", "bits per sample (8)", 1, 32,
@@ -229,19 +252,22 @@ Command tiffCommand(TiffOptions& o, bool& colorMap) {
            }),
       integer("--seed", "S", "formula seed (0)", 0, kMax32, [&](SInt64 v) { o.seed = UInt32(v); }),
   };
-  auto write = [&o, &colorMap](const std::filesystem::path& file) {
+  addSparseOptions(options, sparse);
+  auto write = [&o, &colorMap, &sparse](const std::filesystem::path& file) {
     if (colorMap) {
       o.colorMap = sample_color_map(o.seed, 1u << std::min<UInt16>(o.bitsPerSample, 16));
     }
+    o.sparse = sparse.resolve(o.width, o.height);
     return write_tiff(file, o);
   };
   return Command{"tiff", std::move(options), write};
 }
 
-Command scitexCommand(ScitexOptions& o) {
+Command scitexCommand(ScitexOptions& o, SparseRequest& sparse) {
   std::vector<Option> options = {
-      integer("--width", "W", "pixels per line", 1, kMax32, [&](SInt64 v) { o.width = UInt32(v); }),
-      integer("--height", "H", "lines", 1, kMax32, [&](SInt64 v) { o.height = UInt32(v); }),
+      integer("--width", "W", "pixels per line", 1, kMaxSide,
+              [&](SInt64 v) { o.width = UInt32(v); }),
+      integer("--height", "H", "lines", 1, kMaxSide, [&](SInt64 v) { o.height = UInt32(v); }),
       integer("--channels", "N", "channels, 1 to 16 (4)", 1, 16,
               [&](SInt64 v) { o.channels = UInt8(v); }),
       integer("--units", "U", "0 millimetres, 1 inches (1)", 0, 1,
@@ -263,11 +289,14 @@ Command scitexCommand(ScitexOptions& o) {
       fileType(o.fileType),
       integer("--seed", "S", "formula seed (0)", 0, kMax32, [&](SInt64 v) { o.seed = UInt32(v); }),
   };
-  return Command{"scitex", std::move(options),
-                 [&o](const auto& file) { return write_scitex(file, o); }};
+  addSparseOptions(options, sparse);
+  return Command{"scitex", std::move(options), [&o, &sparse](const auto& file) {
+                   o.sparse = sparse.resolve(o.width, o.height);
+                   return write_scitex(file, o);
+                 }};
 }
 
-Command nativeCommand(NativeOptions& o) {
+Command nativeCommand(NativeOptions& o, SparseRequest& sparse) {
   std::vector<Option> options = {
       integer("--width", "W", "columns", 1, 32767, [&](SInt64 v) { o.columns = SInt16(v); }),
       integer("--height", "H", "rows", 1, 32767, [&](SInt64 v) { o.rows = SInt16(v); }),
@@ -286,8 +315,11 @@ Command nativeCommand(NativeOptions& o) {
            [&] { o.omitResourceFork = true; }),
       integer("--seed", "S", "formula seed (0)", 0, kMax32, [&](SInt64 v) { o.seed = UInt32(v); }),
   };
-  return Command{"native", std::move(options),
-                 [&o](const auto& file) { return write_native(file, o); }};
+  addSparseOptions(options, sparse);
+  return Command{"native", std::move(options), [&o, &sparse](const auto& file) {
+                   o.sparse = sparse.resolve(UInt64(o.columns), UInt64(o.rows));
+                   return write_native(file, o);
+                 }};
 }
 
 void printUsage(std::ostream& out, const std::vector<Command>& commands) {
@@ -336,8 +368,10 @@ int run_sample_command(std::span<const std::string_view> args, std::ostream& out
   bool colorMap = false;
   ScitexOptions scitex;
   NativeOptions native;
-  const std::vector<Command> commands = {tiffCommand(tiff, colorMap), scitexCommand(scitex),
-                                         nativeCommand(native)};
+  SparseRequest sparse;
+  const std::vector<Command> commands = {tiffCommand(tiff, colorMap, sparse),
+                                         scitexCommand(scitex, sparse),
+                                         nativeCommand(native, sparse)};
   if (std::ranges::find(args, std::string_view("--help")) != args.end()) {
     printUsage(out, commands);
     return 0;

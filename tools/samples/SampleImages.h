@@ -3,9 +3,11 @@
 // knows each byte without keeping a copy of the image.
 //
 // The writers stream rows to disk through one bounded buffer: memory stays
-// near kWriteBufferBytes (plus one band of tile rows for tiled TIFF files)
-// however large the image. They return noErr, paramErr for options they
-// cannot lay out, or the file system's error. Every option has a default, so
+// near kWriteBufferBytes however large the image. Given a sparse box, they
+// write only the blocks that meet it (TIFF strips or tiles, Scitex lines,
+// native rows) and leave the rest of the pixel data a hole, so a file of
+// hundreds of gigabytes takes a few megabytes of disk. They return noErr,
+// paramErr for options they cannot lay out, or the file system's error. Every option has a default, so
 // designated initializers name only what a sample changes.
 #pragma once
 
@@ -38,6 +40,14 @@ constexpr UInt8 sample_value(UInt32 seed, SInt32 row, SInt32 column, SInt32 plan
 }
 
 constexpr std::size_t kWriteBufferBytes = std::size_t(4) << 20;
+
+// Pixels top to bottom, left to right; bottom and right exclusive.
+struct SampleBox {
+  UInt64 top = 0;
+  UInt64 left = 0;
+  UInt64 bottom = 0;
+  UInt64 right = 0;
+};
 
 // The Finder creator the writers give files whose type they set.
 constexpr OSType kSampleCreator = FourCC("TSSL");
@@ -80,7 +90,7 @@ std::vector<platform::resources::Resource> thumbnail_resources(const SampleThumb
 namespace tiff_type {
 constexpr UInt16 kByte = 1, kAscii = 2, kShort = 3, kLong = 4, kRational = 5, kSByte = 6,
                  kUndefined = 7, kSShort = 8, kSLong = 9, kSRational = 10, kFloat = 11,
-                 kDouble = 12;
+                 kDouble = 12, kLong8 = 16, kSLong8 = 17, kIFD8 = 18;
 }
 
 // Bytes per value of a field type (TIFF 6.0, section 2); 1 for unknown types.
@@ -94,7 +104,7 @@ struct TiffField {
   UInt16 tag = 0;
   UInt16 type = tiff_type::kShort;
   std::vector<UInt64> values{};
-  std::optional<UInt32> count{};
+  std::optional<UInt64> count{};
 };
 
 struct TiffRational {
@@ -140,6 +150,10 @@ struct TiffOptions {
   UInt32 seed = 0;
   std::optional<OSType> fileType{};            // Finder type in the sidecar; none: no sidecar
   std::optional<SampleThumbnail> thumbnail{};  // a resource fork holding it when given
+  // Version 43: 8-byte offsets and counts, the chunk tables as LONG8. Without
+  // it a layout past 4 GiB is refused with paramErr.
+  bool bigTiff = false;
+  std::optional<SampleBox> sparse{};
 };
 
 // A colour map of 3 × entries 16-bit values from the sample formula.
@@ -176,6 +190,7 @@ struct ScitexOptions {
   std::optional<std::string> pixelsPerLineText{};
   std::optional<OSType> fileType{};
   std::vector<platform::resources::Resource> resources{};  // a resource fork when not empty
+  std::optional<SampleBox> sparse{};
 };
 
 OSErr write_scitex(const std::filesystem::path& file, const ScitexOptions& options);
@@ -207,6 +222,7 @@ struct NativeOptions {
   // Added after the standard ones; each replaces the standard one of its id.
   std::vector<platform::resources::Resource> extraResources{};
   UInt32 seed = 0;
+  std::optional<SampleBox> sparse{};
 };
 
 // The resource fork write_native would give the file.

@@ -86,6 +86,10 @@ OSErr write_scitex(const std::filesystem::path& file, const ScitexOptions& optio
   sink.append(*header);
   const std::size_t segment = options.width + (options.width & 1);
   for (UInt32 line = 0; line < options.height; ++line) {
+    if (!meets_box(options.sparse, line, line + 1, 0, options.width)) {
+      sink.skip(UInt64(segment) * options.channels);
+      continue;
+    }
     for (SInt32 channel = 0; channel < options.channels; ++channel) {
       fill_bytes(sink.claim(segment), options.seed, SInt32(line), channel);
     }

@@ -1,8 +1,7 @@
-// TIFF sample files (TIFF 6.0): a header, one directory, its out-of-line
-// values and the pixel chunks. Values start on word boundaries as section 2
-// asks, and chunks do too, so every offset in the file is even. The whole
-// layout is computed before the first byte goes out, so the pixels can be
-// streamed row by row.
+// TIFF sample files (TIFF 6.0, or BigTIFF with 8-byte offsets): a header,
+// one directory, its out-of-line values and the pixel chunks. Values start on word boundaries as
+// section 2 asks, and chunks do too, so every offset in the file is even. The whole layout is
+// computed before the first byte goes out, so the pixels can be streamed row by row.
 #include <algorithm>
 
 #include "MacErrors.h"
@@ -33,26 +32,45 @@ UInt32 unitBytes(UInt16 type) {
     case tiff_type::kFloat:
     case tiff_type::kRational:
     case tiff_type::kSRational: return 4;
-    case tiff_type::kDouble: return 8;
+    case tiff_type::kDouble:
+    case tiff_type::kLong8:
+    case tiff_type::kSLong8:
+    case tiff_type::kIFD8: return 8;
     default: return 1;
   }
 }
 
+// The widths that differ between a classic TIFF and a BigTIFF.
+struct Form {
+  UInt16 version;
+  UInt32 headerBytes;
+  UInt32 countBytes;  // the directory's entry count
+  UInt32 entryBytes;
+  UInt32 offsetBytes;  // an offset, an entry's count and its value field
+
+  UInt64 tableBytes(std::size_t entries) const {
+    return countBytes + UInt64(entryBytes) * entries + offsetBytes;
+  }
+};
+
+constexpr Form kClassic{42, 8, 2, 12, 4};
+constexpr Form kBig{43, 16, 8, 20, 8};
+
 struct Entry {
   TiffField field;
-  UInt32 count = 0;
-  UInt32 valueOffset = 0;  // where the values live when they do not fit the entry
+  UInt64 count = 0;
+  UInt64 valueOffset = 0;  // where the values live when they do not fit the entry
   bool standard = false;   // made from the options, not given as an extra field
 
-  UInt64 storedBytes() const { return UInt64(count) * tiff_type_size(field.type); }
-  bool outOfLine() const { return storedBytes() > 4; }
+  UInt64 storedBytes() const { return count * tiff_type_size(field.type); }
+  bool outOfLine(const Form& form) const { return storedBytes() > form.offsetBytes; }
 };
 
 Entry makeEntry(TiffField field, bool standard) {
   Entry entry;
   entry.standard = standard;
   const UInt32 perValue = tiff_type_size(field.type) / unitBytes(field.type);
-  entry.count = field.count.value_or(UInt32(field.values.size() / perValue));
+  entry.count = field.count.value_or(UInt64(field.values.size() / perValue));
   entry.field = std::move(field);
   return entry;
 }
@@ -114,6 +132,12 @@ TiffField longField(UInt16 tag, std::vector<UInt64> values) {
   return TiffField{tag, tiff_type::kLong, std::move(values), std::nullopt};
 }
 
+// Offsets and byte counts: LONG8 in a BigTIFF.
+TiffField tableField(UInt16 tag, std::size_t count, bool big) {
+  return TiffField{tag, big ? tiff_type::kLong8 : tiff_type::kLong, std::vector<UInt64>(count),
+                   std::nullopt};
+}
+
 TiffField sizeField(UInt16 tag, UInt32 value) {
   return value <= 0xFFFF ? shortField(tag, {value}) : longField(tag, {value});
 }
@@ -136,12 +160,12 @@ std::vector<TiffField> standardFields(const TiffOptions& o, const Geometry& g, U
   if (g.tiled) {
     fields.push_back(longField(kTileWidth, {g.chunkColumns}));
     fields.push_back(longField(kTileLength, {g.chunkRows}));
-    fields.push_back(longField(kTileOffsets, std::vector<UInt64>(chunks)));
-    fields.push_back(longField(kTileByteCounts, std::vector<UInt64>(chunks)));
+    fields.push_back(tableField(kTileOffsets, chunks, o.bigTiff));
+    fields.push_back(tableField(kTileByteCounts, chunks, o.bigTiff));
   } else {
     if (o.rowsPerStrip != 0) fields.push_back(longField(kRowsPerStrip, {o.rowsPerStrip}));
-    fields.push_back(longField(kStripOffsets, std::vector<UInt64>(chunks)));
-    fields.push_back(longField(kStripByteCounts, std::vector<UInt64>(chunks)));
+    fields.push_back(tableField(kStripOffsets, chunks, o.bigTiff));
+    fields.push_back(tableField(kStripByteCounts, chunks, o.bigTiff));
   }
   if (o.xResolution) fields.push_back(rationalField(kXResolution, *o.xResolution));
   if (o.yResolution) fields.push_back(rationalField(kYResolution, *o.yResolution));
@@ -204,25 +228,26 @@ class Encoder {
 };
 
 // The directory and its values, to be stored at directoryOffset.
-std::vector<UInt8> encodeDirectory(const std::vector<Entry>& entries, const Encoder& encoder) {
+std::vector<UInt8> encodeDirectory(const std::vector<Entry>& entries, const Encoder& encoder,
+                                   const Form& form) {
   std::vector<UInt8> out;
-  encoder.put(out, entries.size(), 2);
+  encoder.put(out, entries.size(), form.countBytes);
   std::vector<UInt8> outside;
   for (const Entry& entry : entries) {
     encoder.put(out, entry.field.tag, 2);
     encoder.put(out, entry.field.type, 2);
-    encoder.put(out, entry.count, 4);
+    encoder.put(out, entry.count, form.offsetBytes);
     std::vector<UInt8> bytes = encoder.values(entry);
-    if (entry.outOfLine()) {
-      encoder.put(out, entry.valueOffset, 4);
+    if (entry.outOfLine(form)) {
+      encoder.put(out, entry.valueOffset, form.offsetBytes);
       outside.insert(outside.end(), bytes.begin(), bytes.end());
       outside.resize(evenUp(outside.size()), 0);
     } else {
-      bytes.resize(4, 0);
+      bytes.resize(form.offsetBytes, 0);
       out.insert(out.end(), bytes.begin(), bytes.end());
     }
   }
-  encoder.put(out, 0, 4);  // no next directory
+  encoder.put(out, 0, form.offsetBytes);  // no next directory
   out.insert(out.end(), outside.begin(), outside.end());
   return out;
 }
@@ -234,26 +259,28 @@ struct Layout {
   std::vector<UInt64> chunkOffsets;
 };
 
-UInt64 directoryBytes(const std::vector<Entry>& entries) {
-  UInt64 bytes = 2 + 12 * UInt64(entries.size()) + 4;
+UInt64 directoryBytes(const std::vector<Entry>& entries, const Form& form) {
+  UInt64 bytes = form.tableBytes(entries.size());
   for (const Entry& entry : entries) {
-    if (entry.outOfLine()) bytes += evenUp(entry.storedBytes());
+    if (entry.outOfLine(form)) bytes += evenUp(entry.storedBytes());
   }
   return bytes;
 }
 
 // Places directory, values and chunks; odd chunks are followed by a pad byte.
-Layout layOut(std::vector<Entry>& entries, const std::vector<UInt64>& sizes, bool pixelsFirst) {
+Layout layOut(std::vector<Entry>& entries, const std::vector<UInt64>& sizes, bool pixelsFirst,
+              const Form& form) {
   UInt64 pixelBytes = 0;
   for (UInt64 size : sizes) pixelBytes += evenUp(size);
+  const UInt64 header = form.headerBytes;
   Layout layout;
-  layout.directoryOffset = pixelsFirst ? 8 + pixelBytes : 8;
-  layout.pixelOffset = pixelsFirst ? 8 : 8 + directoryBytes(entries);
-  layout.end = 8 + pixelBytes + directoryBytes(entries);
-  UInt64 next = layout.directoryOffset + 2 + 12 * UInt64(entries.size()) + 4;
+  layout.directoryOffset = pixelsFirst ? header + pixelBytes : header;
+  layout.pixelOffset = pixelsFirst ? header : header + directoryBytes(entries, form);
+  layout.end = header + pixelBytes + directoryBytes(entries, form);
+  UInt64 next = layout.directoryOffset + form.tableBytes(entries.size());
   for (Entry& entry : entries) {
-    if (!entry.outOfLine()) continue;
-    entry.valueOffset = UInt32(next);
+    if (!entry.outOfLine(form)) continue;
+    entry.valueOffset = next;
     next += evenUp(entry.storedBytes());
   }
   next = layout.pixelOffset;
@@ -294,41 +321,66 @@ class PixelWriter {
   }
 
  private:
-  void fillRow(std::span<UInt8> out, SInt32 row, SInt32 plane) const {
+  // first: the first column (8 bits per sample) or byte of the image's row.
+  void fillRow(std::span<UInt8> out, SInt32 row, SInt32 plane, SInt64 first) const {
     if (o_.bitsPerSample == 8) {
-      fill_interleaved(out, o_.seed, row, g_.samplesPerPixel, plane);
+      fill_interleaved(out, o_.seed, row, g_.samplesPerPixel, plane, first);
     } else {
-      fill_bytes(out, o_.seed, row, plane);
+      fill_bytes(out, o_.seed, row, plane, first);
     }
   }
 
   void writeStrips(SInt32 plane) {
     const std::size_t rowBytes = std::size_t(g_.rowBytes(o_.width, o_.bitsPerSample));
     for (UInt32 row = 0; row < o_.height; ++row) {
-      fillRow(sink_.claim(rowBytes), SInt32(row), plane);
+      const UInt32 top = row / g_.chunkRows * g_.chunkRows;
+      const bool kept = meets_box(o_.sparse, top, UInt64(top) + g_.chunkRows, 0, o_.width);
+      if (kept) {
+        fillRow(sink_.claim(rowBytes), SInt32(row), plane, 0);
+      } else {
+        sink_.skip(rowBytes);
+      }
       const bool stripEnds = (row + 1) % g_.chunkRows == 0 || row + 1 == o_.height;
       const UInt32 stripRows = (row % g_.chunkRows) + 1;
-      if (stripEnds && (UInt64(stripRows) * rowBytes) % 2 == 1) sink_.append_zeros(1);
+      if (stripEnds && (UInt64(stripRows) * rowBytes) % 2 == 1) pad(kept);
     }
   }
 
-  // One band of tile rows at a time, cut into tiles.
+  // Tile by tile, each row filled where it lies in the image's row, so that
+  // a tile costs its own bytes only.
   void writeTiles(SInt32 plane) {
     const std::size_t tileRowBytes = std::size_t(g_.rowBytes(g_.chunkColumns, o_.bitsPerSample));
-    const std::size_t bandRowBytes = tileRowBytes * g_.chunksAcross;
-    std::vector<UInt8> band(bandRowBytes * g_.chunkRows);
+    const std::size_t tileBytes = tileRowBytes * g_.chunkRows;
     for (UInt32 down = 0; down < g_.chunksDown; ++down) {
-      for (UInt32 r = 0; r < g_.chunkRows; ++r) {
-        const SInt32 row = SInt32(down * g_.chunkRows + r);
-        fillRow(std::span(band).subspan(r * bandRowBytes, bandRowBytes), row, plane);
-      }
+      const UInt64 top = UInt64(down) * g_.chunkRows;
       for (UInt32 across = 0; across < g_.chunksAcross; ++across) {
-        for (UInt32 r = 0; r < g_.chunkRows; ++r) {
-          sink_.append(
-              std::span(band).subspan(r * bandRowBytes + across * tileRowBytes, tileRowBytes));
+        const UInt64 left = UInt64(across) * g_.chunkColumns;
+        const bool kept =
+            meets_box(o_.sparse, top, top + g_.chunkRows, left, left + g_.chunkColumns);
+        if (kept) {
+          writeTile(plane, top, across, tileRowBytes);
+        } else {
+          sink_.skip(tileBytes);
         }
-        if ((tileRowBytes * g_.chunkRows) % 2 == 1) sink_.append_zeros(1);
+        if (tileBytes % 2 == 1) pad(kept);
       }
+    }
+  }
+
+  // The byte after an odd chunk: written with the chunk, a hole without it.
+  void pad(bool kept) {
+    if (kept) {
+      sink_.append_zeros(1);
+    } else {
+      sink_.skip(1);
+    }
+  }
+
+  void writeTile(SInt32 plane, UInt64 top, UInt32 across, std::size_t tileRowBytes) {
+    const SInt64 first = o_.bitsPerSample == 8 ? SInt64(across) * g_.chunkColumns
+                                               : SInt64(across) * SInt64(tileRowBytes);
+    for (UInt32 r = 0; r < g_.chunkRows; ++r) {
+      fillRow(sink_.claim(tileRowBytes), SInt32(top + r), plane, first);
     }
   }
 
@@ -337,8 +389,23 @@ class PixelWriter {
   const Geometry& g_;
 };
 
+// Byte order and version; a BigTIFF goes on with its offsets' size, 8, and
+// a 0. Then the first directory's offset.
+std::vector<UInt8> encodeHeader(bool little, const Layout& layout, const Form& form,
+                                const Encoder& encoder) {
+  std::vector<UInt8> header = {little ? UInt8('I') : UInt8('M'), little ? UInt8('I') : UInt8('M')};
+  encoder.put(header, form.version, 2);
+  if (form.version == kBig.version) {
+    encoder.put(header, form.offsetBytes, 2);
+    encoder.put(header, 0, 2);
+  }
+  encoder.put(header, layout.directoryOffset, form.offsetBytes);
+  return header;
+}
+
 bool validOptions(const TiffOptions& o) {
   if (o.width == 0 || o.height == 0 || o.samplesPerPixel == 0) return false;
+  if (o.width > UInt32(INT32_MAX) || o.height > UInt32(INT32_MAX)) return false;
   if (o.bitsPerSample == 0 || o.bitsPerSample > 32) return false;
   return !o.tiles || (o.tiles->width > 0 && o.tiles->length > 0);
 }
@@ -370,17 +437,15 @@ OSErr write_tiff(const std::filesystem::path& file, const TiffOptions& options) 
   if (!validOptions(options)) return paramErr;
   const Geometry geometry = makeGeometry(options);
   const std::vector<UInt64> sizes = chunkSizes(geometry, options);
+  const Form& form = options.bigTiff ? kBig : kClassic;
   std::vector<Entry> entries = directoryEntries(options, geometry, UInt32(sizes.size()));
-  const Layout layout = layOut(entries, sizes, options.directoryAfterPixels);
-  if (layout.end > 0xFFFFFFFFu) return paramErr;  // offsets are 32-bit
+  const Layout layout = layOut(entries, sizes, options.directoryAfterPixels, form);
+  if (!options.bigTiff && layout.end > 0xFFFFFFFFu) return paramErr;  // offsets are 32-bit
   fillChunkTables(entries, layout, sizes, geometry.tiled);
 
   const Encoder encoder(options.littleEndian);
-  std::vector<UInt8> header = {options.littleEndian ? UInt8('I') : UInt8('M'),
-                               options.littleEndian ? UInt8('I') : UInt8('M')};
-  encoder.put(header, 42, 2);
-  encoder.put(header, layout.directoryOffset, 4);
-  const std::vector<UInt8> directory = encodeDirectory(entries, encoder);
+  const std::vector<UInt8> header = encodeHeader(options.littleEndian, layout, form, encoder);
+  const std::vector<UInt8> directory = encodeDirectory(entries, encoder, form);
 
   FileSink sink(kWriteBufferBytes);
   if (OSErr err = sink.open(file); err != noErr) return err;
