@@ -59,7 +59,6 @@ enum : UInt16 {
   kCIELab = 8,
 };
 
-constexpr SInt32 kMaxDimension = 30000;
 constexpr UInt32 kHeaderBigEndian = 0x4D4D;
 constexpr UInt32 kHeaderLittleEndian = 0x4949;
 constexpr UInt16 kTIFFVersion = 42;
@@ -176,13 +175,13 @@ static OSErr parseLongInto(TIFFWalk* walk, SInt32 minimum, SInt32 maximum, Field
 }
 
 static OSErr parseImageWidth(TIFFWalk* walk) {
-  return parseWordInto(walk, 1, kMaxDimension, &walk->state->imageWidth);
+  return parseLongInto(walk, 1, INT32_MAX, &walk->state->imageWidth);
 }
 
 // Until RowsPerStrip says otherwise the image is one strip (the
 // RowsPerStrip default of TIFF 6.0, section 8).
 static OSErr parseImageLength(TIFFWalk* walk) {
-  OSErr err = parseWordInto(walk, 1, kMaxDimension, &walk->state->imageLength);
+  OSErr err = parseLongInto(walk, 1, INT32_MAX, &walk->state->imageLength);
   if (err == noErr) walk->state->rowsPerStrip = walk->state->imageLength;
   return err;
 }

@@ -25,6 +25,9 @@ struct AcquireOptions {
   // The rectangle, in image pixels, that the run takes instead of asking
   // the user in the selection dialog.
   std::optional<VRect> presetSelection{};
+  // Whether the run offers the big-document extension; only tests that
+  // stand in for an older host turn it off.
+  bool bigDocuments = true;
 };
 
 struct AcquireOutcome {

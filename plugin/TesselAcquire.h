@@ -16,12 +16,14 @@ struct AcquireGlobals {
   UInt8 tagAtFinish;         // cleared by any failing call
   BufferID bufferId;         // 0 when none
   Ptr buffer;
-  SInt16 stripRows;
+  SInt32 stripRows;
   SInt32 rowBytes;
-  SInt16 currentRow;
+  SInt32 currentRow;
   SInt16 currentPlane;
-  SInt32 progressDone;
-  SInt32 progressTotal;
+  SInt64 progressDone;
+  SInt64 progressTotal;
+  Str255 reportText0;  // fills ^0 of the next message, for the limits' numbers
+  Str255 reportText1;  // fills ^1
 };
 
 // The title template and the mark that shows where a title was cut.
@@ -51,8 +53,10 @@ OSErr CheckAcquirable(const SourceImage* image, SInt16* documentMode);
 
 // Asks the host for the strip buffer: rows of the selection's width (times
 // the channels when interleaved) rounded up to 4 bytes, between 1 and the
-// selection's height of them. On failure returns the host's error and leaves
-// the buffer fields as they were.
+// selection's height of them (at most 32767, all the host's protocol can
+// ask for). 137, with the row's width and bytes in the report texts, when
+// not even one row can be had; otherwise on failure returns the host's
+// error. On failure leaves the buffer fields as they were.
 OSErr AllocateReadBuffer(AcquireGlobals* globals, SourceImage* image, Boolean interleaved);
 
 // Gives the strip buffer back to the host, if there is one. Always 0.

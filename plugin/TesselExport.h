@@ -12,11 +12,11 @@ struct ExportGlobals {
   ExportParams* params;      // the record of the current call
   SourceImage* sourceImage;  // null outside a run
   UInt8 runOk;               // cleared by any failing call
-  SInt16 currentRow;         // first file row of the band in hand
+  SInt32 currentRow;         // first file row of the band in hand
   SInt16 currentPlane;
-  SInt16 bandRows;
-  SInt32 progressDone;
-  SInt32 progressTotal;
+  SInt32 bandRows;
+  SInt64 progressDone;
+  SInt64 progressTotal;
   Str255 reportText0;  // fills ^0 of the next export message
   Str255 reportText1;  // fills ^1 of the next export message
 };

@@ -19,7 +19,7 @@ class ExportFixture : public PluginTest {
   static constexpr UInt32 kSeed = 11;
   // 12 rows in bands of 4, each band one strip: every band is one read and
   // one write of the file.
-  static constexpr Rect kRect{4, 3, 16, 20};
+  static constexpr VRect kRect{4, 3, 16, 20};
   static constexpr SInt32 kBandRows = 4;
 
   void SetUp() override {

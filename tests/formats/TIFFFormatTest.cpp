@@ -293,7 +293,7 @@ TEST_F(TIFFFormat, DirectoriesItCannotHandleGive300) {
   };
   const Values tenOffsets(10, 8), nineCounts(9, 1);
   const std::vector<Case> cases = {
-      {"ImageWidth 30001", kWidth, {{kWidth, kTIFFShort, {30001}}}},
+      {"ImageWidth 2^31", kWidth, {{kWidth, kTIFFLong, {2147483648}}}},
       {"ImageWidth 0", kWidth, {{kWidth, kTIFFLong, {0}}}},
       {"ImageWidth as text", kWidth, {{kWidth, kTIFFAscii, {'4', 0}}}},
       {"negative ImageLength", kLength, {{kLength, kTIFFSShort, {-2}}}},
@@ -476,7 +476,7 @@ TEST_F(TIFFFormat, SamplesThatAreNotUnsignedIntegersGive300AndTellWhy) {
        3},
       {0, {{kSampleFormat, kTIFFShort, {1, 1, 4}}}, kTIFFNotHandled, kSampleFormat, 4},
       {0, {{kSampleFormat, kTIFFShort, {0}}}, kTIFFNotHandled, kSampleFormat, 0},
-      {kWidth, {{kWidth, kTIFFShort, {30001}}}, kTIFFNotHandled, kWidth, 30001},
+      {kWidth, {{kWidth, kTIFFLong, {0}}}, kTIFFNotHandled, kWidth, 0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.fields.front().values.back());

@@ -66,13 +66,5 @@ TEST(HostTexts, EveryTextIsThereWithItsPlaceholders) {
   EXPECT_NE(message(Text::kUsage).find("\nCommands:\n"), std::string::npos);
 }
 
-TEST_F(CommandLine, DocumentTooLargeForTheRecordsIsRefused) {
-  Document wide{.mode = kGrayMode, .columns = 40000, .rows = 1, .planes = 1};
-  wide.pixels.resize(40000);
-  ASSERT_EQ(write_document(path("wide.tif"), wide), noErr);
-  EXPECT_EQ(run({"export", path("wide.tif").string()}), kExitFailed);
-  EXPECT_NE(err.str().find("40000"), std::string::npos) << err.str();
-}
-
 }  // namespace
 }  // namespace tessel::host

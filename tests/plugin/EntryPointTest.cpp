@@ -1,3 +1,4 @@
+#include "FaultyFileSystem.h"
 #include "PluginTestSupport.h"
 #include "TextUtils.h"
 #include "plugin/TesselAcquire.h"
@@ -20,7 +21,7 @@ class EntryPoint : public PluginTest {
   // A document tagged with a sample file's rectangle, ready to export.
   void tagged_document() {
     ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), 0);
-    ASSERT_EQ(host.tag(spec_of("image.tif"), Rect{0, 0, 10, 10}), 0);
+    ASSERT_EQ(host.tag(spec_of("image.tif"), VRect{0, 0, 10, 10}), 0);
     host.describe_document();
   }
 };
@@ -48,10 +49,13 @@ TEST_F(EntryPoint, UnknownSelectorsAreReportedAndClearTheRunFlag) {
 
 TEST_F(EntryPoint, ANegativeResultReachesTheHostAsOneAfterItsReport) {
   tagged_document();
-  Set(host.params, kExportMemoryLimit, 29);  // less than one row of 10 RGB pixels
+  FaultyFileSystem faulty;
+  faulty.fail_write_at = 1;
+  faulty.write_error = EIO;
+  platform::ScopedFileSystem scope(faulty);
   EXPECT_EQ(host.run(), 1);
-  EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 13 [|]", -108)});
-  EXPECT_EQ(export_globals()->sourceImage, nullptr);  // the failed start cleaned up
+  EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 13 [|]", -36)});
+  EXPECT_EQ(export_globals()->sourceImage, nullptr);  // finish cleaned up
 }
 
 TEST_F(EntryPoint, CancelIsSilentAndStillEndsTheRun) {
