@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "MacErrors.h"
 #include "MacTypes.h"
 #include "References.h"
 #include "formats/RasterFormats.h"

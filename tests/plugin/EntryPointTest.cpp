@@ -1,6 +1,7 @@
 #include "FaultyFileSystem.h"
 #include "PluginTestSupport.h"
 #include "TextUtils.h"
+#include "plugin/BandSteps.h"
 #include "plugin/TesselAcquire.h"
 #include "plugin/TesselAcquireReportResult.h"
 #include "plugin/TesselExportReportResult.h"
@@ -160,4 +161,25 @@ TEST_F(ResultReporting, EachSideShowsItsOwnMessageOrTheGenericOne) {
 }
 
 }  // namespace
+// The host's progress callback counts in 32 bits; a run of more units (16
+// planes of 2^31 - 1 rows) is scaled down, keeping done's share of total and
+// the end at the end.
+TEST(ProgressForHost, ScalesRunsPastThirtyTwoBitsKeepingTheShare) {
+  constexpr SInt64 kLongRun = SInt64(16) * INT32_MAX;
+  const struct {
+    SInt64 done, total;
+    SInt32 hostDone, hostTotal;
+  } cases[] = {{5, 60, 5, 60},
+               {INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX},
+               {SInt64(1) << 32, SInt64(1) << 33, 1 << 29, 1 << 30},
+               {3LL << 31, 3LL << 31, 3 << 29, 3 << 29},
+               {kLongRun / 2, kLongRun, INT32_MAX / 2, INT32_MAX},
+               {kLongRun, kLongRun, INT32_MAX, INT32_MAX}};
+  for (const auto& c : cases) {
+    SInt32 done = -1, total = -1;
+    ProgressForHost(c.done, c.total, &done, &total);
+    EXPECT_EQ(std::pair(done, total), std::pair(c.hostDone, c.hostTotal)) << c.total;
+  }
+}
+
 }  // namespace tessel::testing
