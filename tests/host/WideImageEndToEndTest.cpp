@@ -9,8 +9,11 @@
 #include "ByteOrder.h"
 #include "MacErrors.h"
 #include "ProgramTestSupport.h"
+#include "StandardFile.h"
 #include "TagFields.h"
+#include "host/AcquireRun.h"
 #include "host/Document.h"
+#include "host/Module.h"
 #include "tools/samples/SampleImages.h"
 
 namespace tessel::host {
@@ -92,6 +95,11 @@ class WideImageEndToEnd : public testing::ProgramTest {
   int shell(const std::string& command) {
     return std::system(("cd " + root_.string() + " && timeout -k 5 60 " + command).c_str());
   }
+  static bool mentions_all(const std::string& text, std::initializer_list<const char*> parts) {
+    for (const char* part : parts)
+      if (text.find(part) == std::string::npos) return false;
+    return true;
+  }
   // Runs a few lines of Python with tifffile and numpy; 0 when they pass.
   int python(const std::string& program) {
     write_text("check.py", "import sys, tifffile, numpy\n" + program);
@@ -169,6 +177,36 @@ TEST_F(WideImageEndToEnd, TheFarCornerOfASparseTwoGigabyteImage) {
   EXPECT_GT(right - left, 32767) << selected.out;  // a grid cell is a third of the width
   EXPECT_LE(right, SparseGrayTiff::kWidth);
   EXPECT_LE(std::stoll(sides[3]), SparseGrayTiff::kHeight);
+}
+
+// The same run with the real module, once from a host that offers the
+// extension and once from one that does not: the older host is told its
+// limit and gets no document; the newer one gets the box's pixels.
+TEST_F(WideImageEndToEnd, AnOlderHostIsToldItsLimitWhereANewerOneGetsThePixels) {
+  ASSERT_EQ(samples::write_tiff(path("wide.tif"), {.width = 40000, .height = 4}), noErr);
+  auto module = Module::load(testing::module_file());
+  ASSERT_TRUE(module.has_value());
+  AcquireOptions options;
+  options.presetSelection = VRect{1, 0, 3, 40000};
+  options.bigDocuments = false;
+  platform::standard_file::preselect(path("wide.tif"));
+  const AcquireOutcome older = run_acquire((*module)->acquire_entry(), options);
+  EXPECT_EQ(older.result, 136);
+  EXPECT_TRUE(older.document.pixels.empty());
+  EXPECT_TRUE(mentions_all(text_of(path("alerts.log")), {"40,000", "32,767"}));
+
+  options.bigDocuments = true;
+  platform::standard_file::preselect(path("wide.tif"));
+  const AcquireOutcome newer = run_acquire((*module)->acquire_entry(), options);
+  ASSERT_EQ(newer.result, 0);
+  ASSERT_EQ(newer.document.columns, 40000);
+  ASSERT_EQ(newer.document.rows, 2);
+  std::size_t wrong = 0;
+  for (SInt32 row = 0; row < 2; ++row)
+    for (SInt32 column = 0; column < 40000; ++column)
+      wrong += newer.document.pixels[std::size_t(row) * 40000 + std::size_t(column)] !=
+               samples::sample_value(0, row + 1, column, 0);
+  EXPECT_EQ(wrong, 0u);
 }
 
 }  // namespace
