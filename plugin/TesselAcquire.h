@@ -37,9 +37,10 @@ constexpr SInt16 kDocumentTitleLength = 31;
 // and describes the image and leaves it open (a failing start has cleaned up
 // after itself); the rectangle is the user's choice in the selection dialog,
 // or the host's kAcquirePresetSelection when it gives one (135 when that is
-// empty or reaches outside the image); each continue delivers one strip, and the one after the last
-// strip leaves dataPointer null; finish tags the document when no call of the
-// run failed, then closes and frees everything. Always 0.
+// empty or reaches outside the image; 136 when a side passes 32767 and the
+// host lacks the big-document extension); each continue delivers one strip, and the one after the
+// last strip leaves dataPointer null; finish tags the document when no call of the run failed, then
+// closes and frees everything. Always 0.
 OSErr AcquireDoPrepare(AcquireGlobals* globals);
 OSErr AcquireDoStart(AcquireGlobals* globals);
 OSErr AcquireDoContinue(AcquireGlobals* globals);

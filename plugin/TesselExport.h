@@ -28,8 +28,10 @@ OSErr ExportDoStart(ExportGlobals* globals);
 OSErr ExportDoContinue(ExportGlobals* globals);
 OSErr ExportDoFinish(ExportGlobals* globals);
 
-// Opens image's file and checks that it and the document still fit together;
-// on any failure the file is closed again and the code returned.
+// Opens image's file and checks that it and the document still fit together
+// (136 first when a side of the rectangle passes 32767 and the host lacks the
+// big-document extension); on any failure the file is closed again and the
+// code returned.
 OSErr OpenImageFile(ExportGlobals* globals, SourceImage* image);
 
 // Tells the host which pixels to hand over next: an empty request when every
