@@ -42,7 +42,7 @@ struct SourceImage {
   float vResolution;
   SInt32 recordedWidth;  // from the document tag, on export only
   SInt32 recordedHeight;
-  Rect selection;  // image pixels; bottom and right exclusive
+  VRect selection;  // image pixels; bottom and right exclusive
   SInt32 selectionHeight;
   SInt32 selectionWidth;
 };

@@ -31,8 +31,8 @@ bool document_mode(SInt16 mode) {
 // cannot hold it.
 bool describe_document(const AcquireParams& params, Document& document) {
   document.mode = Get(params, kAcquireImageMode);
-  document.rows = Get(params, kAcquireImageRows);
-  document.columns = Get(params, kAcquireImageColumns);
+  document.rows = Get(params, kAcquireDocumentRows);
+  document.columns = Get(params, kAcquireDocumentColumns);
   document.planes = Get(params, kAcquireImagePlanes);
   document.xResolution = double(Get(params, kAcquireHorizontalResolution)) / 65536.0;
   document.yResolution = double(Get(params, kAcquireVerticalResolution)) / 65536.0;
@@ -41,7 +41,7 @@ bool describe_document(const AcquireParams& params, Document& document) {
 }
 
 struct Strip {
-  Rect rect;
+  VRect rect;
   SInt16 firstPlane;
   SInt16 lastPlane;
   SInt32 columnStep;
@@ -51,7 +51,7 @@ struct Strip {
 };
 
 Strip delivered_strip(const AcquireParams& params) {
-  return {Get(params, kAcquireDataRect),
+  return {Get(params, kAcquireDeliveredRect),
           Get(params, kAcquireFirstPlane),
           Get(params, kAcquireLastPlane),
           Get(params, kAcquireColumnStep),
@@ -61,7 +61,7 @@ Strip delivered_strip(const AcquireParams& params) {
 }
 
 bool lies_inside(const Strip& strip, const Document& document) {
-  const Rect& r = strip.rect;
+  const VRect& r = strip.rect;
   return r.top >= 0 && r.left >= 0 && r.top < r.bottom && r.left < r.right &&
          r.bottom <= document.rows && r.right <= document.columns && strip.firstPlane >= 0 &&
          strip.firstPlane <= strip.lastPlane && strip.lastPlane < document.planes &&
@@ -75,7 +75,7 @@ std::optional<Tile> tile_of(const Strip& strip) {
   const bool onePlane = strip.firstPlane == strip.lastPlane;
   if (onePlane ? strip.columnStep != 1 : !(strip.columnStep > 1 && strip.planeStep == 1))
     return std::nullopt;
-  const Rect& r = strip.rect;
+  const VRect& r = strip.rect;
   return Tile{const_cast<UInt8*>(strip.data),
               TileArea{r.top, r.left, r.bottom, r.right, strip.firstPlane, strip.lastPlane + 1},
               strip.rowStep, strip.columnStep, 0};
@@ -195,6 +195,7 @@ class Session {
         displayPixels_(NewProcReference(&display_pixels)),
         bufferProcs_(NewReference(buffers_.procs())),
         resourceProcs_(NewReference(resources_.procs())) {
+    Set(params_, kAcquireBigDocuments, options.bigDocuments ? kBigDocumentsVersion : 0u);
     Set(params_, kAcquireTestAbort, callbacks_.test_abort());
     Set(params_, kAcquireUpdateProgress, callbacks_.update_progress());
     Set(params_, kAcquireMemoryLimit, options.memoryLimit);

@@ -31,6 +31,9 @@ struct AcquireOptions {
   // moves it to its place (DocumentWriter::commit). Empty: in the current
   // folder.
   std::filesystem::path staging{};
+  // Whether the run offers the big-document extension; only tests that
+  // stand in for an older host turn it off.
+  bool bigDocuments = true;
 };
 
 struct AcquireOutcome {

@@ -102,12 +102,6 @@ std::optional<Document> open_document(const std::filesystem::path& path, std::os
     err << unreadable_line(name, document.error()) << '\n';
     return std::nullopt;
   }
-  if (!fits_export_records(*document)) {
-    err << message(Text::kDocumentTooLarge,
-                   {name, std::to_string(document->columns), std::to_string(document->rows)})
-        << '\n';
-    return std::nullopt;
-  }
   return std::move(*document);
 }
 

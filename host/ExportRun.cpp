@@ -16,12 +16,12 @@ namespace tessel::host {
 namespace {
 
 struct Band {
-  Rect rect;
+  VRect rect;
   SInt16 firstPlane;
   SInt16 lastPlane;
 };
 
-bool is_empty(const Rect& rect) { return rect.top >= rect.bottom || rect.left >= rect.right; }
+bool is_empty(const VRect& rect) { return rect.top >= rect.bottom || rect.left >= rect.right; }
 
 bool lies_inside(const Band& band, const Document& document) {
   return band.rect.top >= 0 && band.rect.left >= 0 && band.rect.bottom <= document.rows &&
@@ -107,15 +107,16 @@ class BandSource {
 };
 
 Band requested_band(const ExportParams& params) {
-  return {Get(params, kExportRequestRect), Get(params, kExportFirstPlane),
+  return {Get(params, kExportRequestedRect), Get(params, kExportFirstPlane),
           Get(params, kExportLastPlane)};
 }
 
-void describe(ExportParams& params, const Document& document, SInt32 memoryLimit) {
-  Set(params, kExportMemoryLimit, memoryLimit);
+void describe(ExportParams& params, const Document& document, const ExportOptions& options) {
+  Set(params, kExportBigDocuments, options.bigDocuments ? kBigDocumentsVersion : 0u);
+  Set(params, kExportMemoryLimit, options.memoryLimit);
   Set(params, kExportImageMode, document.mode);
-  Set(params, kExportImageRows, SInt16(document.rows));
-  Set(params, kExportImageColumns, SInt16(document.columns));
+  Set(params, kExportDocumentRows, document.rows);
+  Set(params, kExportDocumentColumns, document.columns);
   Set(params, kExportImagePlanes, document.planes);
   // Until the plug-in says otherwise the document differs from its file.
   Set(params, kExportModifiedFlag, UInt8(1));
@@ -134,7 +135,7 @@ class Session {
         bands_(reader, document),
         bufferProcs_(NewReference(buffers_.procs())),
         resourceProcs_(NewReference(resources_.procs())) {
-    describe(params_, document, options.memoryLimit);
+    describe(params_, document, options);
     Set(params_, kExportTestAbort, callbacks_.test_abort());
     Set(params_, kExportUpdateProgress, callbacks_.update_progress());
     Set(params_, kExportBufferProcs, bufferProcs_.get());
@@ -201,8 +202,7 @@ OSErr record_saved_back(const std::filesystem::path& path, Document& document,
 }  // namespace
 
 bool fits_export_records(const Document& document) {
-  return document.rows > 0 && document.rows <= 0x7FFF && document.columns > 0 &&
-         document.columns <= 0x7FFF && document.planes > 0;
+  return document.rows > 0 && document.columns > 0 && document.planes > 0;
 }
 
 ExportOutcome run_export(ExportEntryProc entry, const std::filesystem::path& path,

@@ -24,6 +24,9 @@ struct ExportOptions {
   // $TESSEL_TEST_INTERRUPT_SIGNAL (INT or TERM) in the program.
   std::optional<int> interruptAfterBands{};
   int interruptSignal = SIGINT;
+  // Whether the run offers the big-document extension; only tests that
+  // stand in for an older host turn it off.
+  bool bigDocuments = true;
 };
 
 struct ExportOutcome {
@@ -40,8 +43,9 @@ struct ExportOutcome {
   std::vector<std::filesystem::path> lockedOut{};
 };
 
-// The largest document the records can describe: rows, columns and planes
-// are 16-bit there.
+// Whether the records can describe the document: with the big-document
+// extension any positive size. A host without it leaves a side past 16 bits
+// for the plug-in to refuse with its own message.
 bool fits_export_records(const Document& document);
 
 // Runs entry over document, the file at path: prepare, start, continue

@@ -88,7 +88,7 @@ int run_select_command(std::span<const std::string_view> args, std::ostream& out
     err << message(Text::kImageNotOpened, {parsed->image.string(), std::to_string(result)}) << '\n';
     return kExitFailed;
   }
-  const Rect& r = open.image.selection;
+  const VRect& r = open.image.selection;
   out << r.top << ',' << r.left << ',' << r.bottom << ',' << r.right << '\n';
   return kExitDone;
 }

@@ -50,6 +50,15 @@ struct Rect {
   SInt16 right;
 };
 
+// A rectangle of 32-bit coordinates: top, left, bottom, right (exclusive),
+// for images whose sides do not fit in a Rect.
+struct VRect {
+  SInt32 top;
+  SInt32 left;
+  SInt32 bottom;
+  SInt32 right;
+};
+
 // A file's identity: volume, parent folder and name. The two bytes of padding
 // after vRefNum are part of the record's layout, which documents carry. A
 // name longer than 63 bytes is held as its stand-in (Files.h).

@@ -32,7 +32,7 @@ static void encodeTag(std::span<UInt8> tag, const SourceImage* image) {
   write_big32(tag, kDocumentTagVersion);
   write_big16(tag.subspan(4), UInt16(image->fileSpec.vRefNum));
   write_big32(tag.subspan(8), UInt32(image->fileSpec.parID));
-  const Rect& r = image->selection;
+  const VRect& r = image->selection;
   const SInt32 sides[] = {r.top, r.left, r.bottom, r.right};
   for (std::size_t i = 0; i < 4; ++i)
     write_big32(tag.subspan(kRectOffset + 4 * i), UInt32(sides[i]));
@@ -43,7 +43,10 @@ static void encodeTag(std::span<UInt8> tag, const SourceImage* image) {
   std::copy_n(name, name[0] + 1, tag.begin() + kNameOffset);
 }
 
-static bool fitsSInt16(SInt32 value) { return value >= INT16_MIN && value <= INT16_MAX; }
+// A rectangle no image can hold is a damaged tag, whatever its size says.
+static bool isImageRect(const VRect& r) {
+  return r.top >= 0 && r.left >= 0 && r.top < r.bottom && r.left < r.right;
+}
 
 // The identity of the named file in the folder. A folder that no longer
 // resolves still gives a spec, which then opens as "file not found" and
@@ -69,16 +72,17 @@ static OSErr identityOf(SInt16 volume, SInt32 folder, ConstStringPtr name, FSSpe
 }
 
 static OSErr decodeTag(std::span<const UInt8> tag, SourceImage* image) {
-  SInt32 sides[4];
-  for (std::size_t i = 0; i < 4; ++i)
-    sides[i] = SInt32(read_big32(tag.subspan(kRectOffset + 4 * i)));
-  if (!std::all_of(sides, sides + 4, fitsSInt16)) return kTagVersion;
+  const VRect selection{SInt32(read_big32(tag.subspan(kRectOffset))),
+                        SInt32(read_big32(tag.subspan(kRectOffset + 4))),
+                        SInt32(read_big32(tag.subspan(kRectOffset + 8))),
+                        SInt32(read_big32(tag.subspan(kRectOffset + 12)))};
+  if (!isImageRect(selection)) return kTagVersion;
   FSSpec file{};
   OSErr err = identityOf(SInt16(read_big16(tag.subspan(4))), SInt32(read_big32(tag.subspan(8))),
                          tag.data() + kNameOffset, &file);
   if (err != noErr) return err;
   image->fileSpec = file;
-  image->selection = Rect{SInt16(sides[0]), SInt16(sides[1]), SInt16(sides[2]), SInt16(sides[3])};
+  image->selection = selection;
   image->recordedWidth = SInt32(read_big32(tag.subspan(kSizeOffset)));
   image->recordedHeight = SInt32(read_big32(tag.subspan(kSizeOffset + 4)));
   return noErr;
@@ -91,10 +95,10 @@ static OSErr decodeShortNameTag(std::span<const UInt8> tag, SourceImage* image) 
   // ignored anyway, so the name is cut to what the identity can hold.
   std::copy_n(tag.begin() + kShortNameOffset, sizeof(Str63), image->fileSpec.name);
   if (image->fileSpec.name[0] > 63) image->fileSpec.name[0] = 63;
-  image->selection = Rect{SInt16(read_big16(tag.subspan(kShortRectOffset))),
-                          SInt16(read_big16(tag.subspan(kShortRectOffset + 2))),
-                          SInt16(read_big16(tag.subspan(kShortRectOffset + 4))),
-                          SInt16(read_big16(tag.subspan(kShortRectOffset + 6)))};
+  image->selection = VRect{SInt16(read_big16(tag.subspan(kShortRectOffset))),
+                           SInt16(read_big16(tag.subspan(kShortRectOffset + 2))),
+                           SInt16(read_big16(tag.subspan(kShortRectOffset + 4))),
+                           SInt16(read_big16(tag.subspan(kShortRectOffset + 6)))};
   image->recordedWidth = SInt32(read_big32(tag.subspan(84)));
   image->recordedHeight = SInt32(read_big32(tag.subspan(88)));
   return noErr;

@@ -38,13 +38,14 @@ OSErr TagTheDocument(const HostResourceProcs* resourceProcs, SourceImage* image)
 
 // Reads the bytes of a tag of either version into image: its file identity,
 // selection, recorded width and recorded height. 121 for another version,
-// bytes too few for theirs, or a name or rectangle the identity and
-// selection cannot hold; image is then left as it was.
+// bytes too few for theirs, a name the identity cannot hold, or a version 6
+// rectangle that is empty or reaches left of or above the image; image is
+// then left as it was.
 OSErr DecodeDocumentTag(std::span<const UInt8> bytes, SourceImage* image);
 
 // Fills image's file identity, selection, recorded width and recorded height
 // from the document's tag (version 6 or 5): 120 when the document has no tag
 // or several, or the host gives no data; 121 for another version, a tag too
-// short for its version, a name that cannot be a file's, or a rectangle this
-// module's 16-bit selection cannot hold. On failure image is left as it was.
+// short for its version, a name that cannot be a file's, or a rectangle no
+// image can hold. On failure image is left as it was.
 OSErr GetImageInfo(ExportGlobals* globals, SourceImage* image);

@@ -126,15 +126,15 @@ static void describeSelection(AcquireGlobals* globals, SourceImage* image) {
   AcquireParams& params = *globals->params;
   image->selectionWidth = image->selection.right - image->selection.left;
   image->selectionHeight = image->selection.bottom - image->selection.top;
-  Set(params, kAcquireImageColumns, SInt16(image->selectionWidth));
-  Set(params, kAcquireImageRows, SInt16(image->selectionHeight));
+  Set(params, kAcquireDocumentColumns, image->selectionWidth);
+  Set(params, kAcquireDocumentRows, image->selectionHeight);
   Str255 title;
   NameTheDocument(globals, image, title);
   Set(params, kAcquireDocumentName, title);
   Set(params, kAcquireHostWord1088, 0);
   Set(params, kAcquireHostByte1090, 0);
   globals->progressDone = 0;
-  globals->progressTotal = image->channels * image->selectionHeight;
+  globals->progressTotal = SInt64(image->channels) * image->selectionHeight;
 }
 
 static bool isNoRect(const VRect& rect) {
@@ -153,9 +153,12 @@ static OSErr chooseSelection(AcquireGlobals* globals, SourceImage* image) {
   const VRect preset = Get(*globals->params, kAcquirePresetSelection);
   if (isNoRect(preset)) return AskForSelection(globals->params, image);
   if (!liesInImage(preset, image)) return kPresetSelectionOutside;
-  image->selection =
-      Rect{SInt16(preset.top), SInt16(preset.left), SInt16(preset.bottom), SInt16(preset.right)};
+  image->selection = preset;
   return noErr;
+}
+
+static bool hostTakesBigDocuments(const AcquireGlobals* globals) {
+  return TakesBigDocuments(*globals->params, kAcquireBigDocuments);
 }
 
 static OSErr startRun(AcquireGlobals* globals, SourceImage* image) {
@@ -164,6 +167,11 @@ static OSErr startRun(AcquireGlobals* globals, SourceImage* image) {
   if (OSErr err = checkImage(globals, image); err != noErr) return err;
   describeImage(*globals->params, image);
   if (OSErr err = chooseSelection(globals, image); err != noErr) return err;
+  if (OSErr err = CheckHostSides(hostTakesBigDocuments(globals), image, globals->reportText0,
+                                 globals->reportText1);
+      err != noErr) {
+    return err;
+  }
   describeSelection(globals, image);
   return noErr;
 }
@@ -181,16 +189,30 @@ OSErr AcquireDoStart(AcquireGlobals* globals) {
 // ---------------------------------------------------------------------------
 // Continue
 
+// The host's protocol counts strip rows in 16 bits; a strip of that many
+// rows of any image wider than a few pixels is more than a host lends anyway.
+static SInt16 mostStripRows(const SourceImage* image) {
+  return SInt16(std::min<SInt32>(image->selectionHeight, kLargestClassicSide));
+}
+
 OSErr AllocateReadBuffer(AcquireGlobals* globals, SourceImage* image, Boolean interleaved) {
-  SInt32 rowBytes = image->selectionWidth * (interleaved ? image->channels : 1);
-  rowBytes = (rowBytes + 3) & ~SInt32(3);
+  const SInt64 samples = SInt64(image->selectionWidth) * (interleaved ? image->channels : 1);
+  const SInt64 paddedBytes = (samples + 3) & ~SInt64(3);
+  auto refuseRow = [&] {
+    return RefuseAtLimit(kRowBeyondMemory, image->selectionWidth, paddedBytes, globals->reportText0,
+                         globals->reportText1);
+  };
+  if (paddedBytes > INT32_MAX) return refuseRow();
+  const SInt32 rowBytes = SInt32(paddedBytes);
   const HostBufferProcs* procs = bufferProcsOf(globals);
   SInt16 rows = 0;
   BufferID id = 0;
-  if (OSErr err = HostAllocateStripBuffer(procs, rowBytes, 1, SInt16(image->selectionHeight),
+  // At least one row was asked for: a host short of memory is short of it
+  // for one row.
+  if (OSErr err = HostAllocateStripBuffer(procs, rowBytes, 1, mostStripRows(image),
                                           kStripBufferHostValue, &rows, &id);
       err != noErr) {
-    return err;
+    return err == memFullErr ? refuseRow() : err;
   }
   Ptr buffer = HostLockBuffer(procs, id, 0);
   // A buffer the host cannot produce is as good as none.
@@ -225,7 +247,7 @@ static bool progressAndAbort(const AcquireGlobals* globals) {
 }
 
 static void describeStrip(AcquireGlobals* globals, const SourceImage* image, bool interleaved,
-                          SInt16 rows) {
+                          SInt32 rows) {
   AcquireParams& params = *globals->params;
   SInt16 lastPlane = interleaved ? SInt16(image->channels - 1) : globals->currentPlane;
   Set(params, kAcquireFirstPlane, interleaved ? SInt16(0) : globals->currentPlane);
@@ -234,11 +256,11 @@ static void describeStrip(AcquireGlobals* globals, const SourceImage* image, boo
   Set(params, kAcquirePlaneStep, interleaved ? 1 : 0);
   Set(params, kAcquireRowStep, globals->rowBytes);
   Set(params, kAcquireDataPointer, NewReference(globals->buffer));
-  SInt16 top = SInt16(globals->currentRow - image->selection.top);
-  Set(params, kAcquireDataRect, Rect{top, 0, SInt16(top + rows), SInt16(image->selectionWidth)});
+  const SInt32 top = globals->currentRow - image->selection.top;
+  Set(params, kAcquireDeliveredRect, VRect{top, 0, top + rows, image->selectionWidth});
 }
 
-static OSErr readStrip(AcquireGlobals* globals, SourceImage* image, bool interleaved, SInt16 rows) {
+static OSErr readStrip(AcquireGlobals* globals, SourceImage* image, bool interleaved, SInt32 rows) {
   const Tile tile =
       SelectionBandTile(image, globals->currentRow, rows, globals->currentPlane, interleaved,
                         reinterpret_cast<UInt8*>(globals->buffer), globals->rowBytes);
@@ -250,8 +272,7 @@ static OSErr deliverStrip(AcquireGlobals* globals, SourceImage* image, bool inte
     Set(*globals->params, kAcquireDataPointer, 0u);
     return noErr;
   }
-  SInt16 rows =
-      SInt16(std::min<SInt32>(image->selection.bottom - globals->currentRow, globals->stripRows));
+  const SInt32 rows = std::min(image->selection.bottom - globals->currentRow, globals->stripRows);
   describeStrip(globals, image, interleaved, rows);
   if (OSErr err = readStrip(globals, image, interleaved, rows); err != noErr) return err;
   AdvancePastBand(globals, image, interleaved, rows);
@@ -293,7 +314,7 @@ OSErr AcquireDoFinish(AcquireGlobals* globals) {
 
 // The title's template is Mac Roman, as every text of the module; titles
 // are UTF-8, the encoding of the file name they hold.
-static void fillTitle(StringPtr title, ConstStringPtr fileName, const Rect& selection) {
+static void fillTitle(StringPtr title, ConstStringPtr fileName, const VRect& selection) {
   GetIndString(title, kDocumentTitleList, kDocumentTitleTemplate);
   RomanToUTF8PString(title);
   SubstitutePString(title, 1, fileName);
@@ -333,7 +354,15 @@ static OSErr acquireAbout(AcquireGlobals* /*globals*/) {
   return noErr;
 }
 
-static void reportAcquireResult(AcquireGlobals* /*globals*/, OSErr result) { ReportResult(result); }
+// The limits' messages name numbers, which the code that refused filled in
+// just before; every other acquire message is shown as it stands.
+static void reportAcquireResult(AcquireGlobals* globals, OSErr result) {
+  if (globals != nullptr && (result == kHostSideLimit || result == kRowBeyondMemory)) {
+    ReportResultWithTexts(result, globals->reportText0, globals->reportText1);
+    return;
+  }
+  ReportResult(result);
+}
 
 static constexpr EntryPointTable<AcquireGlobals> kAcquireEntry = {
     {acquireAbout, AcquireDoStart, AcquireDoContinue, AcquireDoFinish, AcquireDoPrepare},

@@ -16,12 +16,14 @@ struct AcquireGlobals {
   UInt8 tagAtFinish;         // cleared by any failing call
   BufferID bufferId;         // 0 when none
   Ptr buffer;
-  SInt16 stripRows;
+  SInt32 stripRows;
   SInt32 rowBytes;
-  SInt16 currentRow;
+  SInt32 currentRow;
   SInt16 currentPlane;
-  SInt32 progressDone;
-  SInt32 progressTotal;
+  SInt64 progressDone;
+  SInt64 progressTotal;
+  Str255 reportText0;  // fills ^0 of the next message, for the limits' numbers
+  Str255 reportText1;  // fills ^1
 };
 
 // The title template and the mark that shows where a title was cut.
@@ -35,9 +37,10 @@ constexpr SInt16 kDocumentTitleLength = 31;
 // and describes the image and leaves it open (a failing start has cleaned up
 // after itself); the rectangle is the user's choice in the selection dialog,
 // or the host's kAcquirePresetSelection when it gives one (135 when that is
-// empty or reaches outside the image); each continue delivers one strip, and the one after the last
-// strip leaves dataPointer null; finish tags the document when no call of the
-// run failed, then closes and frees everything. Always 0.
+// empty or reaches outside the image; 136 when a side passes 32767 and the
+// host lacks the big-document extension); each continue delivers one strip, and the one after the
+// last strip leaves dataPointer null; finish tags the document when no call of the run failed, then
+// closes and frees everything. Always 0.
 OSErr AcquireDoPrepare(AcquireGlobals* globals);
 OSErr AcquireDoStart(AcquireGlobals* globals);
 OSErr AcquireDoContinue(AcquireGlobals* globals);
@@ -51,8 +54,10 @@ OSErr CheckAcquirable(const SourceImage* image, SInt16* documentMode);
 
 // Asks the host for the strip buffer: rows of the selection's width (times
 // the channels when interleaved) rounded up to 4 bytes, between 1 and the
-// selection's height of them. On failure returns the host's error and leaves
-// the buffer fields as they were.
+// selection's height of them (at most 32767, all the host's protocol can
+// ask for). 137, with the row's width and bytes in the report texts, when
+// not even one row can be had; otherwise on failure returns the host's
+// error. On failure leaves the buffer fields as they were.
 OSErr AllocateReadBuffer(AcquireGlobals* globals, SourceImage* image, Boolean interleaved);
 
 // Gives the strip buffer back to the host, if there is one. Always 0.

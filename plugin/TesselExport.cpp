@@ -37,8 +37,8 @@ OSErr ExportDoPrepare(ExportGlobals* globals) {
       err != noErr) {
     return err;
   }
-  // Widened: three 16-bit factors can pass the 32-bit range.
-  SInt64 size = SInt64(Get(params, kExportImageColumns)) * Get(params, kExportImageRows) *
+  // Widened: the factors' product can pass the 32-bit range.
+  SInt64 size = SInt64(Get(params, kExportDocumentColumns)) * Get(params, kExportDocumentRows) *
                 Get(params, kExportImagePlanes);
   if (size < Get(params, kExportMemoryLimit)) Set(params, kExportMemoryLimit, SInt32(size));
   globals->runOk = 1;
@@ -65,10 +65,17 @@ static OSErr checkModes(SInt16 fileMode, SInt16 documentMode) {
 // in the report texts.
 static OSErr checkFileAgainstDocument(ExportGlobals* globals, SourceImage* image) {
   const ExportParams& params = *globals->params;
+  // A host without the extension was only ever told the low 16 bits of a
+  // larger document: that is its limit, not a changed size.
+  if (OSErr err = CheckHostSides(TakesBigDocuments(params, kExportBigDocuments), image,
+                                 globals->reportText0, globals->reportText1);
+      err != noErr) {
+    return err;
+  }
   image->selectionWidth = image->selection.right - image->selection.left;
   image->selectionHeight = image->selection.bottom - image->selection.top;
-  if (image->selectionWidth != Get(params, kExportImageColumns) ||
-      image->selectionHeight != Get(params, kExportImageRows)) {
+  if (image->selectionWidth != Get(params, kExportDocumentColumns) ||
+      image->selectionHeight != Get(params, kExportDocumentRows)) {
     CopyNumToPString(image->selectionWidth, globals->reportText0);
     CopyNumToPString(image->selectionHeight, globals->reportText1);
     return kDocumentSizeChanged;
@@ -111,11 +118,12 @@ static OSErr shownForOpenFailure(OSErr err, bool rechosen) {
   return err == fnfErr ? noErr : err;
 }
 
-// Another file cannot help a document that no longer matches its source.
+// Another file cannot help a document that no longer matches its source, nor
+// one the host cannot hand over.
 static bool documentMismatch(OSErr shown) {
-  return shown == kDocumentSizeChanged || shown == kDocumentChannelsDiffer ||
-         shown == kDocumentNotGrayscale || shown == kDocumentNotRGB || shown == kDocumentNotCMYK ||
-         shown == kDocumentNotLab;
+  return shown == kDocumentSizeChanged || shown == kHostSideLimit ||
+         shown == kDocumentChannelsDiffer || shown == kDocumentNotGrayscale ||
+         shown == kDocumentNotRGB || shown == kDocumentNotCMYK || shown == kDocumentNotLab;
 }
 
 // Opens the tagged file, asking the user for it again for as long as it
@@ -135,12 +143,16 @@ static OSErr openOrAskAgain(ExportGlobals* globals, SourceImage* image, bool* re
   return noErr;
 }
 
+// One row of a band, in samples.
+static SInt64 bandRowSamples(const ExportGlobals* globals, const SourceImage* image) {
+  const SInt64 columns = Get(*globals->params, kExportDocumentColumns);
+  return isInterleaved(image) ? columns * image->channels : columns;
+}
+
 // Rows of one band: as many as the host's memory budget takes at once.
 static SInt32 bandRowsAllowed(const ExportGlobals* globals, const SourceImage* image) {
-  const ExportParams& params = *globals->params;
-  SInt32 rowSamples = Get(params, kExportImageColumns);
-  if (isInterleaved(image)) rowSamples *= image->channels;
-  return rowSamples > 0 ? Get(params, kExportMemoryLimit) / rowSamples : 0;
+  const SInt64 rowSamples = bandRowSamples(globals, image);
+  return rowSamples > 0 ? SInt32(Get(*globals->params, kExportMemoryLimit) / rowSamples) : 0;
 }
 
 static OSErr startRun(ExportGlobals* globals, SourceImage* image) {
@@ -150,13 +162,16 @@ static OSErr startRun(ExportGlobals* globals, SourceImage* image) {
   if (rechosen) {
     if (OSErr err = TagTheDocument(resourceProcsOf(globals), image); err != noErr) return err;
   }
-  // A budget below one row could never move a band: refused as the lack of
-  // memory it is.
-  if (bandRowsAllowed(globals, image) < 1) return memFullErr;
+  // A budget below one row could never move a band: refused as the limit it
+  // is, with the row's size.
+  if (bandRowsAllowed(globals, image) < 1) {
+    return RefuseAtLimit(kRowBeyondMemory, image->selectionWidth, bandRowSamples(globals, image),
+                         globals->reportText0, globals->reportText1);
+  }
   globals->currentPlane = 0;
   globals->currentRow = image->selection.top;
   globals->progressDone = 0;
-  globals->progressTotal = image->channels * image->selectionHeight;
+  globals->progressTotal = SInt64(image->channels) * image->selectionHeight;
   return SetupNextPartialBand(globals, image);
 }
 
@@ -176,7 +191,7 @@ OSErr ExportDoStart(ExportGlobals* globals) {
 OSErr SetupNextPartialBand(ExportGlobals* globals, SourceImage* image) {
   ExportParams& params = *globals->params;
   if (globals->currentPlane >= image->channels) {
-    Set(params, kExportRequestRect, Rect{0, 0, 0, 0});
+    Set(params, kExportRequestedRect, VRect{0, 0, 0, 0});
     return noErr;
   }
   bool interleaved = isInterleaved(image);
@@ -184,10 +199,9 @@ OSErr SetupNextPartialBand(ExportGlobals* globals, SourceImage* image) {
   Set(params, kExportLastPlane, interleaved ? SInt16(image->channels - 1) : globals->currentPlane);
   SInt32 top = globals->currentRow - image->selection.top;
   SInt32 bottom = SInt32(std::min<SInt64>(SInt64(top) + bandRowsAllowed(globals, image),
-                                          Get(params, kExportImageRows)));
-  Set(params, kExportRequestRect,
-      Rect{SInt16(top), 0, SInt16(bottom), Get(params, kExportImageColumns)});
-  globals->bandRows = SInt16(bottom - top);
+                                          Get(params, kExportDocumentRows)));
+  Set(params, kExportRequestedRect, VRect{top, 0, bottom, Get(params, kExportDocumentColumns)});
+  globals->bandRows = bottom - top;
   return noErr;
 }
 

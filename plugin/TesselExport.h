@@ -12,11 +12,11 @@ struct ExportGlobals {
   ExportParams* params;      // the record of the current call
   SourceImage* sourceImage;  // null outside a run
   UInt8 runOk;               // cleared by any failing call
-  SInt16 currentRow;         // first file row of the band in hand
+  SInt32 currentRow;         // first file row of the band in hand
   SInt16 currentPlane;
-  SInt16 bandRows;
-  SInt32 progressDone;
-  SInt32 progressTotal;
+  SInt32 bandRows;
+  SInt64 progressDone;
+  SInt64 progressTotal;
   Str255 reportText0;  // fills ^0 of the next export message
   Str255 reportText1;  // fills ^1 of the next export message
 };
@@ -28,8 +28,10 @@ OSErr ExportDoStart(ExportGlobals* globals);
 OSErr ExportDoContinue(ExportGlobals* globals);
 OSErr ExportDoFinish(ExportGlobals* globals);
 
-// Opens image's file and checks that it and the document still fit together;
-// on any failure the file is closed again and the code returned.
+// Opens image's file and checks that it and the document still fit together
+// (136 first when a side of the rectangle passes 32767 and the host lacks the
+// big-document extension); on any failure the file is closed again and the
+// code returned.
 OSErr OpenImageFile(ExportGlobals* globals, SourceImage* image);
 
 // Tells the host which pixels to hand over next: an empty request when every

@@ -30,14 +30,6 @@ struct ExportParams {
 template <typename Record>
 concept HostRecord = std::is_same_v<Record, AcquireParams> || std::is_same_v<Record, ExportParams>;
 
-// A rectangle of 32-bit coordinates: top, left, bottom, right (exclusive).
-struct VRect {
-  SInt32 top;
-  SInt32 left;
-  SInt32 bottom;
-  SInt32 right;
-};
-
 // A field of type T at offset. T is SInt16, UInt16, SInt32, UInt32 (also used
 // for references), UInt8 (byte fields and flags), Rect (four 16-bit values:
 // top, left, bottom, right), VRect (the same as four 32-bit values) or Str255
@@ -107,6 +99,12 @@ constexpr HostField<UInt32> kAcquireDialogPlatformData{1092};
 // already knows the rectangle runs the very same acquire without a dialog.
 // All four zero: none, the dialog runs. Written by the host before start.
 constexpr HostField<VRect> kAcquirePresetSelection{1100};
+// The big-document extension: the host writes kBigDocumentsVersion here
+// before prepare when it reads the 32-bit fields below (0: it does not).
+constexpr HostField<UInt32> kAcquireBigDocuments{1116};
+constexpr HostField<SInt32> kAcquireImageRows32{1120};
+constexpr HostField<SInt32> kAcquireImageColumns32{1124};
+constexpr HostField<VRect> kAcquireDataRect32{1128};
 constexpr HostField<UInt32> kAcquireBufferProcs{1196};    // HostBufferProcs*
 constexpr HostField<UInt32> kAcquireResourceProcs{1200};  // HostResourceProcs*
 constexpr HostField<UInt32> kAcquireProcessEvent{1204};
@@ -146,9 +144,46 @@ constexpr HostField<SInt16> kExportFirstPlane{812};
 constexpr HostField<SInt16> kExportLastPlane{814};
 constexpr HostField<UInt32> kExportDataPointer{816};
 constexpr HostField<SInt32> kExportRowStep{820};
+// The big-document extension, as in AcquireParams: the host writes
+// kBigDocumentsVersion and the document's 32-bit size; the plug-in answers
+// in the 32-bit request.
+constexpr HostField<UInt32> kExportBigDocuments{824};
+constexpr HostField<SInt32> kExportImageRows32{828};
+constexpr HostField<SInt32> kExportImageColumns32{832};
+constexpr HostField<VRect> kExportRequestRect32{836};
 constexpr HostField<UInt8> kExportModifiedFlag{1082};
 constexpr HostField<UInt32> kExportBufferProcs{1152};    // HostBufferProcs*
 constexpr HostField<UInt32> kExportResourceProcs{1156};  // HostResourceProcs*
+
+// ---------------------------------------------------------------------------
+// The big-document extension
+
+constexpr UInt32 kBigDocumentsVersion = 1;
+
+// The largest side a host without the extension can take.
+constexpr SInt32 kLargestClassicSide = 32767;
+
+// A size or rectangle the records carry twice: in the classic 16-bit field
+// and, when the host has set the extension's field, in a 32-bit one.
+template <typename Narrow, typename Wide>
+struct WideHostField {
+  HostField<UInt32> extension;
+  HostField<Narrow> narrow;
+  HostField<Wide> wide;
+};
+
+constexpr WideHostField<SInt16, SInt32> kAcquireDocumentRows{
+    kAcquireBigDocuments, kAcquireImageRows, kAcquireImageRows32};
+constexpr WideHostField<SInt16, SInt32> kAcquireDocumentColumns{
+    kAcquireBigDocuments, kAcquireImageColumns, kAcquireImageColumns32};
+constexpr WideHostField<Rect, VRect> kAcquireDeliveredRect{kAcquireBigDocuments, kAcquireDataRect,
+                                                           kAcquireDataRect32};
+constexpr WideHostField<SInt16, SInt32> kExportDocumentRows{kExportBigDocuments, kExportImageRows,
+                                                            kExportImageRows32};
+constexpr WideHostField<SInt16, SInt32> kExportDocumentColumns{
+    kExportBigDocuments, kExportImageColumns, kExportImageColumns32};
+constexpr WideHostField<Rect, VRect> kExportRequestedRect{kExportBigDocuments, kExportRequestRect,
+                                                          kExportRequestRect32};
 
 // ---------------------------------------------------------------------------
 // Access
@@ -219,6 +254,41 @@ requires(!std::is_array_v<T>) constexpr void Set(Record& record, HostField<T> fi
       std::span<UInt8>(record.bytes).subspan(field.offset, HostField<T>::width), value);
 }
 
+// True when the host has said it takes the big-document extension.
+template <HostRecord Record>
+constexpr bool TakesBigDocuments(const Record& record, HostField<UInt32> extension) {
+  return Get(record, extension) >= kBigDocumentsVersion;
+}
+
+namespace tessel::plugin::host_records {
+
+constexpr SInt32 widen(SInt16 value) { return value; }
+constexpr VRect widen(const Rect& r) { return VRect{r.top, r.left, r.bottom, r.right}; }
+// The low 16 bits, as a host without the extension has always been given.
+constexpr SInt16 narrow(SInt32 value) { return SInt16(UInt16(UInt32(value))); }
+constexpr Rect narrow(const VRect& r) {
+  return Rect{narrow(r.top), narrow(r.left), narrow(r.bottom), narrow(r.right)};
+}
+
+}  // namespace tessel::plugin::host_records
+
+// The 32-bit field with the extension, else the 16-bit one widened.
+template <HostRecord Record, typename Narrow, typename Wide>
+constexpr Wide Get(const Record& record, WideHostField<Narrow, Wide> field) {
+  if (TakesBigDocuments(record, field.extension)) return Get(record, field.wide);
+  return tessel::plugin::host_records::widen(Get(record, field.narrow));
+}
+
+// Writes the 16-bit field with the value's low 16 bits, and the 32-bit field
+// as well when the host takes the extension (without it those bytes are the
+// host's).
+template <HostRecord Record, typename Narrow, typename Wide>
+constexpr void Set(Record& record, WideHostField<Narrow, Wide> field,
+                   std::type_identity_t<Wide> value) {
+  Set(record, field.narrow, tessel::plugin::host_records::narrow(value));
+  if (TakesBigDocuments(record, field.extension)) Set(record, field.wide, value);
+}
+
 // Copies the whole 256 bytes of the string field into text.
 template <HostRecord Record>
 void Get(const Record& record, HostField<Str255> field, StringPtr text) {
@@ -240,10 +310,13 @@ static_assert(fits<AcquireParams>(kAcquireDisplayProcs) && sizeof(AcquireParams)
 static_assert(fits<AcquireParams>(kAcquireDocumentName) &&
               kAcquireDocumentName.offset + 256 == kAcquireHostWord1088.offset);
 static_assert(fits<AcquireParams>(kAcquirePresetSelection) &&
-              kAcquirePresetSelection.offset + 16 <= kAcquireBufferProcs.offset);
+              kAcquirePresetSelection.offset + 16 == kAcquireBigDocuments.offset);
+static_assert(kAcquireDataRect32.offset + 16 <= kAcquireBufferProcs.offset);
 static_assert(fits<AcquireParams>(kAcquireDataRect) &&
               kAcquireDataRect.offset + 8 == kAcquireFirstPlane.offset);
 static_assert(fits<ExportParams>(kExportResourceProcs) && sizeof(ExportParams) == 1160);
 static_assert(fits<ExportParams>(kExportRequestRect) &&
               kExportRequestRect.offset + 8 == kExportFirstPlane.offset);
+static_assert(kExportRowStep.offset + 4 == kExportBigDocuments.offset &&
+              kExportRequestRect32.offset + 16 <= kExportModifiedFlag.offset);
 }  // namespace tessel::plugin::host_records

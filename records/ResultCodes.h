@@ -34,5 +34,11 @@ constexpr OSErr kChosenFileUnusable = 133;
 constexpr OSErr kVolumeLocked = 134;
 // The host's preset rectangle is empty or reaches outside the image.
 constexpr OSErr kPresetSelectionOutside = 135;
+// The document is wider or taller than a host without the big-document
+// extension can take; ^0 its width, ^1 its height.
+constexpr OSErr kHostSideLimit = 136;
+// One row of the document needs more memory than can be had at once; ^0
+// its width in pixels, ^1 its bytes.
+constexpr OSErr kRowBeyondMemory = 137;
 constexpr OSErr kUserCancelled = 996;
 constexpr OSErr kInternalFailure = 999;

@@ -4,7 +4,8 @@
 # The messages, by the index the result table gives each code. Index 13 is
 # the message for every code without one of its own. The export side fills
 # ^0 and ^1 of messages 17, 19, 21 and 25 with numbers before the alert
-# shows them; no other message may hold a caret.
+# shows them, and both sides those of the limits' messages 34 and 35; no
+# other message may hold a caret.
 resource 'STR#' 16005 "Result messages" purgeable {
   1: "Tessel can't acquire this image: it is a bitmap (one bit per pixel), "
      "or its Scitex CT header names an unknown unit. Save it in grayscale "
@@ -89,6 +90,12 @@ resource 'STR#' 16005 "Result messages" purgeable {
   33: "The area asked for is empty or does not lie wholly inside this "
       "image. Give its top, left, bottom and right within the image's size "
       "and try again."
+  34: "This area is ^0 pixels wide and ^1 high, but the program running "
+      "Tessel takes documents of at most 32,767 pixels a side. Choose a "
+      "smaller area, or use a program that takes large documents."
+  35: "One row of this area is ^0 pixels wide and takes ^1 bytes, more "
+      "memory than Tessel can have at once. Choose a narrower area, or let "
+      "Tessel use more memory."
 }
 
 # The alert that shows a result: the message in place of ^0 and the code in

@@ -12,6 +12,7 @@ resource 'STR#' 16000 "Image pane" purgeable {
 resource 'STR#' 16001 "Byte counts" purgeable {
   1: "^1 MB"
   2: "^1 KB"
+  3: "^1 GB"
 }
 
 # The selection pane: the selection's size and how many bytes it takes.

@@ -125,7 +125,7 @@ void DisplayPreview(SelectionDialogState* state, const Rect* area) {
 void SetUpImageSelectionBounds(SelectionDialogState* state) {
   SourceImage* image = state->sourceImage;
   if (!state->selectionExists) {
-    image->selection = Rect{0, 0, SInt16(image->height), SInt16(image->width)};
+    image->selection = VRect{0, 0, image->height, image->width};
     return;
   }
   Rect preview{};
@@ -133,10 +133,10 @@ void SetUpImageSelectionBounds(SelectionDialogState* state) {
   auto pw = SInt16(preview.right - preview.left);
   auto ph = SInt16(preview.bottom - preview.top);
   const Rect& s = state->selection;
-  image->selection = Rect{SInt16(LinearMap(ph, image->height, s.top - preview.top)),
-                          SInt16(LinearMap(pw, image->width, s.left - preview.left)),
-                          SInt16(LinearMap(ph, image->height, s.bottom - preview.top)),
-                          SInt16(LinearMap(pw, image->width, s.right - preview.left))};
+  image->selection = VRect{LinearMap(ph, image->height, s.top - preview.top),
+                           LinearMap(pw, image->width, s.left - preview.left),
+                           LinearMap(ph, image->height, s.bottom - preview.top),
+                           LinearMap(pw, image->width, s.right - preview.left)};
 }
 
 // ---------------------------------------------------------------------------
@@ -149,9 +149,9 @@ static SInt16 lineHeight() {
 }
 
 // Template index of list with ^1 replaced by the byte count's text.
-static void drawByteLine(SInt16 list, SInt16 index, UInt32 bytes, SInt16 h, SInt16 v) {
+static void drawByteLine(SInt16 list, SInt16 index, SInt64 bytes, SInt16 h, SInt16 v) {
   Str255 count{};
-  MetricBytesPString(SInt32(bytes), count);
+  MetricBytesPString(bytes, count);
   Str255 text{};
   GetIndString(text, list, index);
   SubstitutePString(text, 1, count);
@@ -208,7 +208,7 @@ static void drawSelectionText(SelectionDialogState* state, const Rect& t) {
   const SourceImage* image = state->sourceImage;
   SInt32 w = image->selection.right - image->selection.left;
   SInt32 h = image->selection.bottom - image->selection.top;
-  UInt32 bytes = UInt32(w) * UInt32(h) * UInt32(image->channels);
+  SInt64 bytes = SInt64(w) * h * image->channels;
   drawByteLine(kSelectionPaneStrings, 2, bytes, t.left, SInt16(t.top + line));
   drawSizeLine(kSelectionPaneStrings, 1, w, h, t.left, SInt16(t.top + 2 * line));
   SetFontState(&saved);
@@ -257,7 +257,7 @@ void ImageInfoProc(DialogPtr dialog, SInt16 item) {
   GetIndString(title, kImagePaneStrings, 1);
   SubstitutePString(title, 1, image->fileSpec.name);
   DrawIconFrame(&state->iconCache, kImagePaneIcon, title, &r);
-  UInt32 bytes = UInt32(image->width) * UInt32(image->height) * UInt32(image->channels);
+  SInt64 bytes = SInt64(image->width) * image->height * image->channels;
   auto h = SInt16(r.left + 9);
   drawByteLine(kImagePaneStrings, 3, bytes, h, SInt16(r.top + 19 + line));
   drawSizeLine(kImagePaneStrings, 2, image->width, image->height, h, SInt16(r.top + 19 + 2 * line));

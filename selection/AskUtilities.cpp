@@ -1,6 +1,7 @@
 #include "selection/AskUtilities.h"
 
 #include <algorithm>
+#include <cmath>
 #include <span>
 #include <utility>
 
@@ -10,10 +11,17 @@
 #include "platform/Resources.h"
 #include "support/PStringUtilities.h"
 
+// The largest integer single precision holds exactly.
+static constexpr SInt32 kExactInSingle = 16777216;
+
 SInt32 LinearMap(SInt32 from, SInt32 to, SInt32 value) {
   float q = float(value) / float(from);
   float p = q * float(to);
-  return SInt32(double(p) + 0.5);
+  double mapped = std::trunc(double(p) + 0.5);
+  if (to > kExactInSingle || to < -kExactInSingle) {
+    mapped = std::clamp(mapped, double(std::min(0, to)), double(std::max(0, to)));
+  }
+  return SInt32(mapped);
 }
 
 void GetDItemRect(DialogPtr dialog, SInt16 item, Rect* r) {
@@ -134,16 +142,18 @@ void UseBlackOnWhite(void) {
   RGBBackColor(&kWhite);
 }
 
-void MetricBytesPString(SInt32 bytes, StringPtr out) {
-  SInt32 kilobytes = bytes / 1024 + (bytes % 1024 > 0 ? 1 : 0);
-  if (kilobytes <= 1023) {
-    GetIndString(out, kByteCountStrings, 2);
-    SubstituteNumPString(out, 1, kilobytes);
-    return;
-  }
-  SInt32 megabytes = kilobytes / 1024 + (kilobytes % 1024 > 511 ? 1 : 0);
-  GetIndString(out, kByteCountStrings, 1);
-  SubstituteNumPString(out, 1, megabytes);
+static void byteCountText(SInt16 index, SInt64 count, StringPtr out) {
+  GetIndString(out, kByteCountStrings, index);
+  SubstituteNumPString(out, 1, SInt32(count));
+}
+
+void MetricBytesPString(SInt64 bytes, StringPtr out) {
+  SInt64 kilobytes = bytes / 1024 + (bytes % 1024 > 0 ? 1 : 0);
+  if (kilobytes <= 1023) return byteCountText(2, kilobytes, out);
+  SInt64 megabytes = kilobytes / 1024 + (kilobytes % 1024 > 511 ? 1 : 0);
+  if (megabytes <= 1023) return byteCountText(1, megabytes, out);
+  SInt64 gigabytes = megabytes / 1024 + (megabytes % 1024 > 511 ? 1 : 0);
+  byteCountText(3, gigabytes, out);
 }
 
 void DrawIconFrame(IconCache* cache, SInt16 id, ConstStringPtr title, const Rect* r) {

@@ -19,13 +19,17 @@ struct FontState {
 };
 
 constexpr ResType kStyleResourceType = FourCC("STYL");
-constexpr SInt16 kByteCountStrings = 16001;  // 1 megabytes, 2 kilobytes; each holds ^1
+// 1 megabytes, 2 kilobytes, 3 gigabytes; each holds ^1
+constexpr SInt16 kByteCountStrings = 16001;
 constexpr SInt16 kPreviewItem = 4;
 
 // value scaled from 0..from to 0..to: value / from, then times to, both in
 // single precision, then + 0.5 in double precision truncated toward zero.
 // Grid lines and image coordinates computed anywhere agree to the pixel
 // only because they all come through here. from must be greater than 0.
+// Single precision is exact only up to 16,777,216: for a larger to, the
+// result is clamped into 0..to, so that a rounded step never lands outside
+// the image.
 SInt32 LinearMap(SInt32 from, SInt32 to, SInt32 value);
 
 // Items by number. An item number the dialog does not have leaves the
@@ -71,8 +75,10 @@ void BeginItemDrawing(DialogPtr dialog, SInt16 item, SInt16 styleID, Rect* r, Fo
 void UseBlackOnWhite(void);
 
 // The count as kilobytes (rounded up) while that stays below 1024, else as
-// megabytes (rounded half up from the kilobytes), from string list 16001.
-void MetricBytesPString(SInt32 bytes, StringPtr out);
+// megabytes (rounded half up from the kilobytes) while those stay below
+// 1024, else as gigabytes (rounded half up from the megabytes), from string
+// list 16001.
+void MetricBytesPString(SInt64 bytes, StringPtr out);
 
 // A frame round r whose top edge sits 12 pixels down, broken at the left by
 // a 16 x 16 icon of family id and, when title is not null, the title; drawn

@@ -9,6 +9,7 @@
 #include "platform/References.h"
 #include "platform/Resources.h"
 #include "records/BigBuffer.h"
+#include "records/ResultCodes.h"
 #include "selection/AskUtilities.h"
 #include "support/FileUtilities.h"
 #include "tiles/ResampleTile.h"
@@ -134,20 +135,28 @@ static void releasePreviewFromFile(ImagePreview* preview) {
 // ---------------------------------------------------------------------------
 // Buffers
 
+// The bytes of one image row as the row tile holds it, counted in 64 bits:
+// a row of the widest images does not fit a buffer at all.
+static SInt64 rowTileBytes(const SourceImage* image) {
+  const SInt64 planeRow = (SInt64(image->width) + 3) / 4 * 4;
+  if (image->planar == 1) return image->channels * planeRow;
+  return (SInt64(image->channels) * image->width + 3) / 4 * 4;
+}
+
 // One image row. Planar images keep each plane's row 4-byte aligned.
 static OSErr setUpRowTile(const SourceImage* image, Tile* tile) {
+  const SInt64 bytes = rowTileBytes(image);
+  if (bytes > INT32_MAX) return kRowBeyondMemory;
+  const auto bufferBytes = SInt32(bytes);
   Tile row{};
   row.area = TileArea{0, 0, 1, image->width, 0, image->channels};
-  SInt32 bufferBytes = 0;
   if (image->planar == 1) {
     row.colBytes = 1;
     row.rowBytes = roundUpTo4(image->width);
     row.planeBytes = row.rowBytes;
-    bufferBytes = image->channels * row.rowBytes;
   } else {
     row.colBytes = image->channels;
-    row.rowBytes = roundUpTo4(image->channels * image->width);
-    bufferBytes = row.rowBytes;
+    row.rowBytes = bufferBytes;
   }
   Ptr buffer = nullptr;
   if (OSErr err = AllocateBigBuffer(bufferBytes, 1, nullptr, &buffer); err != noErr) return err;

@@ -40,8 +40,9 @@ struct ImagePreview {
 // image rows. On failure nothing is kept (no offscreen, no buffers),
 // preview->error holds the code and it is returned: the platform's error when
 // the offscreen cannot be made or the resource fork not closed, 999 for an
-// image mode other than grayscale, RGB, CMYK and Lab, the big buffer's error
-// when a buffer does not fit.
+// image mode other than grayscale, RGB, CMYK and Lab, 137 for an image row
+// too wide for any one buffer, the big buffer's error when a buffer does
+// not fit.
 OSErr StartImagePreview(SourceImage* image, ImagePreview* preview, const Rect* previewRect,
                         DisplayPixelsProc displayRoutine);
 

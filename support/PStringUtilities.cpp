@@ -26,6 +26,17 @@ void AppendPString(ConstStringPtr source, StringPtr destination) {
 
 void CopyNumToPString(SInt32 number, StringPtr destination) { NumToString(number, destination); }
 
+void CopyGroupedNumToPString(SInt64 number, StringPtr destination) {
+  const std::string digits = std::to_string(number < 0 ? -number : number);
+  std::string grouped = number < 0 ? "-" : "";
+  for (std::size_t i = 0; i < digits.size(); ++i) {
+    if (i > 0 && (digits.size() - i) % 3 == 0) grouped += ',';
+    grouped += digits[i];
+  }
+  destination[0] = UInt8(grouped.size());
+  std::memcpy(destination + 1, grouped.data(), grouped.size());
+}
+
 void AppendNumToPString(SInt32 number, StringPtr destination) {
   Str255 digits;
   NumToString(number, digits);

@@ -21,6 +21,10 @@ void AppendPString(ConstStringPtr source, StringPtr destination);
 // The number in decimal, with a leading '-' when negative.
 void CopyNumToPString(SInt32 number, StringPtr destination);
 
+// A count in decimal with its digits grouped by threes ("2,147,483,000"), so
+// that the large numbers of the size limits read at a glance.
+void CopyGroupedNumToPString(SInt64 number, StringPtr destination);
+
 // The number in decimal appended to destination, cut as AppendPString cuts.
 void AppendNumToPString(SInt32 number, StringPtr destination);
 

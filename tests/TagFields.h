@@ -18,7 +18,7 @@ namespace tessel::testing {
 struct TagFields {
   UInt32 version = 0;
   SInt32 folder = 0;
-  Rect rect{};
+  VRect rect{};
   SInt32 width = 0, height = 0;
   std::string name;
 };
@@ -29,12 +29,10 @@ inline TagFields tag_fields(const std::vector<UInt8>& tag) {
     return {};
   }
   const std::span<const UInt8> bytes(tag);
-  auto side = [&](std::size_t at) {
-    return SInt16(SInt32(platform::read_big32(bytes.subspan(at))));
-  };
+  auto side = [&](std::size_t at) { return SInt32(platform::read_big32(bytes.subspan(at))); };
   return TagFields{platform::read_big32(bytes),
                    SInt32(platform::read_big32(bytes.subspan(8))),
-                   Rect{side(12), side(16), side(20), side(24)},
+                   VRect{side(12), side(16), side(20), side(24)},
                    SInt32(platform::read_big32(bytes.subspan(28))),
                    SInt32(platform::read_big32(bytes.subspan(32))),
                    std::string(tag.begin() + 41, tag.begin() + 41 + tag[40])};

@@ -29,7 +29,6 @@ namespace {
 
 // The address rule works in 32 bits; unsigned arithmetic keeps its wrapping
 // well defined.
-constexpr SInt32 wrapAdd(SInt32 a, SInt32 b) { return SInt32(UInt32(a) + UInt32(b)); }
 constexpr SInt32 wrapSubtract(SInt32 a, SInt32 b) { return SInt32(UInt32(a) - UInt32(b)); }
 constexpr SInt32 wrapMultiply(SInt32 a, SInt32 b) { return SInt32(UInt32(a) * UInt32(b)); }
 
@@ -63,13 +62,11 @@ constexpr SInt32 kBlock = 32;
 }  // namespace
 
 UInt8* TileSampleAddress(const Tile& tile, SInt32 row, SInt32 column, SInt32 plane) {
-  const SInt32 rowTerm = wrapMultiply(wrapSubtract(row, tile.area.top), tile.rowBytes);
-  const SInt32 columnDelta = wrapSubtract(column, tile.area.left);
-  const SInt32 planeDelta = wrapSubtract(plane, tile.area.firstPlane);
-  const SInt32 offset =
-      isPlanar(tile)
-          ? wrapAdd(wrapAdd(wrapMultiply(planeDelta, tile.planeBytes), rowTerm), columnDelta)
-          : wrapAdd(wrapAdd(rowTerm, wrapMultiply(columnDelta, tile.colBytes)), planeDelta);
+  const SInt64 rowTerm = (SInt64(row) - tile.area.top) * tile.rowBytes;
+  const SInt64 columnDelta = SInt64(column) - tile.area.left;
+  const SInt64 planeDelta = SInt64(plane) - tile.area.firstPlane;
+  const SInt64 offset = isPlanar(tile) ? planeDelta * tile.planeBytes + rowTerm + columnDelta
+                                       : rowTerm + columnDelta * tile.colBytes + planeDelta;
   return tile.data + offset;
 }
 

@@ -3,7 +3,7 @@
 // separate run of rows) and chunky (the samples of one pixel side by side).
 //
 // Address of the sample at row r, column c, plane p of a Tile t, computed in
-// 32-bit arithmetic:
+// 64-bit arithmetic, so that a tile may span more than 2 GB:
 //   planar (colBytes 1): data + (p - area.firstPlane) * planeBytes
 //                             + (r - area.top) * rowBytes + (c - area.left)
 //   chunky (otherwise):  data + (r - area.top) * rowBytes

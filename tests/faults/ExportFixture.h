@@ -19,7 +19,7 @@ class ExportFixture : public PluginTest {
   static constexpr UInt32 kSeed = 11;
   // 12 rows in bands of 4, each band one strip. The rectangle is narrower
   // than the image, so each of its rows is one write, and nothing is read.
-  static constexpr Rect kRect{4, 3, 16, 20};
+  static constexpr VRect kRect{4, 3, 16, 20};
   static constexpr SInt32 kBandRows = 4;
   static constexpr SInt32 kRows = kRect.bottom - kRect.top;
 

@@ -72,7 +72,7 @@ TEST_F(RasterFormats, AFailedOpenIsClosedLikeAnOpenOne) {
   ASSERT_EQ(samples::write_scitex(path("bad.sct"), options), noErr);
   SourceImage image{};
   image.fileSpec = spec_of("bad.sct");
-  image.selection = Rect{1, 2, 3, 4};
+  image.selection = VRect{1, 2, 3, 4};
   EXPECT_EQ(RasterFormatOpen(&image), kScitexBadUnits);
   EXPECT_EQ(image.format.code, kScitexFormat);
   EXPECT_NE(image.format.state, nullptr) << "kept for closing";

@@ -42,14 +42,14 @@ class AcquireEndToEnd : public testing::ProgramTest {
   }
 
   // The rectangle the document's tag names.
-  static Rect tagged_rect(const Document& document) {
+  static VRect tagged_rect(const Document& document) {
     EXPECT_EQ(document.resources.size(), 1u);
     if (document.resources.empty()) return {};
     return tessel::testing::tag_fields(document.resources[0].data).rect;
   }
 
   // Every sample of the document is the image's in rect.
-  static void expect_samples(const Document& document, const Rect& rect) {
+  static void expect_samples(const Document& document, const VRect& rect) {
     ASSERT_EQ(document.rows, rect.bottom - rect.top);
     ASSERT_EQ(document.columns, rect.right - rect.left);
     std::size_t wrong = 0;
@@ -90,7 +90,7 @@ TEST_F(AcquireEndToEnd, EachFormatAcquiresTheCellAndExportWritesOnlyIt) {
     Expected<Document> document = read_document(path("doc.tif"));
     ASSERT_TRUE(document);
     EXPECT_EQ(document->mode, mode);
-    const Rect rect = tagged_rect(*document);
+    const VRect rect = tagged_rect(*document);
     EXPECT_GT(rect.top, 0);
     EXPECT_LT(rect.right, 90);
     expect_samples(*document, rect);
@@ -133,7 +133,7 @@ TEST_F(AcquireEndToEnd, TiledAndPlanarFilesComeBackFromAnOutsideEditor) {
          o.tiles = samples::TiffTiles{16, 32};
        })},
   };
-  const Rect rect{9, 13, 47, 71};
+  const VRect rect{9, 13, 47, 71};
   for (const auto& [name, options] : files) {
     SCOPED_TRACE(name);
     ASSERT_EQ(samples::write_tiff(path(name), options), noErr);
@@ -169,7 +169,7 @@ TEST_F(AcquireEndToEnd, WithoutADocumentNameTheTitleNamesItAndNothingIsReplaced)
   const fs::path named = path("gray.tif (0,0)-(30,20).tif");
   Expected<Document> document = read_document(named);
   ASSERT_TRUE(document);
-  expect_samples(*document, Rect{0, 0, 20, 30});
+  expect_samples(*document, VRect{0, 0, 20, 30});
   // 72 pixels per inch, from the acquire record.
   EXPECT_DOUBLE_EQ(document->xResolution, 72.0);
 
@@ -439,8 +439,7 @@ TEST_F(AcquireEndToEnd, SelectPrintsTheRectangleExtractTakes) {
   ASSERT_TRUE(std::regex_match(run.out, sides, std::regex("(\\d+),(\\d+),(\\d+),(\\d+)\n")));
   const std::string rect = run.out.substr(0, run.out.size() - 1);
   ASSERT_EQ(tessel("extract image.tif --rect " + rect + " -o doc.tif").status, 0);
-  const Rect r{SInt16(std::stoi(sides[1])), SInt16(std::stoi(sides[2])),
-               SInt16(std::stoi(sides[3])), SInt16(std::stoi(sides[4]))};
+  const VRect r{std::stoi(sides[1]), std::stoi(sides[2]), std::stoi(sides[3]), std::stoi(sides[4])};
   EXPECT_LT(r.bottom - r.top, 60);
   expect_samples(*read_document(path("doc.tif")), r);
 

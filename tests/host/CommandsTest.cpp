@@ -82,13 +82,5 @@ TEST(HostTexts, SizesTakeTheLargestUnitTheyFill) {
   for (const auto& [bytes, text] : cases) EXPECT_EQ(size_text(bytes), text) << bytes;
 }
 
-TEST_F(CommandLine, DocumentTooLargeForTheRecordsIsRefused) {
-  Document wide{.mode = kGrayMode, .columns = 40000, .rows = 1, .planes = 1};
-  wide.pixels.resize(40000);
-  ASSERT_EQ(write_document(path("wide.tif"), wide), noErr);
-  EXPECT_EQ(run({"export", path("wide.tif").string()}), kExitFailed);
-  EXPECT_NE(err.str().find("40000"), std::string::npos) << err.str();
-}
-
 }  // namespace
 }  // namespace tessel::host

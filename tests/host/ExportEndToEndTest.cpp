@@ -138,6 +138,12 @@ TEST_F(ExportEndToEnd, ExtractRefusesBadRectanglesAndKeepsExistingDocuments) {
     EXPECT_EQ(tessel(extract + rect).status, 1);
     EXPECT_FALSE(std::filesystem::exists(document()));
   }
+  // Sides up to 2^31 - 1 are numbers --rect takes (this image is too small
+  // for them); one more is not a number it takes.
+  const ProgramRun huge = tessel(extract + "0,0,2147483647,2147483647");
+  EXPECT_EQ(huge.status, 1);
+  EXPECT_EQ(huge.err.find("--rect takes"), std::string::npos) << huge.err;
+  EXPECT_NE(tessel(extract + "0,0,4,2147483648").err.find("--rect takes"), std::string::npos);
   write_file("doc.tif", {1, 2, 3});
   EXPECT_EQ(tessel(extract + "0,0,4,4").status, 1);
   EXPECT_EQ(read_file(document()), (std::vector<UInt8>{1, 2, 3}));

@@ -38,8 +38,10 @@ struct FakePlugin {
   std::vector<const UInt8*> pointers{};
   std::vector<SInt32> rowSteps{};
   int bandsWritten = 0;
-  SInt16 rows = 0, columns = 0, planes = 0;
-  SInt16 row = 0, plane = 0;
+  SInt32 rows = 0, columns = 0;
+  SInt16 planes = 0;
+  SInt32 row = 0;
+  SInt16 plane = 0;
 };
 
 FakePlugin* fake = nullptr;
@@ -47,25 +49,25 @@ FakePlugin* fake = nullptr;
 void request_next(ExportParams& params) {
   FakePlugin& f = *fake;
   if (f.plane >= f.planes) {
-    Set(params, kExportRequestRect, Rect{0, 0, 0, 0});
+    Set(params, kExportRequestedRect, VRect{0, 0, 0, 0});
     return;
   }
-  const SInt16 bottom = std::min<SInt16>(SInt16(f.row + f.bandRows), f.rows);
-  Set(params, kExportRequestRect, Rect{f.row, 0, bottom, f.columns});
+  const SInt32 bottom = std::min<SInt32>(f.row + f.bandRows, f.rows);
+  Set(params, kExportRequestedRect, VRect{f.row, 0, bottom, f.columns});
   Set(params, kExportFirstPlane, f.planar ? f.plane : SInt16(0));
   Set(params, kExportLastPlane, f.planar ? f.plane : SInt16(f.planes - 1));
 }
 
 void take_band(const ExportParams& params) {
   FakePlugin& f = *fake;
-  const Rect rect = Get(params, kExportRequestRect);
+  const VRect rect = Get(params, kExportRequestedRect);
   const auto* data = ReferencePointerAs<const UInt8>(Get(params, kExportDataPointer));
   const SInt32 rowStep = Get(params, kExportRowStep);
   f.pointers.push_back(data);
   f.rowSteps.push_back(rowStep);
   const SInt16 first = Get(params, kExportFirstPlane), last = Get(params, kExportLastPlane);
-  for (SInt16 r = rect.top; r < rect.bottom; ++r) {
-    for (SInt16 c = rect.left; c < rect.right; ++c) {
+  for (SInt32 r = rect.top; r < rect.bottom; ++r) {
+    for (SInt32 c = rect.left; c < rect.right; ++c) {
       for (SInt16 p = first; p <= last; ++p) {
         f.received[(std::size_t(r) * std::size_t(f.columns) + std::size_t(c)) *
                        std::size_t(f.planes) +
@@ -96,8 +98,8 @@ void fake_entry(SInt16 selector, ExportParams* params, PluginDataSlot*, SInt16* 
   f.selectors.push_back(selector);
   *result = noErr;
   if (selector == kSelectorPrepare) {
-    f.rows = Get(*params, kExportImageRows);
-    f.columns = Get(*params, kExportImageColumns);
+    f.rows = Get(*params, kExportDocumentRows);
+    f.columns = Get(*params, kExportDocumentColumns);
     f.planes = Get(*params, kExportImagePlanes);
     f.received.assign(std::size_t(f.rows) * std::size_t(f.columns) * std::size_t(f.planes), 0);
   } else if (selector == kSelectorStart) {
@@ -254,10 +256,17 @@ TEST_F(ExportRunTest, InterruptStopsAtTheNextAbortTest) {
   EXPECT_FALSE(outcome.savedBack);
 }
 
-TEST_F(ExportRunTest, DocumentsBeyondTheRecordsAreRefused) {
-  document.columns = 40000;
-  EXPECT_EQ(run().result, paramErr);
-  EXPECT_TRUE(plugin.selectors.empty());
+// A document wider than 16 bits reaches the plug-in whole, through the
+// records' 32-bit fields.
+TEST_F(ExportRunTest, DocumentsWiderThanSixteenBitsTravelInTheWideFields) {
+  document = Document{.mode = kGrayMode, .columns = 70000, .rows = 3, .planes = 1};
+  document.pixels.resize(document.row_bytes() * 3);
+  for (std::size_t i = 0; i < document.pixels.size(); ++i) document.pixels[i] = UInt8(i * 7 + 3);
+  const ExportOutcome outcome = run();
+  EXPECT_EQ(outcome.result, noErr);
+  EXPECT_EQ(plugin.columns, 70000);
+  EXPECT_EQ(outcome.bands, 2);
+  EXPECT_TRUE(plugin.received == document.pixels);
 }
 
 // The plug-in's finish closes the image without looking at the result; a

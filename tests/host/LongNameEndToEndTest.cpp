@@ -39,7 +39,7 @@ class LongNameEndToEnd : public testing::ProgramTest {
   }
 
   // Every sample of the image is the sample writer's, inverted inside rect.
-  std::size_t samples_off(const Rect& rect) {
+  std::size_t samples_off(const VRect& rect) {
     return testing::samples_differing(path(kName), [&](SInt32 r, SInt32 c, SInt32 p) {
       const UInt8 flip = testing::inside(rect, r, c) ? 0xFF : 0;
       return UInt8(sample_value(0, r, c, p) ^ flip);
@@ -65,7 +65,7 @@ TEST_F(LongNameEndToEnd, InfoSelectExtractAndExportTakeTheName) {
   ASSERT_EQ(write_document(path("cut.tif"), *cut), noErr);
   ProgramRun exported = tessel("export cut.tif");
   ASSERT_EQ(exported.status, 0) << exported.err << exported.alerts;
-  EXPECT_EQ(samples_off(Rect{2, 3, 12, 19}), 0u);
+  EXPECT_EQ(samples_off(VRect{2, 3, 12, 19}), 0u);
 }
 
 // Acquire names the document after its title (the name's start, cut between

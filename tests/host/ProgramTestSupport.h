@@ -56,11 +56,12 @@ inline std::filesystem::path module_file() {
   return program_folder().parent_path() / "lib" / "tessel.plugin";
 }
 
-// The document the real `tessel extract` cuts from image at rect, written as
-// doc and read back; the tests' documents come the way users' do.
-inline Expected<host::Document> extracted_document(const std::filesystem::path& image,
-                                                   const Rect& rect,
-                                                   const std::filesystem::path& doc) {
+// The document the real `tessel extract` cuts from image at rect (a Rect or
+// a VRect), written as doc and read back; the tests' documents come the way
+// users' do.
+template <class AnyRect>
+Expected<host::Document> extracted_document(const std::filesystem::path& image, const AnyRect& rect,
+                                            const std::filesystem::path& doc) {
   const std::string command = "TESSEL_MODULE='" + module_file().string() + "' timeout -k 5 60 '" +
                               (program_folder() / "tessel").string() + "' extract '" +
                               image.string() + "' --rect " + std::to_string(rect.top) + "," +
@@ -74,8 +75,9 @@ inline Expected<host::Document> extracted_document(const std::filesystem::path& 
 }
 
 // The document cut from image at rect, every sample inverted, written as doc.
-inline host::Document inverted_document(const std::filesystem::path& image, const Rect& rect,
-                                        const std::filesystem::path& doc) {
+template <class AnyRect>
+host::Document inverted_document(const std::filesystem::path& image, const AnyRect& rect,
+                                 const std::filesystem::path& doc) {
   auto cut = extracted_document(image, rect, doc);
   EXPECT_TRUE(cut) << cut.error();
   if (!cut) return {};
@@ -84,7 +86,8 @@ inline host::Document inverted_document(const std::filesystem::path& image, cons
   return std::move(*cut);
 }
 
-inline bool inside(const Rect& rect, SInt32 row, SInt32 column) {
+template <class AnyRect>
+bool inside(const AnyRect& rect, SInt32 row, SInt32 column) {
   return row >= rect.top && row < rect.bottom && column >= rect.left && column < rect.right;
 }
 

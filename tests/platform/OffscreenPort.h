@@ -52,6 +52,7 @@ struct PixelAt {
 
 // Rectangles and points as values a failed comparison prints in full.
 inline std::vector<int> sides(const Rect& r) { return {r.top, r.left, r.bottom, r.right}; }
+inline std::vector<int> sides(const VRect& r) { return {r.top, r.left, r.bottom, r.right}; }
 inline std::pair<int, int> hv(Point p) { return {p.h, p.v}; }
 
 // Every listed pixel of the port has its colour; a wrong one is named by place.

@@ -62,7 +62,7 @@ class AcquireDriver : public PluginTest {
 
   // A run armed by prepare whose start has opened file and chosen rect, as
   // the selection dialog would leave it.
-  void start_with_selection(FakeAcquireHost& host, const fs::path& file, Rect rect) {
+  void start_with_selection(FakeAcquireHost& host, const fs::path& file, VRect rect) {
     ASSERT_EQ(host.call(kSelectorPrepare), 0);
     AcquireGlobals* globals = host.globals();
     ASSERT_EQ(AllocateMemory(SInt32(sizeof(SourceImage)), &globals->sourceImage), 0);
@@ -72,16 +72,16 @@ class AcquireDriver : public PluginTest {
     image->selection = rect;
     image->selectionWidth = rect.right - rect.left;
     image->selectionHeight = rect.bottom - rect.top;
-    Set(host.params, kAcquireImageRows, SInt16(image->selectionHeight));
-    Set(host.params, kAcquireImageColumns, SInt16(image->selectionWidth));
+    Set(host.params, kAcquireDocumentRows, image->selectionHeight);
+    Set(host.params, kAcquireDocumentColumns, image->selectionWidth);
     Set(host.params, kAcquireImagePlanes, image->channels);
     globals->progressTotal = image->channels * image->selectionHeight;
   }
 
   // Every sample the host took in is the file's sample in rect.
-  void expect_rectangle(Rect rect, SInt32 planes) { expect_rectangle_of(host(), rect, planes); }
+  void expect_rectangle(VRect rect, SInt32 planes) { expect_rectangle_of(host(), rect, planes); }
 
-  static void expect_rectangle_of(const FakeAcquireHost& host, Rect rect, SInt32 planes) {
+  static void expect_rectangle_of(const FakeAcquireHost& host, VRect rect, SInt32 planes) {
     const SInt32 width = rect.right - rect.left;
     std::size_t wrong = 0;
     for (SInt32 r = rect.top; r < rect.bottom; ++r)
@@ -188,7 +188,7 @@ class AcquireWithDialog : public AcquireDriver {
   }
 
   // A full run of file; the rectangle the tag names.
-  Rect acquire(const fs::path& file) {
+  VRect acquire(const fs::path& file) {
     platform::standard_file::preselect(file);
     EXPECT_EQ(host().run(), 0);
     if (host().tags.size() != 1) {
@@ -205,7 +205,7 @@ TEST_F(AcquireWithDialog, AFolderThatMayNotChangeIsWarnedOnceAndTheRunGoesOn) {
       write_tiff("shelf/image.tif", {.samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 5});
   chmod(path("shelf").c_str(), 0555);
 
-  Rect rect = acquire(file);
+  VRect rect = acquire(file);
 
   EXPECT_TRUE(shows_code(alerts(), kCannotWriteBack)) << alerts().size();
   EXPECT_EQ(host().rows(), rect.bottom - rect.top);
@@ -219,7 +219,7 @@ TEST_F(AcquireWithDialog, ALockedFileInAWritableFolderIsTakenSilently) {
   fs::path file = write_tiff("image.tif", {.rowsPerStrip = 3});
   chmod(file.c_str(), 0444);
 
-  Rect rect = acquire(file);
+  VRect rect = acquire(file);
 
   EXPECT_TRUE(alerts().empty());
   EXPECT_EQ(Get(host().params, kAcquireImageMode), kGrayscaleMode);
@@ -239,7 +239,7 @@ TEST_F(AcquireDriver, RowsArePaddedToFourBytes) {
       {.width = 120, .height = 20, .samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 7});
   for (SInt16 width : {SInt16(100), SInt16(101)}) {
     FakeAcquireHost fresh;
-    start_with_selection(fresh, file, Rect{2, 5, 12, SInt16(5 + width)});
+    start_with_selection(fresh, file, VRect{2, 5, 12, 5 + width});
     ASSERT_EQ(fresh.take_strips(), 0);
     ASSERT_EQ(fresh.bufferRequests.size(), 1u);
     EXPECT_EQ(fresh.bufferRequests[0], width == 100 ? 300 : 304);
@@ -253,7 +253,7 @@ TEST_F(AcquireDriver, InterleavedStripsComeInTheRowsTheHostGrantsThenTheEnd) {
   fs::path file = write_tiff(
       "rgb.tif",
       {.width = 40, .height = 30, .samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 6});
-  const Rect rect{13, 9, 23, 30};
+  const VRect rect{13, 9, 23, 30};
   start_with_selection(host(), file, rect);
 
   ASSERT_EQ(host().take_strips(), 0);
@@ -280,7 +280,7 @@ TEST_F(AcquireDriver, PlanarStripsComePlaneByPlane) {
   ASSERT_EQ(samples::write_native(
                 file, {.channels = 3, .rows = 30, .columns = 40, .mode = 3, .seed = kSeed}),
             0);
-  const Rect rect{13, 9, 23, 30};
+  const VRect rect{13, 9, 23, 30};
   start_with_selection(host(), file, rect);
 
   ASSERT_EQ(host().take_strips(), 0);
@@ -323,7 +323,7 @@ TEST_F(AcquireDriver, TiledAndPlanarTIFFsGiveTheRectangle) {
        }),
        true},
   };
-  const Rect rect{3, 5, 27, 38};
+  const VRect rect{3, 5, 27, 38};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     FakeAcquireHost fresh;
@@ -339,7 +339,7 @@ TEST_F(AcquireDriver, TiledAndPlanarTIFFsGiveTheRectangle) {
 
 TEST_F(AcquireDriver, StoppingAtTheFirstContinueLeavesNoBufferAndNoTag) {
   fs::path file = write_tiff("gray.tif", {.rowsPerStrip = 4});
-  start_with_selection(host(), file, Rect{0, 0, 10, 10});
+  start_with_selection(host(), file, VRect{0, 0, 10, 10});
   host().abortAtCall = 1;
 
   EXPECT_EQ(host().call(kSelectorContinue), kUserCancelled);
@@ -364,7 +364,7 @@ class DocumentTitle : public AcquireDriver {
                                 string_list({"^1 (^2,^3)-(^4,^5)", "\xC9"})}}});
   }
 
-  std::string title(const std::string& fileName, Rect rect) {
+  std::string title(const std::string& fileName, VRect rect) {
     SourceImage image{};
     CopyCStringToPascal(fileName.c_str(), image.fileSpec.name);
     image.selection = rect;
@@ -375,15 +375,16 @@ class DocumentTitle : public AcquireDriver {
 };
 
 TEST_F(DocumentTitle, ALongNameIsCutSoThatTheCornersFit) {
-  EXPECT_EQ(title("short.tif", Rect{1, 2, 3, 4}), "short.tif (2,1)-(4,3)");
+  EXPECT_EQ(title("short.tif", VRect{1, 2, 3, 4}), "short.tif (2,1)-(4,3)");
 
   // The mark, an ellipsis, takes three bytes in UTF-8.
   const std::string longName = std::string(36, 'a') + ".tif";
-  EXPECT_EQ(title(longName, Rect{0, 0, 512, 512}), std::string(12, 'a') + "\u2026 (0,0)-(512,512)");
+  EXPECT_EQ(title(longName, VRect{0, 0, 512, 512}),
+            std::string(12, 'a') + "\u2026 (0,0)-(512,512)");
 
   // Corners this wide leave room for less than five bytes of the name:
   // five stay, and the title is cut at 31 with the mark.
-  const std::string cut = title(longName, Rect{10000, 10000, 20000, 20000});
+  const std::string cut = title(longName, VRect{10000, 10000, 20000, 20000});
   EXPECT_EQ(cut, "aa\u2026 (10000,10000)-(20000,2\u2026");
 }
 
@@ -399,7 +400,7 @@ TEST_F(DocumentTitle, UTF8NamesAreCutBetweenCharacters) {
         SCOPED_TRACE(name + " " + std::to_string(corner));
         SourceImage image{};
         image.fileSpec = spec_of("names/" + name);
-        image.selection = Rect{corner, corner, corner, corner};
+        image.selection = VRect{corner, corner, corner, corner};
         Str255 made;
         NameTheDocument(nullptr, &image, made);
         const std::string shown(reinterpret_cast<const char*>(made + 1), made[0]);
@@ -412,6 +413,73 @@ TEST_F(DocumentTitle, UTF8NamesAreCutBetweenCharacters) {
       }
     }
   }
+}
+
+// ---------------------------------------------------------------------------
+// Images wider than 16 bits, and the limits that are left
+
+// The alert of a limit's message: its index, with its two numbers.
+std::string limit_alert(int index, const std::string& first, const std::string& second, int code) {
+  return alert_line("message " + std::to_string(index) + " [" + first + "|" + second + "]", code);
+}
+
+class WideAcquire : public AcquireDriver {
+ protected:
+  void SetUp() override {
+    AcquireDriver::SetUp();
+    wide_ = write_tiff("wide.tif", kWide);
+  }
+  // A run of host on the wide image whose preset rectangle is rect.
+  SInt16 acquire(FakeAcquireHost& host, VRect rect) {
+    platform::standard_file::preselect(wide_);
+    Set(host.params, kAcquirePresetSelection, rect);
+    return host.run();
+  }
+  fs::path wide_;
+  static constexpr samples::TiffOptions kWide{.width = 40000, .height = 8, .rowsPerStrip = 3};
+  static constexpr VRect kPastSixteenBits{1, 3000, 6, 40000};  // 37000 columns
+};
+
+TEST_F(WideAcquire, AHostWithTheExtensionTakesColumnsPastSixteenBits) {
+  host().grantRows = 2;
+  ASSERT_EQ(acquire(host(), kPastSixteenBits), 0);
+  EXPECT_EQ(host().columns(), 37000);
+  EXPECT_EQ(host().rows(), 5);
+  // The classic fields keep the low 16 bits, as they always have.
+  EXPECT_EQ(Get(host().params, kAcquireImageColumns), SInt16(37000 - 65536));
+  EXPECT_EQ(host().strips.back().rect.right, 37000);
+  EXPECT_EQ(host().strips.back().rect.bottom, 5);
+  expect_rectangle(kPastSixteenBits, 1);
+  EXPECT_EQ(tag_fields(host().tag_bytes()).rect.right, 40000);
+}
+
+// Without the extension the area must fit in 16 bits a side; one that does
+// not is refused with the limit and its size, before any buffer or tag.
+TEST_F(WideAcquire, AHostWithoutTheExtensionIsToldItsLimitUnlessTheAreaFits) {
+  Set(host().params, kAcquireBigDocuments, 0u);
+  EXPECT_EQ(acquire(host(), kPastSixteenBits), kHostSideLimit);
+  EXPECT_EQ(alerts(), std::vector<std::string>{limit_alert(34, "37,000", "5", kHostSideLimit)});
+  EXPECT_TRUE(host().tags.empty());
+  EXPECT_TRUE(host().bufferRequests.empty());
+  EXPECT_EQ(host().globals()->sourceImage, nullptr);
+
+  fs::remove(path("alerts.log"));
+  FakeAcquireHost classic;
+  Set(classic.params, kAcquireBigDocuments, 0u);
+  const VRect farCorner{0, 39000, 8, 40000};
+  ASSERT_EQ(acquire(classic, farCorner), 0);
+  EXPECT_EQ(Get(classic.params, kAcquireImageColumns), 1000);
+  EXPECT_EQ(Get(classic.params, kAcquireImageColumns32), 0) << "the host's bytes stay its own";
+  expect_rectangle_of(classic, farCorner, 1);
+}
+
+TEST_F(WideAcquire, ARowTheHostCannotLendIsToldWithItsSize) {
+  host().bufferAnswer = memFullErr;
+  EXPECT_EQ(acquire(host(), VRect{0, 0, 8, 40000}), kRowBeyondMemory);
+  EXPECT_EQ(alerts(),
+            std::vector<std::string>{limit_alert(35, "40,000", "40,000", kRowBeyondMemory)});
+  EXPECT_TRUE(host().tags.empty());
+  EXPECT_EQ(host().mostRowsAsked, 8);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
+#include "FaultyFileSystem.h"
 #include "PluginTestSupport.h"
 #include "TextUtils.h"
+#include "plugin/BandSteps.h"
 #include "plugin/TesselAcquire.h"
 #include "plugin/TesselAcquireReportResult.h"
 #include "plugin/TesselExportReportResult.h"
@@ -20,7 +22,7 @@ class EntryPoint : public PluginTest {
   // A document tagged with a sample file's rectangle, ready to export.
   void tagged_document() {
     ASSERT_EQ(samples::write_tiff(path("image.tif"), {.samplesPerPixel = 3, .photometric = 2}), 0);
-    ASSERT_EQ(host.tag(spec_of("image.tif"), Rect{0, 0, 10, 10}), 0);
+    ASSERT_EQ(host.tag(spec_of("image.tif"), VRect{0, 0, 10, 10}), 0);
     host.describe_document();
   }
 };
@@ -48,10 +50,13 @@ TEST_F(EntryPoint, UnknownSelectorsAreReportedAndClearTheRunFlag) {
 
 TEST_F(EntryPoint, ANegativeResultReachesTheHostAsOneAfterItsReport) {
   tagged_document();
-  Set(host.params, kExportMemoryLimit, 29);  // less than one row of 10 RGB pixels
+  FaultyFileSystem faulty;
+  faulty.fail_write_at = 1;
+  faulty.write_error = EIO;
+  platform::ScopedFileSystem scope(faulty);
   EXPECT_EQ(host.run(), 1);
-  EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 13 [|]", -108)});
-  EXPECT_EQ(export_globals()->sourceImage, nullptr);  // the failed start cleaned up
+  EXPECT_EQ(alerts(), std::vector<std::string>{alert_line("message 13 [|]", -36)});
+  EXPECT_EQ(export_globals()->sourceImage, nullptr);  // finish cleaned up
 }
 
 TEST_F(EntryPoint, CancelIsSilentAndStillEndsTheRun) {
@@ -156,4 +161,25 @@ TEST_F(ResultReporting, EachSideShowsItsOwnMessageOrTheGenericOne) {
 }
 
 }  // namespace
+// The host's progress callback counts in 32 bits; a run of more units (16
+// planes of 2^31 - 1 rows) is scaled down, keeping done's share of total and
+// the end at the end.
+TEST(ProgressForHost, ScalesRunsPastThirtyTwoBitsKeepingTheShare) {
+  constexpr SInt64 kLongRun = SInt64(16) * INT32_MAX;
+  const struct {
+    SInt64 done, total;
+    SInt32 hostDone, hostTotal;
+  } cases[] = {{5, 60, 5, 60},
+               {INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX},
+               {SInt64(1) << 32, SInt64(1) << 33, 1 << 29, 1 << 30},
+               {3LL << 31, 3LL << 31, 3 << 29, 3 << 29},
+               {kLongRun / 2, kLongRun, INT32_MAX / 2, INT32_MAX},
+               {kLongRun, kLongRun, INT32_MAX, INT32_MAX}};
+  for (const auto& c : cases) {
+    SInt32 done = -1, total = -1;
+    ProgressForHost(c.done, c.total, &done, &total);
+    EXPECT_EQ(std::pair(done, total), std::pair(c.hostDone, c.hostTotal)) << c.total;
+  }
+}
+
 }  // namespace tessel::testing

@@ -59,7 +59,7 @@ inline std::vector<UInt8> message_items(const std::string& text) {
 
 inline platform::resources::ResourceFork message_fork() {
   std::vector<std::string> messages;
-  for (int i = 1; i <= 32; ++i) messages.push_back(message_text(i));
+  for (int i = 1; i <= 35; ++i) messages.push_back(message_text(i));
   auto alert = [](SInt16 items) { return alert_template(Rect{}, items, 0x5555); };
   return {0,
           {{FourCC("STR#"), 16005, 0, "", string_list(messages)},
@@ -108,15 +108,15 @@ class PluginTest : public TempFolder {
 // A document in memory: samples interleaved, row after row.
 struct FakeDocument {
   SInt16 mode = 3;
-  SInt16 rows = 0;
-  SInt16 columns = 0;
+  SInt32 rows = 0;
+  SInt32 columns = 0;
   SInt16 planes = 3;
   std::vector<UInt8> pixels;
 
   static UInt8 sample(SInt32 row, SInt32 column, SInt32 plane) {
     return UInt8(row * 7 + column * 13 + plane * 29 + 5);
   }
-  void fill(SInt16 height, SInt16 width, SInt16 channels) {
+  void fill(SInt32 height, SInt32 width, SInt16 channels) {
     rows = height, columns = width, planes = channels;
     pixels.clear();
     for (SInt32 r = 0; r < rows; ++r)
@@ -209,10 +209,11 @@ class FakeExportHost : public FakeHostCallbacks<FakeExportHost> {
   ExportParams params{};
   PluginDataSlot slot = 0;
   FakeDocument document;
-  std::vector<Rect> requests;
+  std::vector<VRect> requests;
   std::vector<std::pair<SInt16, SInt16>> requestedPlanes;
 
   FakeExportHost() {
+    Set(params, kExportBigDocuments, kBigDocumentsVersion);
     Set(params, kExportMemoryLimit, 1 << 20);
     Set(params, kExportTestAbort, NewProcReference(&testAbort));
     Set(params, kExportUpdateProgress, NewProcReference(&updateProgress));
@@ -223,21 +224,21 @@ class FakeExportHost : public FakeHostCallbacks<FakeExportHost> {
 
   // Tags the document with rect of file, an image of width x height, and
   // gives the document the rectangle's size.
-  OSErr tag(const FSSpec& file, Rect rect, SInt16 planes = 3, SInt32 width = 64,
+  OSErr tag(const FSSpec& file, VRect rect, SInt16 planes = 3, SInt32 width = 64,
             SInt32 height = 48) {
     SourceImage image{};
     image.fileSpec = file;
     image.selection = rect;
     image.width = width;
     image.height = height;
-    document.fill(SInt16(rect.bottom - rect.top), SInt16(rect.right - rect.left), planes);
+    document.fill(rect.bottom - rect.top, rect.right - rect.left, planes);
     return TagTheDocument(&resourceProcs(), &image);
   }
 
   void describe_document() {
     Set(params, kExportImageMode, document.mode);
-    Set(params, kExportImageRows, document.rows);
-    Set(params, kExportImageColumns, document.columns);
+    Set(params, kExportDocumentRows, document.rows);
+    Set(params, kExportDocumentColumns, document.columns);
     Set(params, kExportImagePlanes, document.planes);
   }
 
@@ -260,7 +261,7 @@ class FakeExportHost : public FakeHostCallbacks<FakeExportHost> {
   }
 
   bool request_empty() const {
-    Rect r = Get(params, kExportRequestRect);
+    VRect r = Get(params, kExportRequestedRect);
     return r.top == 0 && r.left == 0 && r.bottom == 0 && r.right == 0;
   }
 
@@ -268,7 +269,7 @@ class FakeExportHost : public FakeHostCallbacks<FakeExportHost> {
   // Hands over the requested rows and planes, each row padded by 3 bytes so
   // that the row step matters, and runs one continue.
   SInt16 deliver_band() {
-    Rect r = Get(params, kExportRequestRect);
+    VRect r = Get(params, kExportRequestedRect);
     SInt16 first = Get(params, kExportFirstPlane), last = Get(params, kExportLastPlane);
     requests.push_back(r);
     requestedPlanes.emplace_back(first, last);
@@ -302,7 +303,7 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
 
  public:
   struct Strip {
-    Rect rect;
+    VRect rect;
     SInt16 firstPlane, lastPlane, columnStep;
     SInt32 rowStep, planeStep;
   };
@@ -315,8 +316,10 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
   std::vector<Strip> strips;
   std::vector<UInt8> pixels;  // planes interleaved, rows × columns × planes
   bool bufferLent = false;
+  OSErr bufferAnswer = 0;  // anything else: the buffer is refused with it
 
   FakeAcquireHost() {
+    Set(params, kAcquireBigDocuments, kBigDocumentsVersion);
     Set(params, kAcquireMemoryLimit, 1 << 20);
     Set(params, kAcquireTestAbort, NewProcReference(&testAbort));
     Set(params, kAcquireUpdateProgress, NewProcReference(&updateProgress));
@@ -331,8 +334,8 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
   }
 
   AcquireGlobals* globals() const { return ReferencePointerAs<AcquireGlobals>(slot); }
-  SInt16 rows() const { return Get(params, kAcquireImageRows); }
-  SInt16 columns() const { return Get(params, kAcquireImageColumns); }
+  SInt32 rows() const { return Get(params, kAcquireDocumentRows); }
+  SInt32 columns() const { return Get(params, kAcquireDocumentColumns); }
   SInt16 planes() const { return Get(params, kAcquireImagePlanes); }
 
   // Continue until the plug-in reports the end with a null dataPointer,
@@ -360,9 +363,9 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
 
  private:
   void take_strip() {
-    Strip strip{Get(params, kAcquireDataRect),  Get(params, kAcquireFirstPlane),
-                Get(params, kAcquireLastPlane), Get(params, kAcquireColumnStep),
-                Get(params, kAcquireRowStep),   Get(params, kAcquirePlaneStep)};
+    Strip strip{Get(params, kAcquireDeliveredRect), Get(params, kAcquireFirstPlane),
+                Get(params, kAcquireLastPlane),     Get(params, kAcquireColumnStep),
+                Get(params, kAcquireRowStep),       Get(params, kAcquirePlaneStep)};
     strips.push_back(strip);
     const auto* data =
         static_cast<const UInt8*>(ReferencePointer(Get(params, kAcquireDataPointer)));
@@ -382,6 +385,7 @@ class FakeAcquireHost : public FakeHostCallbacks<FakeAcquireHost> {
     FakeAcquireHost* host = current();
     host->bufferRequests.push_back(rowBytes);
     host->mostRowsAsked = maxRows;
+    if (host->bufferAnswer != 0) return host->bufferAnswer;
     *granted = std::max(minRows, std::min(host->grantRows, maxRows));
     host->buffer_.assign(std::size_t(rowBytes) * std::size_t(*granted), 0xEE);
     host->bufferLent = true;

@@ -62,7 +62,7 @@ class DocumentTag : public PluginTest {
     return tag;
   }
   static auto fields(const SourceImage& image) {
-    const Rect& r = image.selection;
+    const VRect& r = image.selection;
     return std::tuple(r.top, r.left, r.bottom, r.right, image.recordedWidth, image.recordedHeight,
                       image.width);
   }
@@ -77,20 +77,21 @@ TEST_F(DocumentTag, WritesTheFullNameAndFindsTheFileAgain) {
   for (int i = 0; i < 3; ++i) host.add_tag(tag_v5(FSSpec{}, Rect{}, 0, 0));
   SourceImage image{};
   image.fileSpec = spec_of("images/" + name);
-  image.selection = Rect{100, 0, 612, 512};
-  image.width = 4000;
+  image.selection = VRect{100, 40000, 612, 100000};  // wider than 16 bits hold
+  image.width = 100000;
   image.height = 3000;
 
   ASSERT_EQ(TagTheDocument(procs(), &image), 0);
   ASSERT_EQ(host.tags.size(), 1u);
-  EXPECT_EQ(host.tag_bytes(), tag_v6(image.fileSpec, {100, 0, 612, 512}, 4000, 3000, name));
+  EXPECT_EQ(host.tag_bytes(),
+            tag_v6(image.fileSpec, {100, 40000, 612, 100000}, 100000, 3000, name));
 
   platform::catalog::forget();
   SourceImage read{};
   read.width = -1;
   ASSERT_EQ(GetImageInfo(&globals, &read), 0);
   EXPECT_EQ(platform::files::path_from_spec(read.fileSpec).value(), path("images/" + name));
-  EXPECT_EQ(fields(read), std::tuple(100, 0, 612, 512, 4000, 3000, -1));
+  EXPECT_EQ(fields(read), std::tuple(100, 40000, 612, 100000, 100000, 3000, -1));
 }
 
 TEST_F(DocumentTag, ReadsTheShortNameVersionAsBefore) {
@@ -134,8 +135,9 @@ TEST_F(DocumentTag, RefusesNoneSeveralEmptyAndUnreadableTags) {
       v7,
       shortV6,
       shortV5,
-      tag_v6(here, {0, 0, 40000, 1}, 1, 1, "x.tif"),  // past what the selection holds
-      tag_v6(here, {0, 0, 1, 1}, 1, 1, "../x.tif"),   // not a name
+      tag_v6(here, {-1, 0, 40000, 1}, 1, 1, "x.tif"),  // above the image
+      tag_v6(here, {7, 0, 7, 1}, 1, 1, "x.tif"),       // empty
+      tag_v6(here, {0, 0, 1, 1}, 1, 1, "../x.tif"),    // not a name
       tag_v6(here, {0, 0, 1, 1}, 1, 1, ".."),
       tag_v6(here, {0, 0, 1, 1}, 1, 1, ""),
   };

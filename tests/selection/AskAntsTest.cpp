@@ -99,6 +99,17 @@ TEST_F(Ants, SelectionConvertsToImagePixelsRoundingHalfUp) {
   EXPECT_EQ(sides(image_.selection), (std::vector<int>{0, 0, 2000, 1000}));
 }
 
+// An image far wider and taller than 16 bits hold: the corners land in image
+// pixels past 32767, and the far corner on the image's own edge.
+TEST_F(Ants, SelectionOfAHugeImageReachesPastSixteenBits) {
+  image_.width = 100000;
+  image_.height = 2000000000;
+  state_->selectionExists = 1;
+  state_->selection = in_preview(100, 150, 200, 300);
+  SetUpImageSelectionBounds(state_.get());
+  EXPECT_EQ(sides(image_.selection), (std::vector<int>{1000000000, 50000, 2000000000, 100000}));
+}
+
 class Panes : public tessel::testing::SelectionDialogFixture {
  protected:
   // Two lines a line height apart below top, at the left of the pane text

@@ -36,18 +36,31 @@ TEST(LinearMap, RoundsHalvesUpInSinglePrecisionAndKeepsTheEnds) {
   }
 }
 
+// Past 16,777,216 single precision rounds the far end beyond the image (to
+// the next even float, or to 2^31 itself); the result stays inside, and the
+// steps in between still move with value.
+TEST(LinearMap, ClampsIntoTheImagePastSinglePrecision) {
+  const struct {
+    SInt32 from, to, value, mapped;
+  } ends[] = {{3, 16777219, 3, 16777219},
+              {400, 2147483647, 400, 2147483647},
+              {400, 2147483000, 400, 2147483000},
+              {400, 2147483647, 0, 0}};
+  for (const auto& c : ends) EXPECT_EQ(LinearMap(c.from, c.to, c.value), c.mapped) << c.to;
+  EXPECT_EQ(LinearMap(400, 100000000, 200), 50000000);
+  EXPECT_EQ(LinearMap(400, 16777216, 400), 16777216);
+}
+
 class ByteCounts : public DialogTest {
  protected:
   void SetUp() override {
     DialogTest::SetUp();
-    add({FourCC("STR#"),
-         kByteCountStrings,
-         0,
-         "",
-         {0, 2, 5, '^', '1', ' ', 'M', 'B', 5, '^', '1', ' ', 'K', 'B'}});
+    add({FourCC("STR#"), kByteCountStrings, 0, "", {0,   3,   5,   '^', '1', ' ', 'M',
+                                                    'B', 5,   '^', '1', ' ', 'K', 'B',
+                                                    5,   '^', '1', ' ', 'G', 'B'}});
     open_resources();
   }
-  static std::string text(SInt32 bytes) {
+  static std::string text(SInt64 bytes) {
     Str255 out;
     MetricBytesPString(bytes, out);
     return std::string(reinterpret_cast<const char*>(out + 1), out[0]);
@@ -55,9 +68,11 @@ class ByteCounts : public DialogTest {
 };
 
 // Kilobytes round up below 1024 of them; megabytes round half up from the
-// kilobytes, so 1536 KB less a byte is still 2 MB.
-TEST_F(ByteCounts, KilobytesRoundUpAndMegabytesHalfUp) {
-  const std::pair<SInt32, const char*> cases[] = {{0, "0 KB"},
+// kilobytes, so 1536 KB less a byte is still 2 MB; gigabytes likewise from
+// the megabytes, counted in 64 bits far past what 32 bits hold.
+TEST_F(ByteCounts, KilobytesRoundUpMegabytesAndGigabytesHalfUp) {
+  constexpr SInt64 kMB = 1024 * 1024;
+  const std::pair<SInt64, const char*> cases[] = {{0, "0 KB"},
                                                   {1, "1 KB"},
                                                   {1024, "1 KB"},
                                                   {1025, "2 KB"},
@@ -66,7 +81,12 @@ TEST_F(ByteCounts, KilobytesRoundUpAndMegabytesHalfUp) {
                                                   {1535 * 1024, "1 MB"},
                                                   {1536 * 1024, "2 MB"},
                                                   {1536 * 1024 - 1, "2 MB"},
-                                                  {2047 * 1024 * 1024 + 1, "2047 MB"}};
+                                                  {1023 * kMB, "1023 MB"},
+                                                  {1023 * kMB + kMB / 2, "1 GB"},
+                                                  {2047 * kMB + 1, "2 GB"},
+                                                  {1536 * kMB - 1, "2 GB"},
+                                                  {1535 * kMB, "1 GB"},
+                                                  {SInt64(100000) * 100000 * 3, "28 GB"}};
   for (const auto& [bytes, shown] : cases) EXPECT_EQ(text(bytes), shown) << bytes;
 }
 

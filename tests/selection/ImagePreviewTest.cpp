@@ -12,6 +12,7 @@
 #include "formats/FormatTestSupport.h"
 #include "host/DisplayPixels.h"
 #include "platform/DialogTestSupport.h"
+#include "records/ResultCodes.h"
 #include "selection/ImagePreview.h"
 #include "tools/samples/SampleImages.h"
 
@@ -269,6 +270,21 @@ TEST_F(Preview, IndexedImageDoesNotStartAndKeepsNothing) {
   EXPECT_FALSE(changed);
   EXPECT_EQ(FinishImagePreview(&preview_), 0);
   EXPECT_EQ(FinishImagePreview(&preview_), 0);
+}
+
+// A row of 800 million RGB pixels fits no buffer: the preview does not
+// start, says why, and keeps nothing (the description stands in for such a
+// file, which would have to be gigabytes long).
+TEST_F(Preview, ARowTooWideForAnyBufferDoesNotStart) {
+  for (SInt16 planar : {SInt16(0), SInt16(1)}) {
+    SourceImage& image = open_rgb(32, 32);
+    image.width = 800000000;
+    image.planar = planar;
+    EXPECT_EQ(start(image, 32, 32), kRowBeyondMemory) << planar;
+    EXPECT_EQ(preview_.offscreen, nullptr);
+    EXPECT_EQ(preview_.rowTile.data, nullptr);
+    EXPECT_EQ(preview_.error, kRowBeyondMemory);
+  }
 }
 
 }  // namespace

@@ -140,11 +140,11 @@ TEST_F(CompiledResources, AboutBoxDialogIsHiddenWithItsButtonFirst) {
 
 TEST_F(CompiledResources, EveryResultHasAMessageWithItsNumbersWhereTheTableSaysSo) {
   std::vector<std::string> messages = strings_of(16005);
-  ASSERT_EQ(messages.size(), 33u);
+  ASSERT_EQ(messages.size(), 35u);
   // The export driver fills ^0 and ^1 of these; the alert's own ^0/^1 are
   // not filled twice, so no other message may hold a caret.
   const std::map<std::size_t, std::pair<std::size_t, std::size_t>> numbered = {
-      {17, {1, 1}}, {19, {1, 0}}, {21, {1, 1}}, {25, {1, 0}}};
+      {17, {1, 1}}, {19, {1, 0}}, {21, {1, 1}}, {25, {1, 0}}, {34, {1, 1}}, {35, {1, 1}}};
   for (std::size_t index = 1; index <= messages.size(); ++index) {
     const std::string& message = messages[index - 1];
     EXPECT_GT(message.size(), 40u) << "message " << index;
@@ -191,7 +191,7 @@ TEST_F(CompiledResources, FileDialogsShareTheirItemNumbers) {
 TEST_F(CompiledResources, TextTemplatesHoldTheirPlaceholders) {
   using Marks = std::vector<std::vector<const char*>>;
   const std::map<SInt16, Marks> wanted = {{16000, {{"^1"}, {"^1", "^2"}, {"^1"}}},
-                                          {16001, {{"^1"}, {"^1"}}},
+                                          {16001, {{"^1"}, {"^1"}, {"^1"}}},
                                           {16002, {{"^1", "^2"}, {"^1"}}},
                                           {16003, {{"^1"}, {"^1"}, {"^1"}, {"^1"}}},
                                           {16004, {{"^1", "^2", "^3", "^4", "^5"}, {}}}};

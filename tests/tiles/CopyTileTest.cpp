@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <random>
 #include <utility>
@@ -77,6 +78,21 @@ TEST(CopyTile, MatchesSampleBySampleCopyForEveryLayoutPair) {
       }
     }
   }
+}
+
+// A tile of a 100000-pixel-wide RGB image, ten thousand rows deep, spans
+// 3 GB: its far samples lie past what 32-bit offsets reach, in either layout.
+// Only the addresses are computed; nothing there is touched.
+TEST(TileSampleAddress, ReachesPastTwoGigabytes) {
+  UInt8 base = 0;
+  const Tile chunky{&base, TileArea{100, 5, 10100, 100005, 0, 3}, 300000, 3, 0};
+  const Tile planar{&base, TileArea{100, 5, 10100, 100005, 1, 3}, 100000, 1, 1000000000};
+  const auto offset = [&](const Tile& t, SInt32 r, SInt32 c, SInt32 p) {
+    return reinterpret_cast<std::uintptr_t>(TileSampleAddress(t, r, c, p)) -
+           reinterpret_cast<std::uintptr_t>(&base);
+  };
+  EXPECT_EQ(offset(chunky, 10099, 100004, 2), 9999ULL * 300000 + 99999 * 3 + 2);
+  EXPECT_EQ(offset(planar, 10099, 100004, 2), 1000000000ULL + 9999ULL * 100000 + 99999);
 }
 
 TEST(CopyTile, OverlappingRowsMoveOneAfterAnotherEachAsIfThroughABuffer) {

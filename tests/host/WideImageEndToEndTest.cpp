@@ -1,0 +1,213 @@
+// Images wider than 16 bits through the real program: extract, export and
+// select past 32767, checked with tifffile and with the file's own bytes.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <regex>
+
+#include "ByteOrder.h"
+#include "MacErrors.h"
+#include "ProgramTestSupport.h"
+#include "StandardFile.h"
+#include "TagFields.h"
+#include "host/AcquireRun.h"
+#include "host/Document.h"
+#include "host/Module.h"
+#include "tools/samples/SampleImages.h"
+
+namespace tessel::host {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ProgramRun;
+
+// A classic big-endian grayscale TIFF of one uncompressed strip, written
+// sparse: only its directory and the rows at its bottom-right corner hold
+// data, so a 2 GB image costs a few kilobytes of disk.
+class SparseGrayTiff {
+ public:
+  static constexpr UInt32 kWidth = 100000;
+  static constexpr UInt32 kHeight = 20000;
+  static constexpr off_t kPixels = 4096;
+  static constexpr VRect kCorner{19990, 99000, 20000, 100000};
+
+  static UInt8 pattern(SInt32 row, SInt32 column) { return UInt8(row * 7 + column * 13 + 1); }
+
+  static bool write(const fs::path& file) {
+    const int fd = ::open(file.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0644);
+    if (fd < 0) return false;
+    const std::vector<UInt8> head = directory();
+    bool ok = ::pwrite(fd, head.data(), head.size(), 0) == ssize_t(head.size()) &&
+              ::ftruncate(fd, kPixels + off_t(kWidth) * kHeight) == 0;
+    for (SInt32 row = kCorner.top; ok && row < kCorner.bottom; ++row) {
+      std::vector<UInt8> run;
+      for (SInt32 column = kCorner.left; column < kCorner.right; ++column)
+        run.push_back(pattern(row, column));
+      ok = ::pwrite(fd, run.data(), run.size(), offset(row, kCorner.left)) == ssize_t(run.size());
+    }
+    return ::close(fd) == 0 && ok;
+  }
+
+  static off_t offset(SInt32 row, SInt32 column) { return kPixels + off_t(row) * kWidth + column; }
+
+  // count bytes of the file from the sample at (row, column).
+  static std::vector<UInt8> bytes_at(const fs::path& file, SInt32 row, SInt32 column,
+                                     std::size_t count) {
+    std::vector<UInt8> bytes(count);
+    const int fd = ::open(file.c_str(), O_RDONLY);
+    EXPECT_GE(fd, 0);
+    EXPECT_EQ(::pread(fd, bytes.data(), count, offset(row, column)), ssize_t(count));
+    ::close(fd);
+    return bytes;
+  }
+
+ private:
+  static std::vector<UInt8> directory() {
+    struct Entry {
+      UInt16 tag, type;
+      UInt32 value;
+    };
+    const Entry entries[] = {{256, 4, kWidth}, {257, 4, kHeight}, {258, 3, 8},
+                             {259, 3, 1},      {262, 3, 1},       {273, 4, UInt32(kPixels)},
+                             {277, 3, 1},      {278, 4, kHeight}, {279, 4, kWidth * kHeight}};
+    std::vector<UInt8> bytes(8 + 2 + sizeof entries / sizeof entries[0] * 12 + 4, 0);
+    std::span<UInt8> out(bytes);
+    platform::write_big16(out, 0x4D4D);
+    platform::write_big16(out.subspan(2), 42);
+    platform::write_big32(out.subspan(4), 8);
+    platform::write_big16(out.subspan(8), UInt16(std::size(entries)));
+    std::size_t at = 10;
+    for (const Entry& e : entries) {
+      platform::write_big16(out.subspan(at), e.tag);
+      platform::write_big16(out.subspan(at + 2), e.type);
+      platform::write_big32(out.subspan(at + 4), 1);
+      if (e.type == 3) platform::write_big16(out.subspan(at + 8), UInt16(e.value));
+      if (e.type == 4) platform::write_big32(out.subspan(at + 8), e.value);
+      at += 12;
+    }
+    return bytes;
+  }
+};
+
+class WideImageEndToEnd : public testing::ProgramTest {
+ protected:
+  int shell(const std::string& command) {
+    return std::system(("cd " + root_.string() + " && timeout -k 5 60 " + command).c_str());
+  }
+  static bool mentions_all(const std::string& text, std::initializer_list<const char*> parts) {
+    for (const char* part : parts)
+      if (text.find(part) == std::string::npos) return false;
+    return true;
+  }
+  // Runs a few lines of Python with tifffile and numpy; 0 when they pass.
+  int python(const std::string& program) {
+    write_text("check.py", "import sys, tifffile, numpy\n" + program);
+    return shell("/usr/bin/python3 check.py");
+  }
+};
+
+// A dense 40000-pixel-wide RGB image: the document cut at --rect numbers
+// past 32767 is the image's box as tifffile reads it, and exporting it
+// inverted changes exactly that box.
+TEST_F(WideImageEndToEnd, ExtractAndExportPastSixteenBitsChangeExactlyTheBox) {
+  ASSERT_EQ(
+      samples::write_tiff(
+          path("wide.tif"),
+          {.width = 40000, .height = 8, .samplesPerPixel = 3, .photometric = 2, .rowsPerStrip = 3}),
+      noErr);
+  fs::copy_file(path("wide.tif"), path("pristine.tif"));
+  testing::inverted_document(path("wide.tif"), VRect{2, 33000, 7, 40000}, path("doc.tif"));
+  EXPECT_EQ(python("old = tifffile.imread('pristine.tif')\n"
+                   "doc = tifffile.imread('doc.tif')\n"
+                   "sys.exit(0 if doc.shape == (5, 7000, 3) and "
+                   "(doc == 255 - old[2:7, 33000:40000]).all() else 1)\n"),
+            0);
+
+  const ProgramRun exported = tessel("export doc.tif");
+  ASSERT_EQ(exported.status, 0) << exported.err << exported.alerts;
+  EXPECT_EQ(python("old = tifffile.imread('pristine.tif')\n"
+                   "new = tifffile.imread('wide.tif')\n"
+                   "want = old.copy()\n"
+                   "want[2:7, 33000:40000] = 255 - old[2:7, 33000:40000]\n"
+                   "sys.exit(0 if (new == want).all() else 1)\n"),
+            0);
+}
+
+// A 100000 x 20000 image of 2 GB, sparse: the far corner comes out as the
+// pattern written there, goes back inverted into exactly its bytes, and the
+// selection dialog on the whole image answers in image pixels past 32767.
+TEST_F(WideImageEndToEnd, TheFarCornerOfASparseTwoGigabyteImage) {
+  ASSERT_TRUE(SparseGrayTiff::write(path("huge.tif")));
+  const VRect corner = SparseGrayTiff::kCorner;
+  const std::string rect = "19990,99000,20000,100000";
+  const ProgramRun extracted = tessel("extract huge.tif --rect " + rect + " -o doc.tif");
+  ASSERT_EQ(extracted.status, 0) << extracted.err << extracted.alerts;
+  EXPECT_EQ(python("doc = tifffile.imread('doc.tif').astype(int)\n"
+                   "r, c = numpy.mgrid[19990:20000, 99000:100000]\n"
+                   "sys.exit(0 if (doc == (r * 7 + c * 13 + 1) % 256).all() else 1)\n"),
+            0);
+  EXPECT_EQ(testing::tag_fields(read_document(path("doc.tif"))->resources.at(0).data).rect.left,
+            99000);
+
+  testing::inverted_document(path("huge.tif"), corner, path("doc.tif"));
+  const ProgramRun exported = tessel("export doc.tif");
+  ASSERT_EQ(exported.status, 0) << exported.err << exported.alerts;
+  for (SInt32 row : {corner.top, corner.bottom - 1}) {
+    const std::vector<UInt8> box =
+        SparseGrayTiff::bytes_at(path("huge.tif"), row, corner.left, 1000);
+    std::size_t wrong = 0;
+    for (SInt32 i = 0; i < 1000; ++i)
+      wrong += box[std::size_t(i)] != UInt8(~SparseGrayTiff::pattern(row, corner.left + i));
+    EXPECT_EQ(wrong, 0u) << row;
+    // The bytes just left of the box, and the row above it, are untouched.
+    EXPECT_EQ(SparseGrayTiff::bytes_at(path("huge.tif"), row, corner.left - 8, 8),
+              std::vector<UInt8>(8, 0));
+  }
+  EXPECT_EQ(SparseGrayTiff::bytes_at(path("huge.tif"), corner.top - 1, corner.left, 1000),
+            std::vector<UInt8>(1000, 0));
+
+  write_text("cell.txt", "click 7\ndown 60 60\nup 60 60\n");
+  const ProgramRun selected = tessel("select huge.tif --script cell.txt");
+  ASSERT_EQ(selected.status, 0) << selected.err << selected.alerts;
+  std::smatch sides;
+  ASSERT_TRUE(std::regex_match(selected.out, sides, std::regex("(\\d+),(\\d+),(\\d+),(\\d+)\n")))
+      << selected.out;
+  const SInt64 left = std::stoll(sides[2]), right = std::stoll(sides[4]);
+  EXPECT_GT(right - left, 32767) << selected.out;  // a grid cell is a third of the width
+  EXPECT_LE(right, SparseGrayTiff::kWidth);
+  EXPECT_LE(std::stoll(sides[3]), SparseGrayTiff::kHeight);
+}
+
+// The same run with the real module, once from a host that offers the
+// extension and once from one that does not: the older host is told its
+// limit and gets no document; the newer one gets the box's pixels.
+TEST_F(WideImageEndToEnd, AnOlderHostIsToldItsLimitWhereANewerOneGetsThePixels) {
+  ASSERT_EQ(samples::write_tiff(path("wide.tif"), {.width = 40000, .height = 4}), noErr);
+  auto module = Module::load(testing::module_file());
+  ASSERT_TRUE(module.has_value());
+  AcquireOptions options;
+  options.presetSelection = VRect{1, 0, 3, 40000};
+  options.bigDocuments = false;
+  platform::standard_file::preselect(path("wide.tif"));
+  const AcquireOutcome older = run_acquire((*module)->acquire_entry(), options);
+  EXPECT_EQ(older.result, 136);
+  EXPECT_TRUE(older.document.pixels.empty());
+  EXPECT_TRUE(mentions_all(text_of(path("alerts.log")), {"40,000", "32,767"}));
+
+  options.bigDocuments = true;
+  platform::standard_file::preselect(path("wide.tif"));
+  const AcquireOutcome newer = run_acquire((*module)->acquire_entry(), options);
+  ASSERT_EQ(newer.result, 0);
+  ASSERT_EQ(newer.document.columns, 40000);
+  ASSERT_EQ(newer.document.rows, 2);
+  std::size_t wrong = 0;
+  for (SInt32 row = 0; row < 2; ++row)
+    for (SInt32 column = 0; column < 40000; ++column)
+      wrong += newer.document.pixels[std::size_t(row) * 40000 + std::size_t(column)] !=
+               samples::sample_value(0, row + 1, column, 0);
+  EXPECT_EQ(wrong, 0u);
+}
+
+}  // namespace
+}  // namespace tessel::host
