@@ -42,7 +42,7 @@ void deliver(AcquireParams& params, const FakeStrip& s) {
       for (SInt32 p = s.first; p <= s.last; ++p)
         f.buffer[std::size_t((r - s.top) * s.rowStep + c * s.columnStep +
                              (p - s.first) * s.planeStep)] = sample(r, c, p);
-  Set(params, kAcquireDataRect, Rect{s.top, 0, s.bottom, kColumns});
+  Set(params, kAcquireDeliveredRect, VRect{s.top, 0, s.bottom, kColumns});
   Set(params, kAcquireFirstPlane, s.first);
   Set(params, kAcquireLastPlane, s.last);
   Set(params, kAcquireColumnStep, s.columnStep);
@@ -55,8 +55,8 @@ void fake_entry(SInt16 selector, AcquireParams* params, PluginDataSlot*, SInt16*
   *result = noErr;
   if (selector == kSelectorStart) {
     Set(*params, kAcquireImageMode, SInt16(3));
-    Set(*params, kAcquireImageRows, kRows);
-    Set(*params, kAcquireImageColumns, kColumns);
+    Set(*params, kAcquireDocumentRows, kRows);
+    Set(*params, kAcquireDocumentColumns, kColumns);
     Set(*params, kAcquireImageDepth, SInt16(8));
     Set(*params, kAcquireImagePlanes, kPlanes);
     Set(*params, kAcquireHorizontalResolution, SInt32(72 << 16));

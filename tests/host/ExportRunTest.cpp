@@ -262,6 +262,7 @@ TEST_F(ExportRunTest, DocumentsWiderThanSixteenBitsTravelInTheWideFields) {
   document = Document{.mode = kGrayMode, .columns = 70000, .rows = 3, .planes = 1};
   document.pixels.resize(document.row_bytes() * 3);
   for (std::size_t i = 0; i < document.pixels.size(); ++i) document.pixels[i] = UInt8(i * 7 + 3);
+  ASSERT_EQ(write_document(file(), document), noErr);
   const ExportOutcome outcome = run();
   EXPECT_EQ(outcome.result, noErr);
   EXPECT_EQ(plugin.columns, 70000);

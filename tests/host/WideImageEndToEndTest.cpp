@@ -189,22 +189,28 @@ TEST_F(WideImageEndToEnd, AnOlderHostIsToldItsLimitWhereANewerOneGetsThePixels) 
   AcquireOptions options;
   options.presetSelection = VRect{1, 0, 3, 40000};
   options.bigDocuments = false;
+  options.staging = path("staging.new");
   platform::standard_file::preselect(path("wide.tif"));
   const AcquireOutcome older = run_acquire((*module)->acquire_entry(), options);
   EXPECT_EQ(older.result, 136);
-  EXPECT_TRUE(older.document.pixels.empty());
+  EXPECT_EQ(older.file, nullptr);
+  EXPECT_FALSE(std::filesystem::exists(path("staging.new")));
   EXPECT_TRUE(mentions_all(text_of(path("alerts.log")), {"40,000", "32,767"}));
 
   options.bigDocuments = true;
   platform::standard_file::preselect(path("wide.tif"));
   const AcquireOutcome newer = run_acquire((*module)->acquire_entry(), options);
   ASSERT_EQ(newer.result, 0);
-  ASSERT_EQ(newer.document.columns, 40000);
-  ASSERT_EQ(newer.document.rows, 2);
+  ASSERT_NE(newer.file, nullptr);
+  ASSERT_EQ(newer.file->commit(path("doc.tif"), newer.document), noErr);
+  const Expected<Document> document = read_document(path("doc.tif"));
+  ASSERT_TRUE(document);
+  ASSERT_EQ(document->columns, 40000);
+  ASSERT_EQ(document->rows, 2);
   std::size_t wrong = 0;
   for (SInt32 row = 0; row < 2; ++row)
     for (SInt32 column = 0; column < 40000; ++column)
-      wrong += newer.document.pixels[std::size_t(row) * 40000 + std::size_t(column)] !=
+      wrong += document->pixels[std::size_t(row) * 40000 + std::size_t(column)] !=
                samples::sample_value(0, row + 1, column, 0);
   EXPECT_EQ(wrong, 0u);
 }
