@@ -9,6 +9,7 @@
 #include "ByteOrder.h"
 #include "MacErrors.h"
 #include "ProgramTestSupport.h"
+#include "SparseFiles.h"
 #include "StandardFile.h"
 #include "TagFields.h"
 #include "host/AcquireRun.h"
@@ -105,6 +106,20 @@ class WideImageEndToEnd : public testing::ProgramTest {
     write_text("check.py", "import sys, tifffile, numpy\n" + program);
     return shell("/usr/bin/python3 check.py");
   }
+  // The rectangle the selection dialog answers for image after a click on
+  // the grid's first cell: a third of the image each way.
+  VRect selected_cell(const std::string& image) {
+    write_text("cell.txt", "click 7\ndown 60 60\nup 60 60\n");
+    const ProgramRun selected = tessel("select " + image + " --script cell.txt");
+    EXPECT_EQ(selected.status, 0) << selected.err << selected.alerts;
+    std::smatch sides;
+    if (!std::regex_match(selected.out, sides, std::regex("(\\d+),(\\d+),(\\d+),(\\d+)\n"))) {
+      ADD_FAILURE() << selected.out;
+      return {};
+    }
+    return VRect{SInt32(std::stoll(sides[1])), SInt32(std::stoll(sides[2])),
+                 SInt32(std::stoll(sides[3])), SInt32(std::stoll(sides[4]))};
+  }
 };
 
 // A dense 40000-pixel-wide RGB image: the document cut at --rect numbers
@@ -167,16 +182,73 @@ TEST_F(WideImageEndToEnd, TheFarCornerOfASparseTwoGigabyteImage) {
   EXPECT_EQ(SparseGrayTiff::bytes_at(path("huge.tif"), corner.top - 1, corner.left, 1000),
             std::vector<UInt8>(1000, 0));
 
-  write_text("cell.txt", "click 7\ndown 60 60\nup 60 60\n");
-  const ProgramRun selected = tessel("select huge.tif --script cell.txt");
-  ASSERT_EQ(selected.status, 0) << selected.err << selected.alerts;
-  std::smatch sides;
-  ASSERT_TRUE(std::regex_match(selected.out, sides, std::regex("(\\d+),(\\d+),(\\d+),(\\d+)\n")))
-      << selected.out;
-  const SInt64 left = std::stoll(sides[2]), right = std::stoll(sides[4]);
-  EXPECT_GT(right - left, 32767) << selected.out;  // a grid cell is a third of the width
-  EXPECT_LE(right, SparseGrayTiff::kWidth);
-  EXPECT_LE(std::stoll(sides[3]), SparseGrayTiff::kHeight);
+  const VRect cell = selected_cell("huge.tif");
+  EXPECT_GT(cell.right - cell.left, 32767);  // a grid cell is a third of the width
+  EXPECT_LE(cell.right, SInt32(SparseGrayTiff::kWidth));
+  EXPECT_LE(cell.bottom, SInt32(SparseGrayTiff::kHeight));
+}
+
+// A 100000 x 100000 RGB BigTIFF (30 GB, sparse), in strips and in tiles:
+// extract takes the far corner as the sample writer put it there, export
+// puts the corner back inverted at exactly the offsets libtiff gives its
+// samples, touching neither a neighbouring byte nor any hole, and the
+// selection dialog answers in the image's own pixels.
+TEST_F(WideImageEndToEnd, TheFarCornerOfAHundredThousandSquareBigTIFF) {
+  constexpr VRect kBox{99990, 99000, 100000, 100000};
+  const std::string rect = "99990,99000,100000,100000";
+  samples::TiffOptions striped{.width = 100000,
+                               .height = 100000,
+                               .samplesPerPixel = 3,
+                               .photometric = 2,
+                               .rowsPerStrip = 16,
+                               .bigTiff = true,
+                               .sparse = samples::SampleBox{99980, 98000, 100000, 100000}};
+  samples::TiffOptions tiled = striped;
+  tiled.rowsPerStrip = 0;
+  tiled.littleEndian = true;
+  tiled.tiles = samples::TiffTiles{512, 512};
+  for (const auto& [name, options] : {std::pair{"striped", striped}, std::pair{"tiled", tiled}}) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(samples::write_tiff(path("huge.tif"), options), noErr);
+    const testing::Extents extents = testing::data_extents(path("huge.tif"));
+    const ProgramRun extracted = tessel("extract huge.tif --rect " + rect + " -o doc.tif --force");
+    ASSERT_EQ(extracted.status, 0) << extracted.err << extracted.alerts;
+    const Expected<Document> document = read_document(path("doc.tif"));
+    ASSERT_TRUE(document);
+    ASSERT_EQ(document->columns, kBox.right - kBox.left);
+    std::size_t wrong = 0;
+    for (SInt32 r = kBox.top; r < kBox.bottom; ++r)
+      for (SInt32 c = kBox.left; c < kBox.right; ++c)
+        for (SInt32 p = 0; p < 3; ++p)
+          wrong +=
+              document->pixels[(std::size_t(r - kBox.top) * 1000 + std::size_t(c - kBox.left)) * 3 +
+                               std::size_t(p)] != testing::formula(r, c, p);
+    EXPECT_EQ(wrong, 0u);
+
+    testing::inverted_document(path("huge.tif"), kBox, path("doc.tif"));
+    const ProgramRun exported = tessel("export doc.tif");
+    ASSERT_EQ(exported.status, 0) << exported.err << exported.alerts;
+    const testing::Offset at = testing::libtiff_offsets(path("huge.tif"));
+    ASSERT_TRUE(at);
+    const int fd = ::open(path("huge.tif").c_str(), O_RDONLY);
+    wrong = 0;
+    for (SInt32 r = kBox.top - 1; r < kBox.bottom; ++r)
+      for (SInt32 c = kBox.left - 1; c < kBox.right; ++c)
+        for (SInt32 p = 0; p < 3; ++p) {
+          const UInt8 old = testing::formula(r, c, p);
+          const bool inside = r >= kBox.top && c >= kBox.left;
+          wrong += testing::byte_at(fd, at(r, c, p)) != (inside ? UInt8(255 - old) : old);
+        }
+    ::close(fd);
+    EXPECT_EQ(wrong, 0u);
+    EXPECT_EQ(testing::data_extents(path("huge.tif")), extents);
+  }
+
+  const VRect cell = selected_cell("huge.tif");
+  EXPECT_GT(cell.bottom - cell.top, 32767);
+  EXPECT_GT(cell.right - cell.left, 32767);
+  EXPECT_LE(cell.bottom, 100000);
+  EXPECT_LE(cell.right, 100000);
 }
 
 // The same run with the real module, once from a host that offers the
