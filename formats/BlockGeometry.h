@@ -27,7 +27,7 @@ struct BlockGeometry {
   SInt32 blocksAcross;
   SInt32 blocksDown;
   SInt32 groupPlanes;  // planes per block: all of them, or one for planar files
-  SInt32 rowBytes;     // a sample's place inside a block, as in a Tile
+  SInt64 rowBytes;     // a sample's place inside a block, as in a Tile
   SInt32 colBytes;
   SInt32 planeBytes;
   const UInt64* offsets;  // per block, group after group, row after row; null: below

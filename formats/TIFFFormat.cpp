@@ -732,7 +732,6 @@ OSErr TIFFFormatGeometry(const TIFFState* state, BlockGeometry* geometry) {
   const SInt32 height = state->rowsPerStrip;
   if (width <= 0 || height <= 0) return kTIFFNotHandled;
   const SInt32 group = planesPerBlock(state);
-  if (SInt64(width) * group > INT32_MAX) return kTIFFNotHandled;
   BlockGeometry g{};
   g.width = state->imageWidth;
   g.height = state->imageLength;
@@ -742,7 +741,7 @@ OSErr TIFFFormatGeometry(const TIFFState* state, BlockGeometry* geometry) {
   g.blocksAcross = blocksAlong(g.width, width);
   g.blocksDown = blocksAlong(g.height, height);
   g.groupPlanes = g.colBytes = group;
-  g.rowBytes = width * group;
+  g.rowBytes = SInt64(width) * group;
   g.offsets = state->stripOffsets;
   g.conversion = conversionOf(state);
   // Blocks that leave samples uncovered are a layout we cannot handle,

@@ -14,6 +14,8 @@
 #include "FormatTestSupport.h"
 #include "MacErrors.h"
 #include "TempFolder.h"
+#include "formats/BlockGeometry.h"
+#include "support/MemoryUtilities.h"
 #include "tools/samples/SampleImages.h"
 
 namespace samples = tessel::samples;
@@ -180,9 +182,21 @@ TEST_F(BandMover, WritesCoverTheBoxsBytesAndNoOthers) {
   }
 }
 
-// A narrow window of wide strips reads the window's bytes of each row; where
-// the gaps between the rows' pieces are small (a box most of a tile wide) it
-// reads each tile's run in one call instead.
+// The row sizes the band mover asks its scratch for.
+std::vector<SInt32> gScratchRows;
+
+OSErr recordScratch(SInt32 unitSize, SInt32 unitCount, SInt32* grantedUnits, Ptr* address) {
+  gScratchRows.push_back(unitSize);
+  *grantedUnits = unitCount;
+  return AllocateMemory(unitSize * unitCount, address);
+}
+
+OSErr disposeScratch(Ptr address) { return DisposeMemory(address); }
+
+// A narrow window of wide strips reads the window's bytes of each row, into
+// scratch of the window's size; where the gaps between the rows' pieces are
+// small (a box most of a tile wide) it reads each tile's run in one call
+// into scratch of the tile's rows instead.
 TEST_F(BandMover, ReadsTakeTheBoxsColumnsOrOneCallWhenTheGapsAreSmall) {
   struct Read {
     const char* name;
@@ -190,13 +204,15 @@ TEST_F(BandMover, ReadsTakeTheBoxsColumnsOrOneCallWhenTheGapsAreSmall) {
     TileArea box;
     std::size_t reads;
     std::size_t bytes;
+    SInt32 scratchRow;
   };
   const Read cases[] = {
       {"wide strips",
        {.width = 3000, .height = 6, .samplesPerPixel = 3, .photometric = 2},
        {1, 500, 5, 600, 0, 3},
        4,
-       4 * 100 * 3},
+       4 * 100 * 3,
+       100 * 3},
       {"tiles",
        {.width = 64,
         .height = 32,
@@ -205,8 +221,10 @@ TEST_F(BandMover, ReadsTakeTheBoxsColumnsOrOneCallWhenTheGapsAreSmall) {
         .tiles = samples::TiffTiles{32, 16}},
        {2, 3, 14, 60, 0, 3},
        2,
-       (11 * 96 + 29 * 3) + (11 * 96 + 28 * 3)},
+       (11 * 96 + 29 * 3) + (11 * 96 + 28 * 3),
+       32 * 3},
   };
+  const ScratchAllocator recorder{recordScratch, disposeScratch};
   for (const Read& c : cases) {
     SCOPED_TRACE(c.name);
     ASSERT_EQ(samples::write_tiff(path("image.tif"), c.options), noErr);
@@ -214,10 +232,14 @@ TEST_F(BandMover, ReadsTakeTheBoxsColumnsOrOneCallWhenTheGapsAreSmall) {
     ASSERT_EQ(opened.result, noErr);
     RecordingFileSystem recording;
     std::vector<UInt8> samples;
+    gScratchRows.clear();
+    UseScratchAllocator(&recorder);
     {
       platform::ScopedFileSystem scope(recording);
       samples = read_box(opened.image, c.box);
     }
+    UseScratchAllocator(nullptr);
+    EXPECT_EQ(gScratchRows, std::vector<SInt32>{c.scratchRow});
     EXPECT_EQ(recording.reads.size(), c.reads);
     EXPECT_EQ(recording.bytes_read(), c.bytes);
     std::size_t i = 0;
