@@ -1,5 +1,6 @@
 #include "selection/ImagePreview.h"
 
+#include <algorithm>
 #include <cstring>
 #include <span>
 
@@ -57,7 +58,15 @@ static Handle findThumbnail() {
 
 // Where the thumbnail goes. A square thumbnail must cover a preview that is
 // not square, so it is drawn as a square of the preview's longer side, grown
-// by a two-hundredth of the image's other dimension and centred.
+// by a two-hundredth of the image's other dimension and centred. The growth
+// is held where it would carry the square past the 16-bit coordinates of
+// pictures, for images millions of pixels long.
+constexpr SInt32 kLargestThumbnailGrowth = 8192;
+
+static SInt32 thumbnailGrowth(SInt32 otherSide) {
+  return std::min((otherSide + 100) / 200, kLargestThumbnailGrowth);
+}
+
 static Rect thumbnailDestination(Handle picture, const Rect& bounds, const SourceImage* image) {
   Rect frame{};
   QDGetPictureBounds(picture, &frame);
@@ -66,11 +75,11 @@ static Rect thumbnailDestination(Handle picture, const Rect& bounds, const Sourc
   SInt16 width = bounds.right, height = bounds.bottom;
   if (frame.right != frame.bottom || width == height) return dest;
   if (width > height) {
-    SInt32 d = (image->height + 100) / 200;
+    SInt32 d = thumbnailGrowth(image->height);
     dest.top = SInt16(height / 2 - width / 2 - d);
     dest.bottom = SInt16(dest.top + width + d);
   } else {
-    SInt32 d = (image->width + 100) / 200;
+    SInt32 d = thumbnailGrowth(image->width);
     dest.left = SInt16(width / 2 - height / 2 - d);
     dest.right = SInt16(dest.left + height + d);
   }

@@ -16,8 +16,9 @@
 // instead. Nothing is written when the two areas differ in their number of
 // planes or the destination box is empty.
 //
-// Sizes and coordinates are taken as signed 16-bit numbers: boxes are at most
-// 32767 samples in each direction and lie within coordinates 0..32767. The
+// A direction whose box sizes or source coordinates pass 32767 (rows and
+// columns of images past 16 bits) takes the exact ratio of the two sizes in
+// 64-bit arithmetic instead of the 16.16 one, rounded the same way. The
 // caller guarantees that the source box is not empty and lies inside
 // source.area, that the destination box lies inside destination.area, that
 // the planes of sourceArea lie inside both tiles' plane ranges, and that the

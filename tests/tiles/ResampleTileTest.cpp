@@ -38,22 +38,19 @@ void referenceResample(const Tile& source, const TileArea& sourceArea, const Til
   }
 }
 
-// The source columns that a one-row resample to width columns reads: the two
-// planes of the source spell each column's number, low byte and high byte.
+// The source columns that a one-row resample to width columns reads: the
+// three planes of the source spell each column's number, a byte each.
 std::vector<SInt32> columnsPicked(SInt32 sourceLeft, SInt32 sourceRight, SInt32 width) {
-  std::vector<UInt8> row(std::size_t(2 * sourceRight));
-  for (SInt32 c = 0; c < sourceRight; ++c) {
-    row[std::size_t(c)] = UInt8(c);
-    row[std::size_t(sourceRight + c)] = UInt8(c >> 8);
-  }
-  std::vector<UInt8> pixels(std::size_t(2 * width));
-  const Tile source = {row.data(), {0, 0, 1, sourceRight, 0, 2}, sourceRight, 1, sourceRight};
-  const Tile destination = {pixels.data(), {0, 0, 1, width, 0, 2}, 2 * width, 2, 0};
-  ResampleTile(source, {0, sourceLeft, 1, sourceRight, 0, 2}, destination, {0, 0, 1, width, 0, 2});
+  std::vector<UInt8> row(std::size_t(3) * std::size_t(sourceRight));
+  for (SInt32 c = 0; c < sourceRight; ++c)
+    for (SInt32 p = 0; p < 3; ++p) row[std::size_t(p * sourceRight + c)] = UInt8(c >> (8 * p));
+  std::vector<UInt8> pixels(std::size_t(3 * width));
+  const Tile source = {row.data(), {0, 0, 1, sourceRight, 0, 3}, sourceRight, 1, sourceRight};
+  const Tile destination = {pixels.data(), {0, 0, 1, width, 0, 3}, 3 * width, 3, 0};
+  ResampleTile(source, {0, sourceLeft, 1, sourceRight, 0, 3}, destination, {0, 0, 1, width, 0, 3});
   std::vector<SInt32> picked;
-  for (std::size_t x = 0; x < std::size_t(width); ++x) {
-    picked.push_back(pixels[2 * x] | pixels[2 * x + 1] << 8);
-  }
+  for (std::size_t x = 0; x < std::size_t(width); ++x)
+    picked.push_back(pixels[3 * x] | pixels[3 * x + 1] << 8 | pixels[3 * x + 2] << 16);
   return picked;
 }
 
@@ -107,6 +104,22 @@ TEST(ResampleTile, PicksColumnsRoundedToNearestFromTheBoxStart) {
   EXPECT_EQ(toThreeHundred[2], 7);  // 6.67 rounds up
   EXPECT_EQ(toThreeHundred[299], 997);
   EXPECT_EQ(columnsPicked(0, 5, 9), (std::vector<SInt32>{0, 1, 1, 2, 2, 3, 3, 4, 4}));
+}
+
+// Rows and columns of images past 16 bits: the ratio is exact, and the
+// coordinates reach the rows and columns they name.
+TEST(ResampleTile, BoxesPastSixteenBitsTakeTheExactRatio) {
+  const std::vector<SInt32> picked = columnsPicked(40000, 140000, 256);
+  for (SInt32 x = 0; x < 256; ++x)
+    EXPECT_EQ(picked[std::size_t(x)], 40000 + (2 * x * 100000 + 256) / 512) << x;
+
+  std::vector<UInt8> column(10);
+  for (std::size_t r = 0; r < column.size(); ++r) column[r] = UInt8(r + 1);
+  std::vector<UInt8> pixels(5, 0);
+  const Tile source = {column.data(), {99990, 70000, 100000, 70001, 0, 1}, 1, 1, 10};
+  const Tile destination = {pixels.data(), {0, 0, 5, 1, 0, 1}, 1, 1, 5};
+  ResampleTile(source, source.area, destination, destination.area);
+  EXPECT_EQ(pixels, (std::vector<UInt8>{1, 3, 5, 7, 9}));
 }
 
 TEST(ResampleTile, EnlargingOneToThreeReadsOnlyTheBoxSample) {
