@@ -76,7 +76,7 @@ for name in "${NAMES[@]}"; do
   GDAL_EX[$name]=$(best_of gdal_extract "$big" $LEFT $TOP)
   GDAL_WR[$name]=$(gdal_export "$big" $LEFT $TOP)
   PREVIEW[$name]=$("$BUILD/bin/tessel_bench_preview" --benchmark_filter=whole \
-    --benchmark_repetitions="$REPEATS" "$big" 256 192 2>/dev/null | awk '/^whole /{print $2}')
+    --benchmark_repetitions="$REPEATS" "$big" 256 192 2>/dev/null | awk '/^whole / && NF == 2 {print $2}')
 done
 
 echo

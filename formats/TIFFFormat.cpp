@@ -100,55 +100,63 @@ static UInt64 valueSize(const TIFFWalk* walk) {
   return TagTypeSize(walk->type);
 }
 
-// One value of the current entry, widened to 64 bits with or without sign as
-// its type says. Types that are not integers, and the 8-byte types outside a
-// BigTIFF, are refused before reading; so is an unsigned 8-byte value past
-// the signed 64-bit range, which no file position or count reaches.
-static OSErr readInteger(TIFFWalk* walk, SInt64* value) {
-  const SInt16 file = walk->state->refNum;
-  const SInt16 order = walk->state->littleEndian;
-  if (isEightByteInteger(walk->type)) {
-    UInt64 octet = 0;
-    if (walk->state->bigTIFF == 0) return kTIFFNotHandled;
-    if (OSErr err = ReadLong64(file, order, &octet); err != noErr) return err;
-    if (walk->type != kSLong8Type && octet > UInt64(INT64_MAX)) return kTIFFNotHandled;
-    *value = SInt64(octet);
-    return noErr;
-  }
-  UInt8 byte = 0;
-  UInt16 word = 0;
-  UInt32 quad = 0;
-  OSErr err = noErr;
+// Whether the entry's values are integers we read: the 8-byte types only in
+// a BigTIFF.
+static bool readsAsInteger(const TIFFWalk* walk) {
   switch (walk->type) {
     case kByteType:
-    case kSByteType: err = ReadByte(file, order, &byte); break;
+    case kSByteType:
     case kShortType:
-    case kSShortType: err = ReadWord(file, order, &word); break;
+    case kSShortType:
     case kLongType:
-    case kSLongType: err = ReadLong(file, order, &quad); break;
-    default: return kTIFFNotHandled;
+    case kSLongType: return true;
+    default: return isEightByteInteger(walk->type) && walk->state->bigTIFF != 0;
   }
-  if (err != noErr) return err;
+}
+
+// A value's bytes as the integer its type says, with or without sign. An
+// unsigned 8-byte value past the signed 64-bit range, which no file
+// position or count reaches, is refused.
+static OSErr widen(const TIFFWalk* walk, UInt64 raw, SInt64* value) {
   switch (walk->type) {
-    case kByteType: *value = byte; break;
-    case kSByteType: *value = SInt8(byte); break;
-    case kShortType: *value = word; break;
-    case kSShortType: *value = SInt16(word); break;
-    case kSLongType: *value = SInt32(quad); break;
-    default: *value = quad; break;
+    case kSByteType: *value = SInt8(raw); break;
+    case kSShortType: *value = SInt16(raw); break;
+    case kSLongType: *value = SInt32(raw); break;
+    case kSLong8Type: *value = SInt64(raw); break;
+    default:
+      if (raw > UInt64(INT64_MAX)) return kTIFFNotHandled;
+      *value = SInt64(raw);
   }
   return noErr;
 }
 
-SInt64 ParseLong64(TIFFWalk* walk, SInt64 minimum, SInt64 maximum) {
-  SInt64 value = 0;
-  OSErr err = readInteger(walk, &value);
+// One value of the current entry, widened to 64 bits. Types that are not
+// integers, and the 8-byte types outside a BigTIFF, are refused before
+// reading.
+static OSErr readInteger(TIFFWalk* walk, SInt64* value) {
+  if (!readsAsInteger(walk)) return kTIFFNotHandled;
+  const auto size = SInt32(TagTypeSize(walk->type));
+  UInt8 bytes[8];
+  if (OSErr err = ReadBytes(walk->state->refNum, size, bytes); err != noErr) return err;
+  return widen(walk, DecodeInteger(bytes, size, walk->state->littleEndian), value);
+}
+
+// The value when err is noErr and the value lies in [minimum, maximum];
+// otherwise 0, with walk->error saying why (and the value kept to tell the
+// user).
+static SInt64 keepInRange(TIFFWalk* walk, OSErr err, SInt64 value, SInt64 minimum, SInt64 maximum) {
   if (err == noErr && (value < minimum || value > maximum)) {
     err = kTIFFNotHandled;
     walk->state->refusedValue = SInt32(std::clamp<SInt64>(value, INT32_MIN, INT32_MAX));
   }
   walk->error = err;
   return err == noErr ? value : 0;
+}
+
+SInt64 ParseLong64(TIFFWalk* walk, SInt64 minimum, SInt64 maximum) {
+  SInt64 value = 0;
+  OSErr err = readInteger(walk, &value);
+  return keepInRange(walk, err, value, minimum, maximum);
 }
 
 SInt32 ParseLong(TIFFWalk* walk, SInt32 minimum, SInt32 maximum) {
@@ -316,13 +324,27 @@ static OSErr checkArrayFits(TIFFWalk* walk) {
 }
 
 // Allocates the array into *array (the state owns it from then on, also when
-// a value fails) and reads the entry's values into it.
+// a value fails) and reads the entry's values into it, many values a read:
+// a big tiled image has hundreds of thousands of them.
 static OSErr readStripArray(TIFFWalk* walk, UInt64** array) {
+  if (!readsAsInteger(walk)) return kTIFFNotHandled;
   if (OSErr err = checkArrayFits(walk); err != noErr) return err;
   if (OSErr err = AllocateMemory(SInt32(walk->count * 8), array); err != noErr) return err;
-  for (UInt64 i = 0; i < walk->count; ++i) {
-    (*array)[i] = UInt64(ParseLong64(walk, 0, INT64_MAX));
-    if (walk->error != noErr) return walk->error;
+  constexpr UInt64 kValuesAtOnce = 1024;
+  const auto size = SInt32(TagTypeSize(walk->type));
+  UInt8 chunk[kValuesAtOnce * 8];
+  for (UInt64 i = 0; i < walk->count;) {
+    const UInt64 n = std::min(kValuesAtOnce, walk->count - i);
+    if (OSErr err = ReadBytes(walk->state->refNum, SInt64(n) * size, chunk); err != noErr) {
+      return err;
+    }
+    for (UInt64 j = 0; j < n; ++j, ++i) {
+      SInt64 value = 0;
+      const UInt64 raw = DecodeInteger(chunk + j * UInt64(size), size, walk->state->littleEndian);
+      const OSErr err = widen(walk, raw, &value);
+      (*array)[i] = UInt64(keepInRange(walk, err, value, 0, INT64_MAX));
+      if (walk->error != noErr) return walk->error;
+    }
   }
   return noErr;
 }

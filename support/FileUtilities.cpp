@@ -116,17 +116,19 @@ OSErr ReadByte(SInt16 refNum, SInt16 /*byteOrder*/, UInt8* value) {
   return ReadBytes(refNum, 1, value);
 }
 
-// Assembles count bytes, first byte most significant unless byteOrder says
-// the file is little-endian.
-static OSErr readInteger(SInt16 refNum, SInt16 byteOrder, SInt32 count, UInt64* value) {
-  UInt8 bytes[8];
-  if (OSErr err = ReadBytes(refNum, count, bytes); err != noErr) return err;
+UInt64 DecodeInteger(const UInt8* bytes, SInt32 count, SInt16 byteOrder) {
   UInt64 result = 0;
   for (SInt32 i = 0; i < count; ++i) {
     UInt8 next = byteOrder == kBigEndian ? bytes[i] : bytes[count - 1 - i];
     result = (result << 8) | next;
   }
-  *value = result;
+  return result;
+}
+
+static OSErr readInteger(SInt16 refNum, SInt16 byteOrder, SInt32 count, UInt64* value) {
+  UInt8 bytes[8];
+  if (OSErr err = ReadBytes(refNum, count, bytes); err != noErr) return err;
+  *value = DecodeInteger(bytes, count, byteOrder);
   return noErr;
 }
 

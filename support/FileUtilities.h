@@ -43,6 +43,10 @@ OSErr SeekToOffset(SInt16 refNum, UInt64 position);
 OSErr GetFileLength(SInt16 refNum, SInt64* length);
 OSErr SeekToEOF(SInt16 refNum);
 
+// The integer of count bytes (at most 8) at bytes, first byte most
+// significant unless byteOrder says the file is little-endian.
+UInt64 DecodeInteger(const UInt8* bytes, SInt32 count, SInt16 byteOrder);
+
 // A length byte and that many characters.
 OSErr ReadPString(SInt16 refNum, StringPtr text);
 OSErr ReadByte(SInt16 refNum, SInt16 byteOrder, UInt8* value);
