@@ -17,15 +17,10 @@ set -euo pipefail
 
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"
 BUILD="${1:-$ROOT/build-bench}"
-WORK="$(mktemp -d /tmp/tessel-bench-big-XXXXXX)"
 REPEATS=${REPEATS:-3}
 PYTHON=/usr/bin/python3
 source "$(dirname "$0")/common.sh"
-install_peer_tools
-
-build_for_bench tessel tessel_module tessel-sample tessel_bench_preview
-run_tessel_in "$WORK"
-trap 'rm -rf "$WORK"' EXIT
+start_bench big
 
 TOP=30000 LEFT=50000 SIDE=4000
 SMALL_TOP=5000 SMALL_LEFT=8000

@@ -18,15 +18,10 @@ set -euo pipefail
 
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"
 BUILD="${1:-$ROOT/build-bench}"
-WORK="$(mktemp -d /tmp/tessel-bench-layouts-XXXXXX)"
 REPEATS=${REPEATS:-3}
 PYTHON=/usr/bin/python3
 source "$(dirname "$0")/common.sh"
-install_peer_tools
-
-build_for_bench tessel tessel_module tessel-sample tessel_bench_preview
-run_tessel_in "$WORK"
-trap 'rm -rf "$WORK"' EXIT
+start_bench layouts
 
 TOP=5000 LEFT=8000 SIDE=4000
 RECT=$TOP,$LEFT,$((TOP + SIDE)),$((LEFT + SIDE))

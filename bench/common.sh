@@ -72,3 +72,15 @@ int fdatasync(int fd) { (void)fd; return 0; }
 C
   cc -shared -fPIC -O2 -o "$1/nosync.so" "$1/nosync.c"
 }
+
+# What every timing script does first: a work folder WORK (removed on exit)
+# named after $1, the peer tools, BUILD built for timing with the program,
+# its module, the sample writer and the preview bench, and the program
+# pointed at WORK. Needs ROOT, BUILD and PYTHON set.
+start_bench() {
+  WORK="$(mktemp -d "/tmp/tessel-bench-$1-XXXXXX")"
+  trap 'rm -rf "$WORK"' EXIT
+  install_peer_tools
+  build_for_bench tessel tessel_module tessel-sample tessel_bench_preview
+  run_tessel_in "$WORK"
+}

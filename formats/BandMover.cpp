@@ -164,7 +164,10 @@ OSErr writeSpans(SInt16 refNum, UInt64 position, const BlockGeometry& g, SInt32 
                  const RowSlices& slices, const ScratchLayout& layout, const UInt8* scratch) {
   const SInt64 end = SInt64(rows - 1) * g.rowBytes + slices.start +
                      SInt64(slices.count - 1) * slices.step + slices.width;
-  if (OSErr err = SeekToOffset(refNum, position + UInt64(end)); err != noErr) return err;
+  // The file's length as it is now, not as this process last saw it.
+  SInt64 length = 0;
+  if (OSErr err = GetFileLength(refNum, &length); err != noErr) return err;
+  if (position + UInt64(end) > UInt64(length)) return eofErr;
   return forEachSpan(g, rows, slices, layout, 0, [&](const Span& span) {
     if (OSErr err = SeekToOffset(refNum, position + UInt64(span.first)); err != noErr) return err;
     return WriteBytes(refNum, span.end - span.first, scratch + span.scratch);

@@ -42,6 +42,10 @@ struct OpenFile {
   // Writing was asked for but another writer holds the file: writes are
   // refused with opWrErr, so two writers never interleave their bytes.
   bool lockedOut = false;
+  // The file's length when last asked, or grown to since by our writes; -1
+  // before the first. A position from the start within it needs no fstat:
+  // a band's thousands of seeks would otherwise cost one each.
+  SInt64 knownEnd = -1;
 };
 
 std::vector<FailedClose>& failed_closes() {
@@ -310,9 +314,10 @@ Expected<OpenFile> open_path(const fs::path& path, SInt8 permission) {
   return OpenFile{fd, path, writable, false, 0};
 }
 
-Expected<SInt64> end_of_file(const OpenFile& file) {
+Expected<SInt64> end_of_file(OpenFile& file) {
   struct stat info {};
   if (file_system().fstat(file.fd, &info) != 0) return Expected<SInt64>::failure(last_os_error());
+  file.knownEnd = SInt64(info.st_size);
   return SInt64(info.st_size);
 }
 
@@ -339,6 +344,10 @@ Expected<SInt64> target_of(const OpenFile& file, UInt16 mode, SInt64 offset, SIn
 // and leaves the mark.
 OSErr place_mark(OpenFile& file, UInt16 mode, SInt64 offset, SInt64 limit) {
   if (mode == fsAtMark) return noErr;
+  if (mode == fsFromStart && offset >= 0 && offset <= file.knownEnd && offset <= limit) {
+    file.mark = offset;
+    return noErr;
+  }
   auto eof = end_of_file(file);
   if (!eof) return eof.error();
   auto target = target_of(file, mode, offset, *eof);
@@ -399,6 +408,7 @@ OSErr write_at_mark(OpenFile& file, ByteCount count, const void* buffer, ByteCou
   }
   if (done > 0) file.written = true;
   file.mark += SInt64(done);
+  file.knownEnd = std::max(file.knownEnd, file.mark);
   if (actual != nullptr) *actual = done;
   return err;
 }
@@ -567,6 +577,7 @@ OSErr FSSetForkSize(SInt16 forkRefNum, UInt16 positionMode, SInt64 positionOffse
   if (!length) return length.error();
   if (file_system().ftruncate(file->fd, off_t(*length)) != 0) return last_os_error();
   file->written = true;
+  file->knownEnd = *length;
   file->mark = std::min(file->mark, *length);
   return noErr;
 }
