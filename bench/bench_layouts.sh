@@ -18,8 +18,6 @@ set -euo pipefail
 
 ROOT="$(cd "$(dirname "$0")/.." && pwd)"
 BUILD="${1:-$ROOT/build-bench}"
-REPEATS=${REPEATS:-3}
-PYTHON=/usr/bin/python3
 source "$(dirname "$0")/common.sh"
 start_bench layouts
 

@@ -1,5 +1,9 @@
 # Shared by the benchmark scripts: source it, set REPEATS, then time commands.
 
+# Defaults for scripts that set neither: the best of three, Debian's python3.
+: "${REPEATS:=3}"
+: "${PYTHON:=/usr/bin/python3}"
+
 now() { date +%s.%N; }
 
 # The wall seconds of one run of a command, its output dropped; n/a, with
