@@ -15,6 +15,7 @@
 #include "host/ImagePath.h"
 #include "host/Messages.h"
 #include "host/Module.h"
+#include "host/Progress.h"
 #include "host/TiffDocument.h"
 #include "plugin/TagTheDocument.h"
 
@@ -157,7 +158,10 @@ int report(const ExportOutcome& outcome, const ExportArguments& parsed, const Do
     err << message(Text::kStoreFailed, {name, std::to_string(outcome.storeError)}) << '\n';
   }
   if (outcome.result == kUserCancelled) {
-    if (outcome.interrupted) err << message(Text::kExportStopped, {name}) << '\n';
+    if (outcome.interrupted) {
+      err << message(Text::kExportStopped, {name}) << '\n'
+          << message(Text::kExportResume, {shell_quoted(name)}) << '\n';
+    }
     return kExitCancelled;
   }
   if (outcome.result != noErr) {
@@ -184,6 +188,9 @@ int run_export_command(std::span<const std::string_view> args, std::ostream& out
   std::unique_ptr<Module> module = load_module(err);
   if (!module || !may_export(*parsed, *document, err)) return kExitFailed;
   if (parsed->select) platform::standard_file::preselect(*parsed->select);
+  if (const auto image = parsed->select ? parsed->select : tagged_image(*document)) {
+    parsed->options.imageName = image->filename().string();
+  }
   const ExportOutcome outcome =
       run_export(module->export_entry(), parsed->document, *document, parsed->options);
   return report(outcome, *parsed, *document, out, err);

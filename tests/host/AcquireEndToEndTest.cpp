@@ -473,7 +473,7 @@ TEST_F(AcquireEndToEnd, InfoTellsWhatTheFormatLayerSeesAndWhetherAcquireTakesIt)
        Case{
            "cmyk.sct", "resolution +300 x 300 ",
            R"("format": "..CT", "mode": 4, .*"channels": 4, "resolution": \[300, 300\], "planar": false.*"code": 0,)"},
-       Case{"gray.lmn", "format +LUMN\n",
+       Case{"gray.lmn", "format +native\n",
             R"("format": "LUMN", "mode": 1, .*"planar": true.*"code": 0,)"},
        // 64 x 48 in tiles of 32 x 16: two across, three down; each plane apart.
        Case{
