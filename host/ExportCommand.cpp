@@ -1,10 +1,13 @@
 #include "host/ExportCommand.h"
 
+#include <algorithm>
+#include <cctype>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "Files.h"
 #include "MacErrors.h"
@@ -15,7 +18,6 @@
 #include "host/ImagePath.h"
 #include "host/Messages.h"
 #include "host/Module.h"
-#include "host/Progress.h"
 #include "host/TiffDocument.h"
 #include "plugin/TagTheDocument.h"
 
@@ -104,6 +106,21 @@ std::optional<Document> open_document(const std::filesystem::path& path, std::os
     return std::nullopt;
   }
   return std::move(*document);
+}
+
+// A path as a shell takes it back: quoted when it holds anything but plain
+// name characters, so the line can be pasted as it is; a name that would
+// read as an option is given from the working folder.
+std::string shell_quoted(const std::string& name) {
+  const std::string text = name.starts_with('-') ? "./" + name : name;
+  const bool plain = !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) ||
+           std::string_view("/._-+,:=@").find(c) != std::string_view::npos;
+  });
+  if (plain) return text;
+  std::string quoted = "'";
+  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
 }
 
 // A negative code reaches the host as 1: the plug-in's alert has shown the

@@ -3,11 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/InfoCommand.h"
@@ -72,6 +70,7 @@ void ProgressBar::draw(int percent, UInt64 doneBytes, double seconds) {
   const int filled = percent * kBarWidth / 100;
   const std::string bar =
       std::string(std::size_t(filled), '#') + std::string(std::size_t(kBarWidth - filled), '.');
+  // Before the first bytes there is no rate to tell, nor a time left.
   const double rate = seconds > 0 ? double(doneBytes) / seconds : 0.0;
   const double left = rate > 0 ? double(totalBytes_ - doneBytes) / rate : 0.0;
   const std::string figures =
@@ -84,17 +83,6 @@ void ProgressBar::draw(int percent, UInt64 doneBytes, double seconds) {
   std::fprintf(stream_, "\r%s\x1b[K", text.c_str());
   std::fflush(stream_);
   drawn_ = true;
-}
-
-std::string shell_quoted(const std::string& text) {
-  const bool plain = !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) ||
-           std::string_view("/._-+,:=@").find(c) != std::string_view::npos;
-  });
-  if (plain) return text;
-  std::string quoted = "'";
-  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
 }
 
 }  // namespace tessel::host

@@ -36,8 +36,4 @@ class ProgressBar {
   std::chrono::steady_clock::time_point start_;
 };
 
-// A path as a shell takes it back: quoted when it holds anything but plain
-// name characters.
-std::string shell_quoted(const std::string& text);
-
 }  // namespace tessel::host

@@ -59,6 +59,12 @@ TEST_F(InfoEndToEnd, SaysFormatOrderCompressionColourBlocksAndWriteBackInWords) 
   ASSERT_EQ(samples::write_tiff(path("gray16.tif"), {.bitsPerSample = 16}), noErr);
   ASSERT_EQ(samples::write_scitex(path("cmyk.sct"), {}), noErr);
   ASSERT_EQ(samples::write_native(path("gray.lmn"), {}), noErr);
+  ASSERT_EQ(samples::write_tiff(path("planes.tif"), {.samplesPerPixel = 3,
+                                                     .photometric = 2,
+                                                     .planarConfiguration = 2,
+                                                     .tiles = samples::TiffTiles{32, 16}}),
+            noErr);
+  write_file("junk.tif", {'M', 'M', 0, 42, 0, 0, 0, 200});
   ASSERT_TRUE(run_in_folder("tiffcp -t -w 16 -l 16 rgb.tif tiled.tif"));
   ASSERT_TRUE(run_in_folder("tiffcp -c packbits rgb.tif packed.tif"));
   const std::string takes =
@@ -68,7 +74,9 @@ TEST_F(InfoEndToEnd, SaysFormatOrderCompressionColourBlocksAndWriteBackInWords) 
        {"^format +TIFF\n", "\nbyte order +big-endian \\(MM\\)\n", "\ncompression +none\n",
         "\nphotometric +RGB\n", "\nstrips +6, each 64 x 8 pixels\n",
         "\nexport +could write it back\n"},
-       {"\"format\": \"TIFF\", .*\"formatName\": \"TIFF\"", "\"resolutionStored\": true",
+       {"\"format\": \"TIFF\", \"mode\": 3, .*\"width\": 64, \"height\": 48, \"channels\": 3, "
+        ".*\"planar\": false.*\"formatName\": \"TIFF\"",
+        "\"resolutionStored\": true",
         "\"compressionName\": \"none\", \"photometric\": 2, \"photometricName\": \"RGB\", "
         "\"byteOrder\": \"MM\"",
         takes, "\"export\": \\{\"code\": 0,"}},
@@ -87,6 +95,11 @@ TEST_F(InfoEndToEnd, SaysFormatOrderCompressionColourBlocksAndWriteBackInWords) 
        {"\"tiled\": true",
         "\"blocks\": \\{\"width\": 16, \"height\": 16, \"across\": 4, "
         "\"down\": 3"}},
+      // 64 x 48 in tiles of 32 x 16: two across, three down; each plane apart.
+      {"planes.tif",
+       {"\ntiles +6, each 32 x 16 pixels\nplanes +3, .*\nacquire +takes it"},
+       {"\"tiled\": true, \"bigTIFF\": false\\}, \"blocks\": \\{\"width\": 32, \"height\": 16, "
+        "\"across\": 2, \"down\": 3, \"planeGroups\": 3\\}"}},
       {"big.tif",
        {"^format +BigTIFF\n", "\noffsets +8 bytes \\(BigTIFF\\)\n"},
        {"\"format\": \"TIFF\", .*\"formatName\": \"BigTIFF\"", "\"bigTIFF\": true", takes}},
@@ -100,12 +113,13 @@ TEST_F(InfoEndToEnd, SaysFormatOrderCompressionColourBlocksAndWriteBackInWords) 
        {"\"writeBack\": false", "\"export\": \\{\"code\": [1-9]"}},
       {"cmyk.sct",
        {"^format +Scitex CT\n", "\ncompression +none\n", "\nexport +could write it back\n"},
-       {"\"format\": \"..CT\", .*\"formatName\": \"Scitex CT\"", "\"compressionName\": \"none\"",
-        takes},
+       {"\"format\": \"..CT\", \"mode\": 4, .*\"channels\": 4, \"resolution\": \\[300, 300\\], "
+        "\"planar\": false.*\"formatName\": \"Scitex CT\"",
+        "\"compressionName\": \"none\"", takes},
        {"byte order", "photometric", "strips"}},
       {"gray.lmn",
        {"^format +native\n", "\nlayout +one plane per channel\n"},
-       {"\"format\": \"LUMN\", .*\"formatName\": \"native\"", takes},
+       {"\"format\": \"LUMN\", \"mode\": 1, .*\"planar\": true.*\"formatName\": \"native\"", takes},
        {"byte order", "strips"}},
   };
   if (run_in_folder("convert -size 40x30 xc:cyan -colorspace CMYK -depth 8 -compress none "
@@ -115,6 +129,7 @@ TEST_F(InfoEndToEnd, SaysFormatOrderCompressionColourBlocksAndWriteBackInWords) 
                      {"\"photometric\": 5, \"photometricName\": \"CMYK\""}});
   }
   for (const Case& c : cases) expect_reports(c);
+  EXPECT_EQ(tessel("info junk.tif").status, 1);
 }
 
 }  // namespace
