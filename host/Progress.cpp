@@ -70,11 +70,11 @@ void ProgressBar::draw(int percent, UInt64 doneBytes, double seconds) {
   const int filled = percent * kBarWidth / 100;
   const std::string bar =
       std::string(std::size_t(filled), '#') + std::string(std::size_t(kBarWidth - filled), '.');
-  // Before the first bytes there is no rate to tell, nor a time left.
   const double rate = seconds > 0 ? double(doneBytes) / seconds : 0.0;
   const double left = rate > 0 ? double(totalBytes_ - doneBytes) / rate : 0.0;
+  // Before the first bytes there is no rate to tell, nor a time left.
   const std::string figures =
-      totalBytes_ == 0
+      totalBytes_ == 0 || doneBytes == 0
           ? std::string()
           : message(Text::kProgressFigures, {size_text(doneBytes), size_text(totalBytes_),
                                              size_text(UInt64(rate)), duration_text(left)});
