@@ -54,9 +54,11 @@ struct FormatLayout {
   UInt16 planarConfiguration;
   UInt16 predictor;
   UInt16 fillOrder;
-  UInt8 tiled;        // blocks are tiles rather than strips or whole planes
-  UInt8 bigTIFF;      // a TIFF with 8-byte offsets
-  SInt32 blockWidth;  // 0 when the layout cannot be moved
+  UInt8 tiled;         // blocks are tiles rather than strips or whole planes
+  UInt8 bigTIFF;       // a TIFF with 8-byte offsets
+  UInt8 littleEndian;  // a TIFF whose header says "II"
+  UInt16 photometric;  // a TIFF's PhotometricInterpretation; 65535 when absent
+  SInt32 blockWidth;   // 0 when the layout cannot be moved
   SInt32 blockHeight;
   SInt32 blocksAcross;
   SInt32 blocksDown;

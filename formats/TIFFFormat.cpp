@@ -865,6 +865,8 @@ static void tiffLayout(const void* raw, FormatLayout* layout) {
   layout->fillOrder = state->fillOrder;
   layout->tiled = state->tiled;
   layout->bigTIFF = state->bigTIFF;
+  layout->littleEndian = UInt8(state->littleEndian != 0 ? 1 : 0);
+  layout->photometric = state->photometricInterpretation;
   layout->refusedTag = state->refusedTag;
   layout->refusedValue = state->refusedValue;
 }

@@ -202,6 +202,7 @@ int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostr
   if (request.image) platform::standard_file::preselect(*request.image);
   AcquireOptions options = request.options;
   options.staging = staging_path(staging_folder(request));
+  if (request.image) options.imageName = request.image->filename().string();
   AcquireOutcome outcome = run_acquire(module->acquire_entry(), options);
   // A stop that came after the plug-in's last abort test still means no document.
   if (outcome.result != noErr || outcome.interrupted) return report_failure(outcome, request, err);

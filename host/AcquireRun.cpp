@@ -211,7 +211,7 @@ class Session {
     outcome.result = run_phases([this](SInt16 selector) { return call(selector); },
                                 [this, &outcome] {
                                   outcome.title = title_of(params_);
-                                  return take_strips(outcome.strips);
+                                  return take_strips(outcome.strips, outcome.title);
                                 });
     outcome.interrupted = InterruptGuard::requested();
   }
@@ -219,9 +219,16 @@ class Session {
  private:
   SInt16 call(SInt16 selector) { return call_entry(entry_, selector, params_, dataSlot_); }
 
+  void name_progress(const std::string& title) {
+    const std::string& name = options_.imageName.empty() ? title : options_.imageName;
+    callbacks_.progress().describe(message(Text::kProgressReading, {name}),
+                                   UInt64(document_.row_bytes()) * UInt64(document_.rows));
+  }
+
   // Continue calls until the plug-in hands over a null dataPointer.
-  SInt16 take_strips(int& strips) {
+  SInt16 take_strips(int& strips, const std::string& title) {
     if (!describe_document(params_, document_)) return paramErr;
+    name_progress(title);
     StripSink sink(document_, options_.staging);
     for (;;) {
       Set(params_, kAcquireDataPointer, 0u);

@@ -34,6 +34,9 @@ struct AcquireOptions {
   // Whether the run offers the big-document extension; only tests that
   // stand in for an older host turn it off.
   bool bigDocuments = true;
+  // The image file's name as the progress bar gives it; empty: the
+  // document's title.
+  std::string imageName{};
 };
 
 struct AcquireOutcome {

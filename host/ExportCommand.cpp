@@ -1,10 +1,13 @@
 #include "host/ExportCommand.h"
 
+#include <algorithm>
+#include <cctype>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "Files.h"
 #include "MacErrors.h"
@@ -105,6 +108,21 @@ std::optional<Document> open_document(const std::filesystem::path& path, std::os
   return std::move(*document);
 }
 
+// A path as a shell takes it back: quoted when it holds anything but plain
+// name characters, so the line can be pasted as it is; a name that would
+// read as an option is given from the working folder.
+std::string shell_quoted(const std::string& name) {
+  const std::string text = name.starts_with('-') ? "./" + name : name;
+  const bool plain = !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) ||
+           std::string_view("/._-+,:=@").find(c) != std::string_view::npos;
+  });
+  if (plain) return text;
+  std::string quoted = "'";
+  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
 // A negative code reaches the host as 1: the plug-in's alert has shown the
 // code itself, so repeating "1" would only mislead.
 std::string failure_line(const ExportOutcome& outcome, const std::string& name) {
@@ -157,7 +175,10 @@ int report(const ExportOutcome& outcome, const ExportArguments& parsed, const Do
     err << message(Text::kStoreFailed, {name, std::to_string(outcome.storeError)}) << '\n';
   }
   if (outcome.result == kUserCancelled) {
-    if (outcome.interrupted) err << message(Text::kExportStopped, {name}) << '\n';
+    if (outcome.interrupted) {
+      err << message(Text::kExportStopped, {name}) << '\n'
+          << message(Text::kExportResume, {shell_quoted(name)}) << '\n';
+    }
     return kExitCancelled;
   }
   if (outcome.result != noErr) {
@@ -184,6 +205,9 @@ int run_export_command(std::span<const std::string_view> args, std::ostream& out
   std::unique_ptr<Module> module = load_module(err);
   if (!module || !may_export(*parsed, *document, err)) return kExitFailed;
   if (parsed->select) platform::standard_file::preselect(*parsed->select);
+  if (const auto image = parsed->select ? parsed->select : tagged_image(*document)) {
+    parsed->options.imageName = image->filename().string();
+  }
   const ExportOutcome outcome =
       run_export(module->export_entry(), parsed->document, *document, parsed->options);
   return report(outcome, *parsed, *document, out, err);

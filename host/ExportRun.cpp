@@ -9,6 +9,7 @@
 #include "References.h"
 #include "host/DocumentResources.h"
 #include "host/HostServices.h"
+#include "host/Messages.h"
 #include "host/StripBuffers.h"
 
 namespace tessel::host {
@@ -138,6 +139,8 @@ class Session {
     describe(params_, document, options);
     Set(params_, kExportTestAbort, callbacks_.test_abort());
     Set(params_, kExportUpdateProgress, callbacks_.update_progress());
+    callbacks_.progress().describe(message(Text::kProgressWriting, {options.imageName}),
+                                   UInt64(document.row_bytes()) * UInt64(document.rows));
     Set(params_, kExportBufferProcs, bufferProcs_.get());
     Set(params_, kExportResourceProcs, resourceProcs_.get());
   }

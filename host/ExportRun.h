@@ -5,6 +5,7 @@
 #include <csignal>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "Files.h"
@@ -27,6 +28,8 @@ struct ExportOptions {
   // Whether the run offers the big-document extension; only tests that
   // stand in for an older host turn it off.
   bool bigDocuments = true;
+  // The image file's name as the progress bar gives it; empty: the document's.
+  std::string imageName{};
 };
 
 struct ExportOutcome {

@@ -38,6 +38,7 @@ class RunCallbacks {
 
   UInt32 test_abort() const { return testAbort_.get(); }
   UInt32 update_progress() const { return updateProgress_.get(); }
+  ProgressBar& progress() { return progress_; }
 
  private:
   InterruptGuard interrupt_;

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <optional>
 #include <span>
+#include <sstream>
 #include <vector>
 
 #include "AppleDouble.h"
@@ -114,6 +115,14 @@ std::string message(Text text, std::initializer_list<std::string_view> arguments
     if (index < values.size()) result += values[index];
   }
   return result;
+}
+
+std::vector<std::string> message_list(Text text) {
+  std::vector<std::string> entries;
+  std::istringstream in{std::string(text_of(text))};
+  for (std::string entry; std::getline(in, entry, '|');) entries.push_back(entry);
+  if (entries.empty()) entries.emplace_back();
+  return entries;
 }
 
 std::string text_from_mac_roman(const unsigned char* text) {

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tessel::host {
 
@@ -85,10 +86,31 @@ enum class Text {
   kInfoBytes,
   kByteUnits,
   kInfoBigTIFF,
+  kInfoFormatNames,
+  kInfoByteOrder,
+  kByteOrderNames,
+  kInfoCompression,
+  kCompressionNames,
+  kInfoPhotometric,
+  kPhotometricNames,
+  kUnnamedCode,
+  kInfoStrips,
+  kInfoNoResolution,
+  kInfoExportWrites,
+  kInfoExportRefuses,
+  kInfoExportNeedsAcquire,
+  kProgressReading,
+  kProgressWriting,
+  kProgressLine,
+  kProgressFigures,
+  kTimeUnits,
+  kExportResume,
   kCount,  // not a text: how many there are
 };
 
 std::string message(Text text, std::initializer_list<std::string_view> arguments = {});
+// A text that holds a list, its entries split at '|'.
+std::vector<std::string> message_list(Text text);
 
 // A length-prefixed Mac Roman text, such as the plug-in's strings, in UTF-8.
 std::string text_from_mac_roman(const unsigned char* text);

@@ -449,51 +449,5 @@ TEST_F(AcquireEndToEnd, SelectPrintsTheRectangleExtractTakes) {
   EXPECT_TRUE(cancelled.out.empty());
 }
 
-TEST_F(AcquireEndToEnd, InfoTellsWhatTheFormatLayerSeesAndWhetherAcquireTakesIt) {
-  ASSERT_EQ(samples::write_tiff(path("rgb.tif"), {.samplesPerPixel = 3, .photometric = 2}), noErr);
-  ASSERT_EQ(samples::write_scitex(path("cmyk.sct"), {}), noErr);
-  ASSERT_EQ(samples::write_native(path("gray.lmn"), {}), noErr);
-  ASSERT_EQ(samples::write_tiff(path("lzw.tif"), {.compression = 5}), noErr);
-  ASSERT_EQ(samples::write_tiff(path("tiled.tif"), {.samplesPerPixel = 3,
-                                                    .photometric = 2,
-                                                    .planarConfiguration = 2,
-                                                    .tiles = samples::TiffTiles{32, 16}}),
-            noErr);
-  ASSERT_EQ(samples::write_tiff(path("big.tif"), {.littleEndian = true, .bigTiff = true}), noErr);
-  struct Case {
-    const char* name;
-    const char* text;  // a line of the plain report
-    const char* json;
-  };
-  for (
-      const Case& c :
-      {Case{
-           "rgb.tif", "format +TIFF\n",
-           R"("format": "TIFF", "mode": 3, .*"width": 64, "height": 48, "channels": 3, .*"planar": false.*"acquire": \{"code": 0,)"},
-       Case{
-           "cmyk.sct", "resolution +300 x 300 ",
-           R"("format": "..CT", "mode": 4, .*"channels": 4, "resolution": \[300, 300\], "planar": false.*"code": 0,)"},
-       Case{"gray.lmn", "format +LUMN\n",
-            R"("format": "LUMN", "mode": 1, .*"planar": true.*"code": 0,)"},
-       // 64 x 48 in tiles of 32 x 16: two across, three down; each plane apart.
-       Case{
-           "tiled.tif", "tiles +6, each 32 x 16 pixels\nplanes +3, .*\nacquire +takes it",
-           R"("tiled": true, "bigTIFF": false\}, "blocks": \{"width": 32, "height": 16, "across": 2, "down": 3, "planeGroups": 3\}.*"code": 0,)"},
-       Case{"big.tif", "offsets +8 bytes \\(BigTIFF\\)\n",
-            R"("tiled": false, "bigTIFF": true\}.*"code": 0,)"},
-       Case{"lzw.tif", "acquire .*115: .+\n",
-            R"("compression": 5, .*"acquire": \{"code": 115, "message": "[^"]+")"}}) {
-    SCOPED_TRACE(c.name);
-    const ProgramRun json = tessel(std::string("info ") + c.name + " --json");
-    EXPECT_EQ(json.status, 0) << json.err;
-    EXPECT_TRUE(std::regex_search(json.out, std::regex(c.json))) << json.out;
-    const ProgramRun text = tessel(std::string("info ") + c.name);
-    EXPECT_EQ(text.status, 0);
-    EXPECT_TRUE(std::regex_search(text.out, std::regex(c.text))) << text.out;
-  }
-  write_file("junk.tif", {'M', 'M', 0, 42, 0, 0, 0, 200});
-  EXPECT_EQ(tessel("info junk.tif").status, 1);
-}
-
 }  // namespace
 }  // namespace tessel::host
