@@ -115,8 +115,8 @@ resource 'STR#' 17000 "Host messages" purgeable {
   73: "bytes|KB|MB|GB|TB"
   74: "offsets     8 bytes (BigTIFF)"
   75: "tessel ^0"
-  76: "tessel: the help for ^0 cannot be read from the program's resources; "
-      "reinstall Tessel"
+  76: "tessel: the help for ^0 is missing from the program's resources; "
+      "install Tessel again"
 }
 
 # The head of tessel --help; the commands and the notes after it come from
