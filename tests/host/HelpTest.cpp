@@ -98,11 +98,12 @@ class Completion : public Help {
  protected:
   // What the completion offers for line, cursor at its end, run in bash.
   std::string offered(const std::string& line) {
-    write_text("complete.sh",
-               "source '" + built_file("share/bash-completion/completions/tessel").string() +
-                   "'\nread -ra COMP_WORDS <<<\"$1\"\n[[ $1 == *' ' ]] && COMP_WORDS+=('')\n"
-                   "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_tessel\n"
-                   "for word in \"${COMPREPLY[@]}\"; do echo \"$word\"; done | sort | tr '\\n' ' '\n");
+    write_text(
+        "complete.sh",
+        "source '" + built_file("share/bash-completion/completions/tessel").string() +
+            "'\nread -ra COMP_WORDS <<<\"$1\"\n[[ $1 == *' ' ]] && COMP_WORDS+=('')\n"
+            "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_tessel\n"
+            "for word in \"${COMPREPLY[@]}\"; do echo \"$word\"; done | sort | tr '\\n' ' '\n");
     const ProgramRun run = shell("timeout -k 5 30 bash complete.sh '" + line + "'");
     EXPECT_EQ(run.status, 0) << line << run.err;
     return run.out;
