@@ -1,44 +1,52 @@
 #include "host/Commands.h"
 
-#include <array>
-
-#include "host/AboutCommand.h"
-#include "host/AcquireCommand.h"
-#include "host/ExportCommand.h"
-#include "host/ExtractCommand.h"
-#include "host/InfoCommand.h"
+#include "host/CommandTable.h"
+#include "host/Completion.h"
+#include "host/Help.h"
 #include "host/Interrupt.h"
 #include "host/Messages.h"
-#include "host/SelectCommand.h"
 
 namespace tessel::host {
 
 namespace {
 
-using CommandProc = int (*)(std::span<const std::string_view>, std::ostream&, std::ostream&);
+// The words that stand in place of a command. --man and --bash-completion
+// are for the build, which writes the manual page and completion with them.
+bool run_program_word(std::string_view word, std::ostream& out, std::ostream& err, int& status) {
+  if (word == "--help" || word == "-h" || word == "help") {
+    status = write_overview(out, err) ? kExitDone : kExitFailed;
+  } else if (word == "--version") {
+    write_version(out);
+    status = kExitDone;
+  } else if (word == "--man") {
+    status = write_manual(out, err) ? kExitDone : kExitFailed;
+  } else if (word == "--bash-completion") {
+    write_bash_completion(out);
+    status = kExitDone;
+  } else {
+    return false;
+  }
+  return true;
+}
 
-struct Command {
-  std::string_view name;
-  CommandProc run;
-};
-
-constexpr std::array kCommands{
-    Command{"acquire", &run_acquire_command}, Command{"export", &run_export_command},
-    Command{"extract", &run_extract_command}, Command{"info", &run_info_command},
-    Command{"select", &run_select_command},   Command{"about", &run_about_command},
-};
+int run_command(const CommandSpec& command, std::span<const std::string_view> args,
+                std::ostream& out, std::ostream& err) {
+  switch (check_options(command, args, err)) {
+    case OptionCheck::help: return write_command_help(command, out, err) ? kExitDone : kExitFailed;
+    case OptionCheck::failed: return kExitFailed;
+    case OptionCheck::run: break;
+  }
+  return command.run(args, out, err);
+}
 
 int run_words(std::span<const std::string_view> args, std::ostream& out, std::ostream& err) {
   if (args.empty()) {
-    err << message(Text::kUsage);
+    write_overview(err, err);
     return kExitFailed;
   }
-  if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
-    out << message(Text::kUsage);
-    return kExitDone;
-  }
-  for (const Command& command : kCommands) {
-    if (command.name == args[0]) return command.run(args.subspan(1), out, err);
+  if (int status = kExitDone; run_program_word(args[0], out, err, status)) return status;
+  if (const CommandSpec* command = find_command(args[0])) {
+    return run_command(*command, args.subspan(1), out, err);
   }
   err << message(Text::kUnknownCommand, {args[0]}) << '\n';
   return kExitFailed;

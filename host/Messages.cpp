@@ -67,14 +67,22 @@ std::optional<std::vector<std::string>> string_list(std::span<const UInt8> data)
   return entries;
 }
 
+// The program's resource fork, read once; empty when it cannot be read.
+const std::optional<platform::resources::ResourceFork>& program_fork() {
+  static const auto& fork = *new std::optional<platform::resources::ResourceFork>(
+      []() -> std::optional<platform::resources::ResourceFork> {
+        auto bytes = platform::appledouble::read_resource_fork(texts_file());
+        if (!bytes) return std::nullopt;
+        return platform::resources::parse_fork(*bytes);
+      }());
+  return fork;
+}
+
 HostTexts load_texts() {
-  const std::filesystem::path file = texts_file();
   HostTexts texts;
   texts.problem = "tessel: the program's texts cannot be read from the resource fork of " +
-                  file.string() + "; reinstall Tessel";
-  auto bytes = platform::appledouble::read_resource_fork(file);
-  if (!bytes) return texts;
-  auto fork = platform::resources::parse_fork(*bytes);
+                  texts_file().string() + "; reinstall Tessel";
+  const auto& fork = program_fork();
   if (!fork) return texts;
   const auto* list = find(*fork, kStringListType, kHostTextsID);
   const auto* usage = find(*fork, kTextType, kHostTextsID);
@@ -123,6 +131,13 @@ std::vector<std::string> message_list(Text text) {
   for (std::string entry; std::getline(in, entry, '|');) entries.push_back(entry);
   if (entries.empty()) entries.emplace_back();
   return entries;
+}
+
+std::vector<std::string> string_list_texts(SInt16 id) {
+  const auto& fork = program_fork();
+  const auto* list = fork ? find(*fork, kStringListType, id) : nullptr;
+  if (list == nullptr) return {};
+  return string_list(list->data).value_or(std::vector<std::string>{});
 }
 
 std::string text_from_mac_roman(const unsigned char* text) {

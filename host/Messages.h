@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "MacTypes.h"
+
 namespace tessel::host {
 
 enum class Text {
@@ -105,12 +107,18 @@ enum class Text {
   kProgressFigures,
   kTimeUnits,
   kExportResume,
+  kVersion,
+  kHelpUnreadable,
   kCount,  // not a text: how many there are
 };
 
 std::string message(Text text, std::initializer_list<std::string_view> arguments = {});
 // A text that holds a list, its entries split at '|'.
 std::vector<std::string> message_list(Text text);
+
+// The entries of the string list id in the program's own resources, in
+// UTF-8; empty when there is no such list or it cannot be read.
+std::vector<std::string> string_list_texts(SInt16 id);
 
 // A length-prefixed Mac Roman text, such as the plug-in's strings, in UTF-8.
 std::string text_from_mac_roman(const unsigned char* text);
