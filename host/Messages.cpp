@@ -10,6 +10,7 @@
 #include "MacRoman.h"
 #include "ResourceFork.h"
 #include "Utf8.h"
+#include "host/InstallLayout.h"
 
 namespace tessel::host {
 
@@ -18,14 +19,6 @@ namespace {
 constexpr ResType kStringListType = FourCC("STR#");
 constexpr ResType kTextType = FourCC("TEXT");
 constexpr SInt16 kHostTextsID = 17000;
-
-// The texts live in the resource fork of the program "tessel" in this
-// program's folder; test programs built into the same folder read the same.
-std::filesystem::path texts_file() {
-  std::error_code error;
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  return program.parent_path() / "tessel";
-}
 
 // Mac Roman in UTF-8, a carriage return (the Toolbox's line break) as '\n'.
 std::string utf8_from_mac_roman(std::span<const UInt8> bytes) {
@@ -71,7 +64,7 @@ std::optional<std::vector<std::string>> string_list(std::span<const UInt8> data)
 const std::optional<platform::resources::ResourceFork>& program_fork() {
   static const auto& fork = *new std::optional<platform::resources::ResourceFork>(
       []() -> std::optional<platform::resources::ResourceFork> {
-        auto bytes = platform::appledouble::read_resource_fork(texts_file());
+        auto bytes = platform::appledouble::read_resource_fork(layout::texts_file());
         if (!bytes) return std::nullopt;
         return platform::resources::parse_fork(*bytes);
       }());
@@ -81,7 +74,7 @@ const std::optional<platform::resources::ResourceFork>& program_fork() {
 HostTexts load_texts() {
   HostTexts texts;
   texts.problem = "tessel: the program's texts cannot be read from the resource fork of " +
-                  texts_file().string() + "; reinstall Tessel";
+                  layout::texts_file().string() + "; reinstall Tessel";
   const auto& fork = program_fork();
   if (!fork) return texts;
   const auto* list = find(*fork, kStringListType, kHostTextsID);

@@ -7,6 +7,7 @@
 #include "Files.h"
 #include "MacErrors.h"
 #include "Resources.h"
+#include "host/InstallLayout.h"
 
 namespace tessel::host {
 
@@ -61,9 +62,7 @@ Expected<std::unique_ptr<Module>> Module::load(const std::filesystem::path& path
 std::filesystem::path Module::default_path() {
   if (const char* path = std::getenv("TESSEL_MODULE"); path != nullptr && *path != '\0')
     return path;
-  std::error_code error;
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-  return program.parent_path().parent_path() / "lib" / "tessel.plugin";
+  return layout::module_file();
 }
 
 const std::string& Module::load_problem() { return problem(); }

@@ -21,8 +21,8 @@ class Module {
   // Manager's error when its fork cannot be opened.
   static Expected<std::unique_ptr<Module>> load(const std::filesystem::path& path);
 
-  // Where the module is looked for: $TESSEL_MODULE, else
-  // <folder of this program>/../lib/tessel.plugin.
+  // Where the module is looked for: $TESSEL_MODULE, else beside the program
+  // as installed or as built (host/InstallLayout.h).
   static std::filesystem::path default_path();
 
   // The dynamic linker's explanation of the last failed load, or empty.
