@@ -23,7 +23,6 @@ enum class Text {
   kDocumentMissing,
   kDocumentUnreadable,
   kDocumentUnsupported,
-  kDocumentTooLarge,
   kModuleMissing,
   kModuleUnusable,
   kModuleNoResources,
