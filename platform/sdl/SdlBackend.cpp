@@ -109,6 +109,10 @@ class SdlBackend : public backend::Backend {
         SDL_CreateWindow(title.c_str(), bounds.left, bounds.top, bounds.right - bounds.left,
                          bounds.bottom - bounds.top, SDL_WINDOW_SHOWN);
     if (shown.window == nullptr) return;
+    // Layouts are fixed: equal limits tell the window manager not to offer
+    // resizing or maximising.
+    SDL_SetWindowMinimumSize(shown.window, bounds.right - bounds.left, bounds.bottom - bounds.top);
+    SDL_SetWindowMaximumSize(shown.window, bounds.right - bounds.left, bounds.bottom - bounds.top);
     shown.renderer = SDL_CreateRenderer(shown.window, -1, SDL_RENDERER_SOFTWARE);
     if (shown.renderer != nullptr) {
       shown.texture =
