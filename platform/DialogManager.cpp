@@ -16,7 +16,8 @@ constexpr UInt8 kEnter = 3;
 constexpr UInt8 kEscape = 27;
 
 // "DLOG": bounds, window kind, visible, filler, close box, filler,
-// reference constant, item list, title.
+// reference constant, item list, title; then, when present, a placement word
+// on an even offset.
 constexpr std::size_t kDialogTemplateSize = 21;
 
 struct DialogTemplate {
@@ -44,6 +45,11 @@ std::optional<DialogTemplate> read_dialog_template(SInt16 dialogID) {
   std::size_t titleLength = std::min<std::size_t>(b[20], b.size() - kDialogTemplateSize);
   t.window.title[0] = UInt8(titleLength);
   std::copy_n(b.begin() + kDialogTemplateSize, titleLength, t.window.title + 1);
+  // Every placement word asks for the screen's middle: there is one screen,
+  // and a dialog is the only window its parent shows at a time.
+  std::size_t placement = (kDialogTemplateSize + titleLength + 1) & ~std::size_t(1);
+  if (placement + 2 <= b.size() && read_big16(b.subspan(placement)) != 0)
+    t.window.bounds = centred(t.window.bounds);
   return t;
 }
 

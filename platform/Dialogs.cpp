@@ -1,5 +1,6 @@
 #include "Dialogs.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -33,6 +34,17 @@ std::optional<AlertTemplate> read_alert(SInt16 alertID) {
   if (!bytes || bytes->size() < 12) return std::nullopt;
   std::span<const UInt8> b(*bytes);
   return AlertTemplate{read_rect(b), SInt16(read_big16(b.subspan(8))), read_big16(b.subspan(10))};
+}
+
+// An alert template has no title field; the window's title is the 'STR '
+// resource of the alert's own number, so that the desktop never shows an
+// unnamed window.
+void read_alert_title(SInt16 alertID, Str255& title) {
+  auto bytes = resource_bytes(FourCC("STR "), alertID);
+  if (!bytes || bytes->empty()) return;
+  std::size_t length = std::min<std::size_t>((*bytes)[0], bytes->size() - 1);
+  title[0] = UInt8(length);
+  std::copy_n(bytes->begin() + 1, length, title + 1);
 }
 
 std::vector<std::string> static_texts(const std::vector<Item>& items) {
@@ -111,6 +123,7 @@ SInt16 Alert(SInt16 alertID, ModalFilterUPP filterProc) {
   }
   dialogs::WindowSpec spec;
   spec.bounds = dialogs::centred(alert->bounds);
+  dialogs::read_alert_title(alertID, spec.title);
   // Bit 3 of the first stage's nibble makes item 2 the default.
   SInt16 defaultItem = (alert->stages & 0x8) != 0 ? 2 : 1;
   DialogPtr dialog = dialogs::make_dialog(nullptr, spec, std::move(*items), nullptr);

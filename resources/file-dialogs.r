@@ -12,6 +12,8 @@ resource 'DLOG' 16005 "Acquire: choose an image" purgeable {
   visible true
   refcon 'stdf'
   items 16005
+  title "Acquire: open an image"
+  position center_main_screen
 }
 
 resource 'DITL' 16005 "Acquire: choose an image" purgeable {
@@ -29,6 +31,8 @@ resource 'DLOG' 16002 "Export: find the original file" purgeable {
   visible true
   refcon 'stdf'
   items 16002
+  title "Export: find the original"
+  position center_main_screen
 }
 
 resource 'DITL' 16002 "Export: find the original file" purgeable {
@@ -47,6 +51,8 @@ resource 'DLOG' 16003 "Export: choose the file" purgeable {
   visible true
   refcon 'stdf'
   items 16003
+  title "Export: choose a file"
+  position center_main_screen
 }
 
 resource 'DITL' 16003 "Export: choose the file" purgeable {
@@ -64,6 +70,8 @@ resource 'DLOG' 16004 "Export: choose another copy" purgeable {
   visible true
   refcon 'stdf'
   items 16004
+  title "Export: choose another copy"
+  position center_main_screen
 }
 
 resource 'DITL' 16004 "Export: choose another copy" purgeable {

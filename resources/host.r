@@ -16,6 +16,11 @@ resource 'ALRT' 16101 "Host notice" purgeable {
   position alert_main_screen
 }
 
+# The alert's window title.
+resource 'STR ' 16101 "Host notice title" purgeable {
+  "Tessel and its host"
+}
+
 resource 'DITL' 16101 "Host notice" purgeable {
   1: button enabled 98, 330, 118, 404 "OK"
   2: static_text disabled 12, 16, 88, 404 "^0"

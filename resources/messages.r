@@ -107,6 +107,11 @@ resource 'ALRT' 16100 "Result" purgeable {
   position alert_main_screen
 }
 
+# The alert's window title.
+resource 'STR ' 16100 "Result title" purgeable {
+  "Tessel"
+}
+
 resource 'DITL' 16100 "Result" purgeable {
   1: button enabled 98, 330, 118, 404 "OK"
   2: static_text disabled 12, 16, 88, 404 "^0 (code ^1)"

@@ -2,6 +2,7 @@
 
 #include <SDL.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <string_view>
@@ -95,9 +96,15 @@ class SdlBackend : public backend::Backend {
 
   UInt32 ticks() override { return 1 + UInt32(SDL_GetTicks() * 60ull / 1000); }
 
+  // The display of the frontmost window shown, so that a dialog opens where
+  // the window that asked for it is; the first display when none is shown.
   Rect screen() const override {
+    int display = 0;
+    auto front = shown_.find(FrontWindow());
+    if (front != shown_.end())
+      display = std::max(0, SDL_GetWindowDisplayIndex(front->second.window));
     SDL_Rect r{0, 0, 1024, 768};
-    SDL_GetDisplayBounds(0, &r);
+    SDL_GetDisplayBounds(display, &r);
     return Rect{SInt16(r.y), SInt16(r.x), SInt16(r.y + r.h), SInt16(r.x + r.w)};
   }
 
@@ -109,6 +116,10 @@ class SdlBackend : public backend::Backend {
         SDL_CreateWindow(title.c_str(), bounds.left, bounds.top, bounds.right - bounds.left,
                          bounds.bottom - bounds.top, SDL_WINDOW_SHOWN);
     if (shown.window == nullptr) return;
+    // Layouts are fixed: equal limits tell the window manager not to offer
+    // resizing or maximising.
+    SDL_SetWindowMinimumSize(shown.window, bounds.right - bounds.left, bounds.bottom - bounds.top);
+    SDL_SetWindowMaximumSize(shown.window, bounds.right - bounds.left, bounds.bottom - bounds.top);
     shown.renderer = SDL_CreateRenderer(shown.window, -1, SDL_RENDERER_SOFTWARE);
     if (shown.renderer != nullptr) {
       shown.texture =

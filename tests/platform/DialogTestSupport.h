@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -49,14 +50,20 @@ inline std::vector<UInt8> item_list(const std::vector<DialogItemSpec>& items) {
 }
 
 inline std::vector<UInt8> dialog_template(const Rect& bounds, SInt16 itemsID, bool visible,
-                                          UInt32 refCon) {
+                                          UInt32 refCon, const std::string& title = "",
+                                          std::optional<UInt16> placement = std::nullopt) {
   std::vector<UInt8> out;
   append_rect(out, bounds);
   append_big16(out, dBoxProc);
   out.insert(out.end(), {UInt8(visible), 0, 0, 0});
   append_big32(out, refCon);
   append_big16(out, UInt16(itemsID));
-  out.push_back(0);  // no title
+  out.push_back(UInt8(title.size()));
+  out.insert(out.end(), title.begin(), title.end());
+  if (placement) {
+    if (out.size() % 2 != 0) out.push_back(0);
+    append_big16(out, *placement);
+  }
   return out;
 }
 

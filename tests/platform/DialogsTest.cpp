@@ -190,6 +190,35 @@ TEST_F(Dialogs, HostHelpersCentreAndMakeTheTemplateMovable) {
   DisposeDialog(dialog);
 }
 
+// The placement word follows the title on an even offset, so titles of
+// either length must be skipped right to find it.
+TEST_F(Dialogs, TemplateTitleNamesTheWindowAndAPlacementCentresIt) {
+  struct Case {
+    const char* title;
+    std::optional<UInt16> placement;
+  };
+  const Case cases[] = {
+      {"", 0x280A}, {"Odd", 0x300A}, {"Even", 0x280A}, {"Left alone", {}}, {"Placed nowhere", 0}};
+  headless::use_script("");
+  SInt16 id = 310;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.title);
+    add({FourCC("DLOG"), id, 0, "",
+         dialog_template({100, 100, 280, 400}, 300, false, 0, c.title, c.placement)});
+    open_resources();
+    DialogPtr dialog = GetNewDialog(id++, nullptr, kFirstWindowOfClass);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(
+        std::string(reinterpret_cast<const char*>(dialog->titleText + 1), dialog->titleText[0]),
+        c.title);
+    const bool centred = c.placement.value_or(0) != 0;
+    Rect bounds = platform::windows::global_bounds(*dialog);
+    EXPECT_EQ(hv(Point{bounds.top, bounds.left}),
+              centred ? std::pair((1024 - 300) / 2, (768 - 180) / 2) : std::pair(100, 100));
+    DisposeDialog(dialog);
+  }
+}
+
 TEST_F(Dialogs, MissingTemplateMakesNoDialog) {
   headless::use_script("");
   EXPECT_EQ(GetNewDialog(301, storage_, kFirstWindowOfClass), nullptr);
@@ -274,6 +303,22 @@ TEST_F(Alerts, AlertIsAWindowThatCanBeSavedAndClicked) {
   auto log = read_file(path("alerts.log"));
   EXPECT_EQ(std::string(log.begin(), log.end()), "Failed: disk!\n");
   EXPECT_EQ(FrontWindow(), nullptr);
+}
+
+std::string gAlertTitle;
+Boolean record_title(DialogPtr dialog, EventRecord*, SInt16*) {
+  gAlertTitle.assign(reinterpret_cast<const char*>(dialog->titleText + 1), dialog->titleText[0]);
+  return false;
+}
+
+TEST_F(Alerts, AlertIsTitledByTheStringOfItsNumber) {
+  const unsigned char title[] = {11, 'C', 'o', 'u', 'l', 'd', ' ', 'n', 'o', 't', ' ', '!'};
+  add({FourCC("STR "), 400, 0, "", std::vector<UInt8>(std::begin(title), std::end(title))});
+  open_resources();
+  ASSERT_NE(headless::use_script("click 1\n"), nullptr);
+  gAlertTitle = "none seen";
+  EXPECT_EQ(Alert(400, record_title), 1);
+  EXPECT_EQ(gAlertTitle, "Could not !");
 }
 
 class CursorsAndSounds : public DialogTest {};
