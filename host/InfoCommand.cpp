@@ -292,23 +292,6 @@ void print_json(const SourceImage& image, const Sizes& sizes, const Verdict& ver
 
 }  // namespace
 
-std::string size_text(UInt64 bytes) {
-  const std::vector<std::string> units = message_list(Text::kByteUnits);
-  // Decimal units, as disks are sold: 20000 x 20000 RGB is 1.2 GB.
-  std::size_t unit = 0;
-  double value = double(bytes);
-  // 999.7 KB would show as 1000 KB: such a size is shown as 1.0 MB instead.
-  while (value >= 999.5 && unit + 1 < units.size()) {
-    value /= 1000.0;
-    ++unit;
-  }
-  std::ostringstream text;
-  text.setf(std::ios::fixed);
-  text.precision(unit == 0 || value >= 100.0 ? 0 : 1);
-  text << value << ' ' << units[unit];
-  return text.str();
-}
-
 OSErr OpenImage::open(const std::filesystem::path& path) {
   Expected<FSSpec> spec = platform::files::spec_from_path(path);
   if (!spec) return spec.error();

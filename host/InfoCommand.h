@@ -24,10 +24,6 @@ struct OpenImage {
   OSErr open(const std::filesystem::path& path);
 };
 
-// A size as a person reads it, in the host's units: "512 bytes", "12.5 MB",
-// "7.2 GB"; three significant figures at most, one decimal below 100.
-std::string size_text(UInt64 bytes);
-
 int run_info_command(std::span<const std::string_view> args, std::ostream& out, std::ostream& err);
 
 }  // namespace tessel::host

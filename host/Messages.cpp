@@ -126,6 +126,23 @@ std::vector<std::string> message_list(Text text) {
   return entries;
 }
 
+std::string size_text(UInt64 bytes) {
+  const std::vector<std::string> units = message_list(Text::kByteUnits);
+  // Decimal units, as disks are sold: 20000 x 20000 RGB is 1.2 GB.
+  std::size_t unit = 0;
+  double value = double(bytes);
+  // 999.7 KB would show as 1000 KB: such a size is shown as 1.0 MB instead.
+  while (value >= 999.5 && unit + 1 < units.size()) {
+    value /= 1000.0;
+    ++unit;
+  }
+  std::ostringstream text;
+  text.setf(std::ios::fixed);
+  text.precision(unit == 0 || value >= 100.0 ? 0 : 1);
+  text << value << ' ' << units[unit];
+  return text.str();
+}
+
 std::vector<std::string> string_list_texts(SInt16 id) {
   const auto& fork = program_fork();
   const auto* list = fork ? find(*fork, kStringListType, id) : nullptr;

@@ -114,6 +114,9 @@ enum class Text {
 std::string message(Text text, std::initializer_list<std::string_view> arguments = {});
 // A text that holds a list, its entries split at '|'.
 std::vector<std::string> message_list(Text text);
+// A size as a person reads it, in the host's units: "512 bytes", "12.5 MB",
+// "7.2 GB"; three significant figures at most, one decimal below 100.
+std::string size_text(UInt64 bytes);
 
 // The entries of the string list id in the program's own resources, in
 // UTF-8; empty when there is no such list or it cannot be read.

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "host/InfoCommand.h"
 #include "host/Messages.h"
 
 namespace tessel::host {
