@@ -14,16 +14,12 @@ namespace tessel::host {
 
 namespace {
 
-constexpr OptionSpec kScript{"--script", Argument::file};
-constexpr OptionSpec kMemoryLimit{"--memory-limit", Argument::text};
-constexpr OptionSpec kForce{"--force", Argument::none};
-constexpr OptionSpec kOutput{"-o", Argument::file};
-
-constexpr std::array kAcquireOptions{kOutput, kScript, kMemoryLimit, kForce};
-constexpr std::array kExportOptions{kMemoryLimit, OptionSpec{"--select", Argument::image}, kScript};
-constexpr std::array kExtractOptions{OptionSpec{"--rect", Argument::text}, kOutput, kForce};
+constexpr std::array kAcquireOptions{kOutputSpec, kScriptSpec, kMemoryLimitSpec, kForceSpec};
+constexpr std::array kExportOptions{kMemoryLimitSpec, OptionSpec{"--select", Argument::image},
+                                    kScriptSpec};
+constexpr std::array kExtractOptions{OptionSpec{"--rect", Argument::text}, kOutputSpec, kForceSpec};
 constexpr std::array kInfoOptions{OptionSpec{"--json", Argument::none}};
-constexpr std::array kScriptOnly{kScript};
+constexpr std::array kScriptOnly{kScriptSpec};
 
 constexpr std::array kCommands{
     CommandSpec{"acquire", &run_acquire_command, Argument::image, 17101, kAcquireOptions},

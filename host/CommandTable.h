@@ -8,16 +8,9 @@
 #include <string_view>
 
 #include "MacTypes.h"
+#include "host/HostOptions.h"
 
 namespace tessel::host {
-
-// What a word on the command line stands for, as completion offers it.
-enum class Argument { none, image, document, file, text };
-
-struct OptionSpec {
-  std::string_view spelling;
-  Argument value;  // none: the option stands alone
-};
 
 using CommandProc = int (*)(std::span<const std::string_view>, std::ostream&, std::ostream&);
 

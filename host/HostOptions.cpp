@@ -16,21 +16,21 @@ namespace tessel::host {
 namespace {
 
 struct Known {
-  std::string_view spelling;
+  OptionSpec spec;
   CommonOption option;
-  bool takesValue;
+  bool takes_value() const { return spec.value != Argument::none; }
 };
 
 constexpr Known kKnown[] = {
-    {"--script", kScriptOption, true},
-    {"--memory-limit", kMemoryLimitOption, true},
-    {"--force", kForceOption, false},
-    {"-o", kOutputOption, true},
+    {kScriptSpec, kScriptOption},
+    {kMemoryLimitSpec, kMemoryLimitOption},
+    {kForceSpec, kForceOption},
+    {kOutputSpec, kOutputOption},
 };
 
 const Known* find_known(std::string_view spelling, unsigned accepted) {
   for (const Known& known : kKnown) {
-    if (known.spelling == spelling && (accepted & known.option) != 0) return &known;
+    if (known.spec.spelling == spelling && (accepted & known.option) != 0) return &known;
   }
   return nullptr;
 }
@@ -63,11 +63,11 @@ Taken take_common_option(std::span<const std::string_view> args, std::size_t& at
                          const CommandOptions& command, CommonOptions& options, std::ostream& err) {
   const Known* known = find_known(args[at], command.accepted);
   if (known == nullptr) return Taken::no;
-  if (known->takesValue && at + 1 == args.size()) {
-    err << message(Text::kMissingValue, {known->spelling}) << '\n';
+  if (known->takes_value() && at + 1 == args.size()) {
+    err << message(Text::kMissingValue, {known->spec.spelling}) << '\n';
     return Taken::failed;
   }
-  const std::string_view value = known->takesValue ? args[++at] : std::string_view{};
+  const std::string_view value = known->takes_value() ? args[++at] : std::string_view{};
   return store_value(known->option, value, options, err) ? Taken::yes : Taken::failed;
 }
 

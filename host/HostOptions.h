@@ -23,6 +23,21 @@ struct CommonOptions {
   std::optional<std::filesystem::path> output{};  // -o FILE
 };
 
+// What a word on the command line stands for, as completion offers it.
+enum class Argument { none, image, document, file, text };
+
+struct OptionSpec {
+  std::string_view spelling;
+  Argument value;  // none: the option stands alone
+};
+
+// The shared options as the command table lists them; whether one takes a
+// value is said here once, for parsing, help and completion alike.
+constexpr OptionSpec kScriptSpec{"--script", Argument::file};
+constexpr OptionSpec kMemoryLimitSpec{"--memory-limit", Argument::text};
+constexpr OptionSpec kForceSpec{"--force", Argument::none};
+constexpr OptionSpec kOutputSpec{"-o", Argument::file};
+
 // Which of the shared options a command takes, or-ed together.
 enum CommonOption : unsigned {
   kScriptOption = 1u << 0,
