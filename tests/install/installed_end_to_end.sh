@@ -30,6 +30,10 @@ readelf -d "$prefix/bin/tessel" | grep -q 'RUNPATH.*\[\$ORIGIN/../lib/tessel\]' 
   [ -f "$prefix/lib/tessel/libtoolbox.so" ] ||
   fail "the installed tessel does not take its platform library from $prefix/lib/tessel"
 unset LD_LIBRARY_PATH
+# Debian wants manual pages compressed; man reads the page from the prefix.
+MANPATH=$prefix/share/man run man --warnings -w tessel | grep -q 'man1/tessel\.1\.gz$' &&
+  zcat "$prefix/share/man/man1/tessel.1.gz" | grep -q '^\.TH TESSEL 1' ||
+  fail "the manual page is not installed compressed"
 
 run tessel-sample tiff image.tif --width 300 --height 200 --samples 3 --photometric 2 \
   --rows-per-strip 16
