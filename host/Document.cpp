@@ -110,13 +110,37 @@ OSErr DocumentReader::open(const std::filesystem::path& path, const Document& do
 }
 
 OSErr DocumentReader::read_rows(SInt32 top, SInt32 count, std::span<UInt8> rows) {
-  if (OSErr err = tiff_.read_rows(top, count, rows); err != noErr) return err;
-  const std::span<UInt8> read = rows.first(std::size_t(count) * tiff_.contents().image.row_bytes());
-  if (swap_) swap_sample_convention(photometric_, tiff_.contents().image.planes, read);
-  if (fingerprint_ && top == printedRows_) {
+  return read_rows(top, count, PlaneRange::all(tiff_.contents().image.planes), rows);
+}
+
+OSErr DocumentReader::read_rows(SInt32 top, SInt32 count, PlaneRange planes,
+                                std::span<UInt8> rows) {
+  const Document& image = tiff_.contents().image;
+  const bool printing = fingerprint_ && top == printedRows_;
+  if (printing && !planes.covers(image.planes))
+    return read_cut_from_whole(top, count, planes, rows);
+  if (OSErr err = tiff_.read_rows(top, count, planes, rows); err != noErr) return err;
+  const std::span<UInt8> read =
+      rows.first(std::size_t(count) * std::size_t(image.columns) * std::size_t(planes.count));
+  if (swap_) swap_sample_convention(photometric_, planes, read);
+  if (printing) {
     fingerprint_->add(read);
     printedRows_ += count;
   }
+  return noErr;
+}
+
+// Rows the fingerprint still waits for are read with every plane, so that
+// the first pass of a plane-by-plane export leaves no pass of its own to do.
+OSErr DocumentReader::read_cut_from_whole(SInt32 top, SInt32 count, PlaneRange planes,
+                                          std::span<UInt8> rows) {
+  const Document& image = tiff_.contents().image;
+  const std::size_t pixels = std::size_t(count) * std::size_t(image.columns);
+  if (!planes.lies_within(image.planes) || rows.size() < pixels * std::size_t(planes.count))
+    return paramErr;
+  whole_.resize(pixels * std::size_t(image.planes));
+  if (OSErr err = read_rows(top, count, whole_); err != noErr) return err;
+  copy_planes(whole_.data(), std::size_t(image.planes), planes, pixels, rows.data());
   return noErr;
 }
 
@@ -180,11 +204,9 @@ OSErr DocumentWriter::write_row(std::span<const UInt8> row) {
   if (swap_) {
     // Changed in scratch, so that the caller's row stays as it holds it.
     scratch_.assign(row.begin(), row.end());
-    if (planar_) {
-      swap_plane_convention(photometric_, SInt16(rowsWritten_ / rows_), scratch_);
-    } else {
-      swap_sample_convention(photometric_, planes_, scratch_);
-    }
+    const PlaneRange planes =
+        planar_ ? PlaneRange{SInt16(rowsWritten_ / rows_), 1} : PlaneRange::all(planes_);
+    swap_sample_convention(photometric_, planes, scratch_);
     stored = scratch_;
   }
   const OSErr err = tiff_.write_row(stored);

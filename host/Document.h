@@ -49,11 +49,16 @@ class DocumentReader {
   OSErr open(const std::filesystem::path& path, const Document& document);
   // Rows [top, top + count), every plane, chunky, into rows.
   OSErr read_rows(SInt32 top, SInt32 count, std::span<UInt8> rows);
+  // The same rows holding only the range's planes.
+  OSErr read_rows(SInt32 top, SInt32 count, PlaneRange planes, std::span<UInt8> rows);
   // The fingerprint of every row, once all have passed in order.
   std::optional<UInt64> fingerprint() const;
 
  private:
+  OSErr read_cut_from_whole(SInt32 top, SInt32 count, PlaneRange planes, std::span<UInt8> rows);
+
   TiffPixelReader tiff_{};
+  std::vector<UInt8> whole_{};  // every plane of rows cut for a band of fewer
   std::optional<PixelFingerprint> fingerprint_{};
   SInt32 rows_ = 0;
   SInt32 printedRows_ = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -30,22 +31,21 @@ bool lies_inside(const Band& band, const Document& document) {
          band.firstPlane <= band.lastPlane && band.lastPlane < document.planes;
 }
 
-// Hands over the band, read from the document file: whole rows of every
-// plane straight as read, else the wanted planes and columns cut from the
-// rows a slice at a time, so that no more than the band and one slice are
-// ever held.
+// Hands over the band, read from the document file: rows as wide as the
+// document straight as read, else the band's columns cut from the rows a
+// slice at a time, so that no more than the band and one slice are ever
+// held. Only the band's planes are read.
 class BandSource {
  public:
   BandSource(DocumentReader& reader, const Document& document)
       : reader_(reader), document_(document) {}
 
   OSErr hand_over(const Band& band, ExportParams& params) {
-    SInt32 rowStep = SInt32(document_.row_bytes());
-    const OSErr err = is_whole_rows(band) ? read_whole_rows(band) : cut_band(band, rowStep);
+    const OSErr err = is_whole_width(band) ? read_whole_rows(band) : cut_band(band);
     if (err != noErr) return err;
     reference_.emplace(NewReference(band_.data()));
     Set(params, kExportDataPointer, reference_->get());
-    Set(params, kExportRowStep, rowStep);
+    Set(params, kExportRowStep, SInt32(band_row_bytes(band)));
     return noErr;
   }
 
@@ -58,46 +58,40 @@ class BandSource {
   // Bytes of whole rows read at once while a band is cut from them.
   static constexpr std::size_t kSliceBytes = std::size_t(8) << 20;
 
-  bool is_whole_rows(const Band& band) const {
-    return band.rect.left == 0 && band.rect.right == document_.columns && band.firstPlane == 0 &&
-           band.lastPlane == document_.planes - 1;
+  static PlaneRange planes_of(const Band& band) {
+    return {band.firstPlane, SInt16(band.lastPlane - band.firstPlane + 1)};
+  }
+
+  static std::size_t band_row_bytes(const Band& band) {
+    return std::size_t(band.rect.right - band.rect.left) * std::size_t(planes_of(band).count);
+  }
+
+  bool is_whole_width(const Band& band) const {
+    return band.rect.left == 0 && band.rect.right == document_.columns;
   }
 
   OSErr read_whole_rows(const Band& band) {
     const SInt32 rows = band.rect.bottom - band.rect.top;
-    band_.resize(std::size_t(rows) * document_.row_bytes());
-    return reader_.read_rows(band.rect.top, rows, band_);
+    band_.resize(std::size_t(rows) * band_row_bytes(band));
+    return reader_.read_rows(band.rect.top, rows, planes_of(band), band_);
   }
 
-  OSErr cut_band(const Band& band, SInt32& rowStep) {
-    const std::size_t width = std::size_t(band.rect.right - band.rect.left);
-    const std::size_t planes = std::size_t(band.lastPlane - band.firstPlane + 1);
-    const SInt32 perSlice = SInt32(std::max<std::size_t>(1, kSliceBytes / document_.row_bytes()));
-    band_.resize(width * planes * std::size_t(band.rect.bottom - band.rect.top));
+  OSErr cut_band(const Band& band) {
+    const PlaneRange planes = planes_of(band);
+    const std::size_t sliceRowBytes = std::size_t(document_.columns) * std::size_t(planes.count);
+    const SInt32 perSlice = SInt32(std::max<std::size_t>(1, kSliceBytes / sliceRowBytes));
+    const std::size_t rowBytes = band_row_bytes(band);
+    band_.resize(rowBytes * std::size_t(band.rect.bottom - band.rect.top));
     UInt8* target = band_.data();
     for (SInt32 top = band.rect.top; top < band.rect.bottom; top += perSlice) {
       const SInt32 rows = std::min(perSlice, band.rect.bottom - top);
-      slice_.resize(std::size_t(rows) * document_.row_bytes());
-      if (OSErr err = reader_.read_rows(top, rows, slice_); err != noErr) return err;
-      target = cut_rows(band, rows, target);
+      slice_.resize(std::size_t(rows) * sliceRowBytes);
+      if (OSErr err = reader_.read_rows(top, rows, planes, slice_); err != noErr) return err;
+      const UInt8* source = slice_.data() + std::size_t(band.rect.left) * std::size_t(planes.count);
+      for (SInt32 row = 0; row < rows; ++row, source += sliceRowBytes, target += rowBytes)
+        std::memcpy(target, source, rowBytes);
     }
-    rowStep = SInt32(width * planes);
     return noErr;
-  }
-
-  // The band's planes and columns of the slice's rows, interleaved at target.
-  UInt8* cut_rows(const Band& band, SInt32 rows, UInt8* target) const {
-    const std::size_t planes = std::size_t(band.lastPlane - band.firstPlane + 1);
-    for (SInt32 row = 0; row < rows; ++row) {
-      const UInt8* source = slice_.data() + std::size_t(row) * document_.row_bytes() +
-                            std::size_t(band.rect.left) * std::size_t(document_.planes) +
-                            std::size_t(band.firstPlane);
-      for (SInt32 column = band.rect.left; column < band.rect.right; ++column) {
-        for (std::size_t plane = 0; plane < planes; ++plane) *target++ = source[plane];
-        source += document_.planes;
-      }
-    }
-    return target;
   }
 
   DocumentReader& reader_;

@@ -24,20 +24,16 @@ PixelMasks masks_of(UInt16 photometric) {
 
 bool conventions_differ(UInt16 photometric) { return masks_of(photometric) != PixelMasks{}; }
 
-void swap_sample_convention(UInt16 photometric, SInt16 planes, std::span<UInt8> pixels) {
-  if (planes <= 0 || !conventions_differ(photometric)) return;
+void swap_sample_convention(UInt16 photometric, PlaneRange planes, std::span<UInt8> pixels) {
+  if (planes.first < 0 || planes.count <= 0) return;
   const PixelMasks masks = masks_of(photometric);
-  const std::size_t step = std::size_t(planes);
-  const std::size_t touched = std::min<std::size_t>(step, masks.size());
-  for (std::size_t at = 0; at + step <= pixels.size(); at += step) {
-    for (std::size_t plane = 0; plane < touched; ++plane) pixels[at + plane] ^= masks[plane];
+  const std::size_t step = std::size_t(planes.count);
+  for (std::size_t at = 0; at < step; ++at) {
+    const std::size_t plane = std::size_t(planes.first) + at;
+    if (plane >= masks.size() || masks[plane] == 0) continue;
+    for (std::size_t sample = at; sample < pixels.size(); sample += step)
+      pixels[sample] ^= masks[plane];
   }
-}
-
-void swap_plane_convention(UInt16 photometric, SInt16 plane, std::span<UInt8> samples) {
-  const PixelMasks masks = masks_of(photometric);
-  if (plane < 0 || std::size_t(plane) >= masks.size() || masks[std::size_t(plane)] == 0) return;
-  for (UInt8& sample : samples) sample ^= masks[std::size_t(plane)];
 }
 
 }  // namespace tessel::host

@@ -13,6 +13,7 @@
 #include <span>
 
 #include "MacTypes.h"
+#include "host/ChunkyPlanes.h"
 
 namespace tessel::host {
 
@@ -25,14 +26,12 @@ enum class SampleConvention : UInt8 {
 // differently from the plug-in.
 bool conventions_differ(UInt16 photometric);
 
-// Turns chunky pixels of planes samples each, stored under photometric, from
-// one convention into the other; applied twice it gives the bytes back.
+// Turns chunky pixels holding the range's planes, stored under photometric,
+// from one convention into the other; applied twice it gives the bytes back.
+// A planar file's plane alone is the range of that one plane.
 // Separated (5): the four inks inverted. CIELab (8): the sign bit of a* and
 // b* toggled. ICCLab (9) is unsigned with 128 = zero, as the plug-in's, and
 // changes no byte, nor do grey, RGB and every plane past the colour ones.
-void swap_sample_convention(UInt16 photometric, SInt16 planes, std::span<UInt8> pixels);
-
-// The same for samples of plane alone, as a planar file stores them.
-void swap_plane_convention(UInt16 photometric, SInt16 plane, std::span<UInt8> samples);
+void swap_sample_convention(UInt16 photometric, PlaneRange planes, std::span<UInt8> pixels);
 
 }  // namespace tessel::host

@@ -151,13 +151,19 @@ OSErr TiffPixelReader::open(const std::filesystem::path& path) {
 }
 
 OSErr TiffPixelReader::read_rows(SInt32 top, SInt32 count, std::span<UInt8> rows) {
+  return read_rows(top, count, PlaneRange::all(contents_.image.planes), rows);
+}
+
+OSErr TiffPixelReader::read_rows(SInt32 top, SInt32 count, PlaneRange planes,
+                                 std::span<UInt8> rows) {
   const Document& image = contents_.image;
   if (top < 0 || count < 0 || SInt64(top) + count > image.rows ||
-      rows.size() < std::size_t(count) * image.row_bytes()) {
+      !planes.lies_within(image.planes) ||
+      rows.size() < std::size_t(count) * std::size_t(image.columns) * std::size_t(planes.count)) {
     return paramErr;
   }
-  if (tiled_) return read_tiled(top, count, rows);
-  return read_scanlines(top, count, rows);
+  if (tiled_) return read_tiled(top, count, planes, rows);
+  return read_scanlines(top, count, planes, rows);
 }
 
 // Decodes row of the cursor's plane into line, decoding and dropping the
@@ -175,70 +181,90 @@ OSErr TiffPixelReader::read_line(std::size_t cursor, UInt32 row, UInt8* line) {
   return noErr;
 }
 
-OSErr TiffPixelReader::read_scanlines(SInt32 top, SInt32 count, std::span<UInt8> rows) {
+OSErr TiffPixelReader::read_scanlines(SInt32 top, SInt32 count, PlaneRange planes,
+                                      std::span<UInt8> rows) {
   const Document& image = contents_.image;
-  const std::size_t planes = std::size_t(image.planes);
-  const std::size_t passes = separate_ ? planes : 1;
+  const std::size_t columns = std::size_t(image.columns);
   if (cursors_.empty()) {
+    const std::size_t passes = separate_ ? std::size_t(image.planes) : 1;
     for (std::size_t pass = 0; pass < passes; ++pass) {
       cursors_.push_back({open_for_pixels(path_), 0});
       if (!cursors_.back().file) return ioErr;
     }
     skipped_.resize(std::size_t(TIFFScanlineSize64(tiff_.get())));
-    line_.resize(separate_ ? std::size_t(image.columns) : 0);
+    line_.resize(separate_ ? columns : image.row_bytes());
   }
+  const std::size_t wanted = std::size_t(planes.count);
   for (SInt32 row = 0; row < count; ++row) {
-    UInt8* target = rows.data() + std::size_t(row) * image.row_bytes();
-    if (!separate_) {
-      if (OSErr err = read_line(0, UInt32(top + row), target); err != noErr) return err;
-      continue;
-    }
-    for (std::size_t plane = 0; plane < planes; ++plane) {
-      if (OSErr err = read_line(plane, UInt32(top + row), line_.data()); err != noErr) return err;
-      for (std::size_t column = 0; column < line_.size(); ++column)
-        target[column * planes + plane] = line_[column];
+    UInt8* target = rows.data() + std::size_t(row) * columns * wanted;
+    const UInt32 at = UInt32(top + row);
+    if (separate_) {
+      if (OSErr err = read_plane_line(at, planes, target); err != noErr) return err;
+    } else if (planes.covers(image.planes)) {
+      if (OSErr err = read_line(0, at, target); err != noErr) return err;
+    } else {
+      if (OSErr err = read_line(0, at, line_.data()); err != noErr) return err;
+      copy_planes(line_.data(), std::size_t(image.planes), planes, columns, target);
     }
   }
   return noErr;
 }
 
-// Decodes every tile of the tile row starting at top, all planes, into
-// tileRow_ as chunky rows clipped to the image.
-OSErr TiffPixelReader::load_tile_row(UInt32 top) {
+// One row of the range's planes from a file that stores each plane apart;
+// a single plane goes straight to target.
+OSErr TiffPixelReader::read_plane_line(UInt32 row, PlaneRange planes, UInt8* target) {
+  const std::size_t wanted = std::size_t(planes.count);
+  for (SInt16 plane = planes.first; plane < planes.first + planes.count; ++plane) {
+    UInt8* line = wanted == 1 ? target : line_.data();
+    if (OSErr err = read_line(std::size_t(plane), row, line); err != noErr) return err;
+    if (wanted > 1)
+      place_plane(line, line_.size(), target, wanted, std::size_t(plane - planes.first));
+  }
+  return noErr;
+}
+
+// Decodes every tile of the tile row starting at top, the range's planes
+// only where they are stored apart, into tileRow_ as chunky rows of the
+// range's planes clipped to the image.
+OSErr TiffPixelReader::load_tile_row(UInt32 top, PlaneRange planes) {
   const Document& image = contents_.image;
-  const std::size_t planes = std::size_t(image.planes);
-  const std::size_t step = separate_ ? 1 : planes;
+  const std::size_t wanted = std::size_t(planes.count);
+  const std::size_t rowBytes = std::size_t(image.columns) * wanted;
   const UInt32 length = std::min(tileLength_, UInt32(image.rows) - top);
   tile_.resize(std::size_t(TIFFTileSize64(tiff_.get())));
-  tileRow_.resize(std::size_t(length) * image.row_bytes());
+  tileRow_.resize(std::size_t(length) * rowBytes);
   tileRowTop_ = -1;
-  const UInt16 passes = separate_ ? UInt16(planes) : 1;
-  for (UInt16 plane = 0; plane < passes; ++plane) {
+  const SInt16 first = separate_ ? planes.first : 0;
+  const SInt16 end = separate_ ? SInt16(planes.first + planes.count) : 1;
+  for (SInt16 plane = first; plane < end; ++plane) {
     for (UInt32 x = 0; x < UInt32(image.columns); x += tileWidth_) {
-      if (TIFFReadTile(tiff_.get(), tile_.data(), x, top, 0, plane) < 0) return ioErr;
+      if (TIFFReadTile(tiff_.get(), tile_.data(), x, top, 0, UInt16(plane)) < 0) return ioErr;
       const UInt32 width = std::min(tileWidth_, UInt32(image.columns) - x);
       for (UInt32 row = 0; row < length; ++row) {
-        const UInt8* source = tile_.data() + std::size_t(row) * tileWidth_ * step;
-        UInt8* target = tileRow_.data() + std::size_t(row) * image.row_bytes() + x * planes;
-        if (!separate_) {
-          std::memcpy(target, source, std::size_t(width) * planes);
-          continue;
+        UInt8* target = tileRow_.data() + std::size_t(row) * rowBytes + x * wanted;
+        if (separate_) {
+          place_plane(tile_.data() + std::size_t(row) * tileWidth_, width, target, wanted,
+                      std::size_t(plane - planes.first));
+        } else {
+          const UInt8* source = tile_.data() + std::size_t(row) * tileWidth_ * image.planes;
+          copy_planes(source, std::size_t(image.planes), planes, width, target);
         }
-        for (UInt32 column = 0; column < width; ++column)
-          target[column * planes + plane] = source[column];
       }
     }
   }
   tileRowTop_ = top;
+  tilePlanes_ = planes;
   return noErr;
 }
 
-OSErr TiffPixelReader::read_tiled(SInt32 top, SInt32 count, std::span<UInt8> rows) {
-  const std::size_t rowBytes = contents_.image.row_bytes();
+OSErr TiffPixelReader::read_tiled(SInt32 top, SInt32 count, PlaneRange planes,
+                                  std::span<UInt8> rows) {
+  const std::size_t rowBytes = std::size_t(contents_.image.columns) * std::size_t(planes.count);
   for (SInt32 row = top; row < top + count;) {
     const UInt32 tileTop = UInt32(row) / tileLength_ * tileLength_;
-    if (tileRowTop_ != SInt64(tileTop)) {
-      if (OSErr err = load_tile_row(tileTop); err != noErr) return err;
+    if (tileRowTop_ != SInt64(tileTop) || tilePlanes_.first != planes.first ||
+        tilePlanes_.count != planes.count) {
+      if (OSErr err = load_tile_row(tileTop, planes); err != noErr) return err;
     }
     const SInt32 tileRows = SInt32(tileRow_.size() / rowBytes);
     const SInt32 taken = std::min(top + count, SInt32(tileTop) + tileRows) - row;

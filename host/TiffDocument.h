@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Expected.h"
+#include "host/ChunkyPlanes.h"
 #include "host/DocumentRecord.h"
 #include "host/TiffFile.h"
 
@@ -40,12 +41,16 @@ class TiffPixelReader {
   // Rows [top, top + count) of every plane into rows (count whole rows);
   // ioErr when libtiff cannot decode them, paramErr for rows outside.
   OSErr read_rows(SInt32 top, SInt32 count, std::span<UInt8> rows);
+  // The same rows holding only the range's planes. A file that stores planes
+  // apart is read for those planes alone.
+  OSErr read_rows(SInt32 top, SInt32 count, PlaneRange planes, std::span<UInt8> rows);
 
  private:
-  OSErr read_scanlines(SInt32 top, SInt32 count, std::span<UInt8> rows);
+  OSErr read_scanlines(SInt32 top, SInt32 count, PlaneRange planes, std::span<UInt8> rows);
+  OSErr read_plane_line(UInt32 row, PlaneRange planes, UInt8* target);
   OSErr read_line(std::size_t cursor, UInt32 row, UInt8* line);
-  OSErr read_tiled(SInt32 top, SInt32 count, std::span<UInt8> rows);
-  OSErr load_tile_row(UInt32 top);
+  OSErr read_tiled(SInt32 top, SInt32 count, PlaneRange planes, std::span<UInt8> rows);
+  OSErr load_tile_row(UInt32 top, PlaneRange planes);
 
   // A handle reading strips a row at a time, and the row it decodes next.
   struct Cursor {
@@ -66,10 +71,12 @@ class TiffPixelReader {
   std::vector<Cursor> cursors_{};
   std::vector<UInt8> line_{};
   std::vector<UInt8> skipped_{};
-  // Tiles: the decoded rows of one tile row, chunky, from tileRowTop_.
+  // Tiles: the decoded rows of one tile row, chunky, from tileRowTop_, with
+  // the planes of tilePlanes_.
   std::vector<UInt8> tileRow_{};
   std::vector<UInt8> tile_{};
   SInt64 tileRowTop_ = -1;
+  PlaneRange tilePlanes_{};
 };
 
 // Writes a new document file row by row, in the order the plug-in delivers
