@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <map>
 #include <string_view>
+#include <vector>
 
 #include "DeviceScale.h"
 #include "Events.h"
@@ -163,8 +164,8 @@ class SdlBackend : public backend::Backend {
   }
 
   void set_cursor(const backend::CursorImage* image) override {
-    SDL_Cursor* made =
-        image == nullptr ? SDL_CreateSystemCursor(SDL_SYSTEM_CURSOR_ARROW) : make_cursor(*image);
+    SDL_Cursor* made = image == nullptr ? SDL_CreateSystemCursor(SDL_SYSTEM_CURSOR_ARROW)
+                                        : make_cursor(*image, scale_);
     if (made == nullptr) return;
     SDL_SetCursor(made);
     if (cursor_ != nullptr) SDL_FreeCursor(cursor_);
@@ -209,13 +210,22 @@ class SdlBackend : public backend::Backend {
     shown = Shown{};
   }
 
-  static SDL_Cursor* make_cursor(const backend::CursorImage& image) {
-    Uint8 data[32], mask[32];
-    for (int row = 0; row < 16; ++row) {
-      data[2 * row] = Uint8(image.image[row] >> 8), data[2 * row + 1] = Uint8(image.image[row]);
-      mask[2 * row] = Uint8(image.mask[row] >> 8), mask[2 * row + 1] = Uint8(image.mask[row]);
+  // A cursor as large as the windows' pixels are: each of its pixels a
+  // scale x scale block.
+  static SDL_Cursor* make_cursor(const backend::CursorImage& image, int scale) {
+    const int side = 16 * scale, rowBytes = side / 8;
+    std::vector<Uint8> data(std::size_t(rowBytes * side)), mask(data.size());
+    for (int v = 0; v < side; ++v) {
+      for (int h = 0; h < side; ++h) {
+        const UInt16 bit = UInt16(0x8000 >> (h / scale));
+        const std::size_t at = std::size_t(v * rowBytes + h / 8);
+        const auto set = Uint8(0x80 >> (h % 8));
+        if ((image.image[v / scale] & bit) != 0) data[at] = Uint8(data[at] | set);
+        if ((image.mask[v / scale] & bit) != 0) mask[at] = Uint8(mask[at] | set);
+      }
     }
-    return SDL_CreateCursor(data, mask, 16, 16, image.hotSpot.h, image.hotSpot.v);
+    return SDL_CreateCursor(data.data(), mask.data(), side, side, image.hotSpot.h * scale,
+                            image.hotSpot.v * scale);
   }
 
   // Pixels go to the screen at most once a tick.
