@@ -13,20 +13,14 @@
 #include "Events.h"
 #include "MacErrors.h"
 #include "Windows.h"
+#include "platform/InChild.h"
 #include "platform/XvfbServer.h"
 #include "sdl/SdlBackend.h"
 
 namespace tessel::platform {
 namespace {
 
-template <class Check>
-int in_child(Check check) {
-  const pid_t child = fork();
-  if (child == 0) _exit(check());
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using testing::in_child;
 
 class ScaledDesktop : public ::testing::Test {
  protected:
