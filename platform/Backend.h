@@ -50,6 +50,9 @@ class Backend {
   virtual UInt32 ticks() = 0;
   // The screen, in global coordinates.
   virtual Rect screen() const = 0;
+  // Device pixels per global (logical) pixel, 1 to 4: windows opened while
+  // this backend serves get pixel buffers this many times as wide and tall.
+  virtual int scale() const { return 1; }
   virtual void show(WindowRecord& window) = 0;
   virtual void hide(WindowRecord& window) = 0;
   // The window's pixels changed position or size (MoveWindow, SizeWindow).

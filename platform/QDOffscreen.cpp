@@ -7,6 +7,7 @@
 #include <limits>
 #include <new>
 
+#include "DeviceScale.h"
 #include "MacErrors.h"
 #include "MacMemory.h"
 #include "QuickdrawInternal.h"
@@ -17,6 +18,16 @@ namespace {
 constexpr Fixed kSeventyTwoDpi = Fixed(72) << 16;
 constexpr int kMaxRowBytes = 0x3FFF;
 constexpr Rect kWideOpen{-32768, -32768, 32767, 32767};
+
+// Device coordinates are 16-bit like local ones.
+bool fits_device(const Rect& bounds, int scale) {
+  for (int side : {bounds.top, bounds.left, bounds.bottom, bounds.right}) {
+    int device = side * scale;
+    if (device < std::numeric_limits<SInt16>::min() || device > std::numeric_limits<SInt16>::max())
+      return false;
+  }
+  return true;
+}
 
 int row_bytes_for(int width, int depth) {
   return depth == 32 ? width * 4 : ((width + 31) / 32) * 4;
@@ -111,17 +122,21 @@ Screen& screen() {
 
 }  // namespace
 
-OSErr open_port(GrafPort& port, const Rect& bounds, int depth, PixelMemory memory) {
+OSErr open_port(GrafPort& port, const Rect& bounds, int depth, PixelMemory memory,
+                int deviceScale) {
   if (depth != 1 && depth != 32) return cDepthErr;
-  if (EmptyRect(&bounds)) return paramErr;
-  int rowBytes = row_bytes_for(bounds.right - bounds.left, depth);
-  std::int64_t bytes = std::int64_t(rowBytes) * (bounds.bottom - bounds.top);
+  if (EmptyRect(&bounds) || deviceScale < 1 || deviceScale > scale::kMaxScale) return paramErr;
+  if (!fits_device(bounds, deviceScale)) return paramErr;
+  Rect device = to_device(bounds, deviceScale);
+  int rowBytes = row_bytes_for(device.right - device.left, depth);
+  std::int64_t bytes = std::int64_t(rowBytes) * (device.bottom - device.top);
   if (rowBytes > kMaxRowBytes || bytes > std::numeric_limits<Size>::max()) return paramErr;
   GrafPort made{};
   Ptr pixels = nullptr;
   if (OSErr err = allocate_pixels(made, Size(bytes), memory, &pixels); err != noErr) return err;
   std::memset(pixels, depth == 32 ? 0xFF : 0x00, std::size_t(bytes));
   made.portPixMap = make_pixmap(pixels, rowBytes, bounds, depth);
+  (**made.portPixMap).deviceScale = SInt16(deviceScale);
   set_port_defaults(made, bounds);
   port = made;
   return noErr;

@@ -4,7 +4,11 @@
 // in memory; a window, a dialog and an offscreen world are all ports, and a
 // backend shows a window by reading its pixels. Local coordinates map to the
 // pixel buffer through the pixel map's bounds: local (h, v) is buffer column
-// h - bounds.left of row v - bounds.top.
+// h - bounds.left of row v - bounds.top. In a port with a device scale s
+// (a window on a dense screen) the buffer is s times as wide and tall, and
+// local (h, v) covers the s x s block from column s * (h - bounds.left) and
+// row s * (v - bounds.top); lines, patterns and pixel copies are drawn as
+// blocks, text at s times its size.
 //
 // Pixels in memory: 32-bit pixels are four bytes, an unused byte (written
 // 0xFF) then red, green and blue; 1-bit pixels are packed eight to a byte,
@@ -116,6 +120,10 @@ struct PixMap : BitMap {
   SInt16 cmpSize;
   OSType pixelFormat;
   CTabHandle pmTable;
+  // Device pixels per unit of bounds, across and down: a window on a dense
+  // screen keeps its bounds and has a buffer this many times larger. 0
+  // counts as 1, so that maps built by hand stay one to one.
+  SInt16 deviceScale;
 };
 using PixMapPtr = PixMap*;
 using PixMapHandle = PixMapPtr*;
@@ -350,20 +358,29 @@ enum class PixelMemory { screen, application_heap, temporary };
 // bounds. The buffer starts white. On failure the port is left closed (all
 // zero): cDepthErr for another depth, paramErr for an empty or too wide
 // rectangle, memFullErr (or the zone's error) when there is no room.
+// With a device scale above 1 (at most 4) the buffer has scale times the
+// columns and rows of bounds.
 OSErr open_port(GrafPort& port, const Rect& bounds, int depth,
-                PixelMemory memory = PixelMemory::screen);
+                PixelMemory memory = PixelMemory::screen, int deviceScale = 1);
 // Frees what open_port made; the port is zeroed. Closing the current port
 // leaves no current port.
 void close_port(GrafPort& port);
 
-// The RGB of a pixel in local coordinates (0xRRGGBB); 0 outside the buffer.
+// The RGB of a pixel in local coordinates (0xRRGGBB), the top-left device
+// pixel of its block; 0 outside the buffer.
 UInt32 pixel(const GrafPort& port, int h, int v);
+// Device pixels per local pixel of the port (1 for offscreen worlds).
+int device_scale(const GrafPort& port);
+// The RGB of a device pixel: column h and row v of the buffer, counted from
+// its top-left corner; 0 outside the buffer.
+UInt32 device_pixel(const GrafPort& port, int h, int v);
 // Text in UTF-8 rather than Mac Roman, for what the file system names
 // (files and folders): drawn and measured as DrawText does.
 void draw_utf8(std::string_view text);
 int utf8_width(std::string_view text);
 
-// Writes the port's whole pixel buffer as an 8-bit RGB PNG.
+// Writes the port's whole pixel buffer, at device resolution, as an 8-bit
+// RGB PNG.
 OSErr save_png(const GrafPort& port, const std::filesystem::path& path);
 
 }  // namespace tessel::platform::quickdraw

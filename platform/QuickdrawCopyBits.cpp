@@ -118,9 +118,14 @@ bool copy_rows_directly(const Surface& src, const Surface& dst, const Rect& srcR
   return true;
 }
 
+// Both sides in device pixels: a scaled window's rectangles are mapped
+// before any pixel moves, so a 1x picture copied into it is magnified by
+// nearest neighbour and one read back from it is sampled from its blocks.
 struct Endpoints {
   Surface src;
   Surface dst;
+  Rect srcRect;
+  Rect dstRect;
   Rect clip;
 };
 
@@ -132,7 +137,8 @@ std::optional<Endpoints> prepare(const BitMap* srcBits, const BitMap* dstBits, c
   if (EmptyRect(srcRect) || EmptyRect(dstRect)) return std::nullopt;
   Rect clip;
   if (!clip_destination(dstBits, *dstRect, maskRgn, &clip)) return std::nullopt;
-  return Endpoints{*src, *dst, clip};
+  return Endpoints{*src, *dst, to_device(*srcRect, src->scale), to_device(*dstRect, dst->scale),
+                   to_device(clip, dst->scale)};
 }
 
 }  // namespace
@@ -144,11 +150,12 @@ void CopyBits(const BitMap* srcBits, const BitMap* dstBits, const Rect* srcRect,
               const Rect* dstRect, SInt16 mode, RgnHandle maskRgn) {
   auto ends = qd::prepare(srcBits, dstBits, srcRect, dstRect, maskRgn);
   if (!ends) return;
-  if (qd::copy_rows_directly(ends->src, ends->dst, *srcRect, *dstRect, ends->clip, mode)) return;
+  if (qd::copy_rows_directly(ends->src, ends->dst, ends->srcRect, ends->dstRect, ends->clip, mode))
+    return;
   const GrafPort* port = qd::current_port();
   qd::SourceReader reader(ends->src, port);
   qd::Rgb back = port != nullptr ? qd::rgb_of(port->rgbBkColor) : qd::kWhite;
-  qd::for_each_mapped(ends->clip, *srcRect, *dstRect, ends->src.bounds,
+  qd::for_each_mapped(ends->clip, ends->srcRect, ends->dstRect, ends->src.bounds,
                       [&](int h, int v, int sh, int sv) {
                         qd::transfer(ends->dst, h, v, reader.at(sh, sv), mode, back);
                       });
@@ -160,13 +167,14 @@ void CopyMask(const BitMap* srcBits, const BitMap* maskBits, const BitMap* dstBi
   auto mask = qd::surface_of(maskBits);
   if (!ends || !mask || mask->depth != 1 || EmptyRect(maskRect)) return;
   qd::SourceReader reader(ends->src, qd::current_port());
-  int dst_width = dstRect->right - dstRect->left, dst_height = dstRect->bottom - dstRect->top;
-  int mask_width = maskRect->right - maskRect->left;
-  int mask_height = maskRect->bottom - maskRect->top;
-  qd::for_each_mapped(ends->clip, *srcRect, *dstRect, ends->src.bounds,
+  const Rect& to = ends->dstRect;
+  const Rect from = qd::to_device(*maskRect, mask->scale);
+  int dst_width = to.right - to.left, dst_height = to.bottom - to.top;
+  int mask_width = from.right - from.left, mask_height = from.bottom - from.top;
+  qd::for_each_mapped(ends->clip, ends->srcRect, to, ends->src.bounds,
                       [&](int h, int v, int sh, int sv) {
-                        int mh = qd::scale(h, dstRect->left, dst_width, maskRect->left, mask_width);
-                        int mv = qd::scale(v, dstRect->top, dst_height, maskRect->top, mask_height);
+                        int mh = qd::scale(h, to.left, dst_width, from.left, mask_width);
+                        int mv = qd::scale(v, to.top, dst_height, from.top, mask_height);
                         if (!qd::inside(mask->bounds, mh, mv) || !qd::bit_at(*mask, mh, mv)) return;
                         qd::write_rgb(ends->dst, h, v, reader.at(sh, sv).color);
                       });

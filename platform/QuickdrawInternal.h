@@ -39,18 +39,28 @@ void dispose_record(T** handle) {
   delete handle;
 }
 
-// A pixel buffer seen through its bounds: (h, v) in the bitmap's
-// coordinates is byte row v - bounds.top.
+// A pixel buffer seen through its bounds in device pixels: the bitmap's
+// bounds times its scale, so that (h, v) there is byte row v - bounds.top.
+// Every drawing primitive maps its local rectangles with to_device() and
+// then works on device pixels alone.
 struct Surface {
   UInt8* base = nullptr;
   int rowBytes = 0;
   Rect bounds{};
   int depth = 1;
   const ColorTable* table = nullptr;  // indexed depths above 1
+  int scale = 1;
 };
 
 // Null base address or a depth this layer cannot read gives nothing.
 std::optional<Surface> surface_of(const BitMap* bits);
+// Device pixels per local pixel: a pixel map's deviceScale, else 1.
+int scale_of(const BitMap& bits);
+// The device pixels a rectangle of local pixels covers.
+constexpr Rect to_device(const Rect& r, int scale) {
+  return Rect{SInt16(r.top * scale), SInt16(r.left * scale), SInt16(r.bottom * scale),
+              SInt16(r.right * scale)};
+}
 // The bitmap's row length: PixMaps keep a marker in the top bits.
 int row_bytes_of(const BitMap& bits);
 
@@ -64,6 +74,8 @@ void fill_palette(const Surface& s, Rgb palette[256]);
 
 // The part of the port that drawing may touch, in local coordinates.
 Rect drawable_area(const GrafPort& port);
+// The device pixels of r (local) that drawing may touch; empty when none.
+Rect drawable_device_area(const GrafPort& port, const Rect& r, int scale);
 // Paints r (local, clipped here) with the pattern in a pattern mode; the
 // pattern is aligned to the pixel buffer.
 void paint_pattern(GrafPort& port, const Rect& r, const Pattern& pattern, SInt16 mode);

@@ -11,13 +11,26 @@
 
 namespace tessel::platform::quickdraw {
 
-UInt32 pixel(const GrafPort& port, int h, int v) {
+int device_scale(const GrafPort& port) {
+  return port.portPixMap != nullptr ? scale_of(**port.portPixMap) : 1;
+}
+
+UInt32 device_pixel(const GrafPort& port, int h, int v) {
   if (port.portPixMap == nullptr) return 0;
   auto surface = surface_of(*port.portPixMap);
-  if (!surface || !PtInRect(Point{SInt16(v), SInt16(h)}, &surface->bounds)) return 0;
+  if (!surface) return 0;
+  const Rect& r = surface->bounds;
+  if (h < 0 || v < 0 || h >= r.right - r.left || v >= r.bottom - r.top) return 0;
   Rgb palette[256];
   fill_palette(*surface, palette);
-  return read_rgb(*surface, h, v, palette);
+  return read_rgb(*surface, r.left + h, r.top + v, palette);
+}
+
+UInt32 pixel(const GrafPort& port, int h, int v) {
+  if (port.portPixMap == nullptr) return 0;
+  const Rect& bounds = (**port.portPixMap).bounds;
+  int scale = device_scale(port);
+  return device_pixel(port, (h - bounds.left) * scale, (v - bounds.top) * scale);
 }
 
 namespace {

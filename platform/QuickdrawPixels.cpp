@@ -9,10 +9,21 @@ int row_bytes_of(const BitMap& bits) { return bits.rowBytes & 0x3FFF; }
 
 static bool is_pixmap(const BitMap& bits) { return (bits.rowBytes & kPixMapMarker) != 0; }
 
+int scale_of(const BitMap& bits) {
+  if (!is_pixmap(bits)) return 1;
+  int scale = static_cast<const PixMap&>(bits).deviceScale;
+  return scale > 1 ? scale : 1;
+}
+
 std::optional<Surface> surface_of(const BitMap* bits) {
   if (bits == nullptr || bits->baseAddr == nullptr) return std::nullopt;
-  Surface s{reinterpret_cast<UInt8*>(bits->baseAddr), row_bytes_of(*bits), bits->bounds, 1,
-            nullptr};
+  int scale = scale_of(*bits);
+  Surface s{reinterpret_cast<UInt8*>(bits->baseAddr),
+            row_bytes_of(*bits),
+            to_device(bits->bounds, scale),
+            1,
+            nullptr,
+            scale};
   if (is_pixmap(*bits)) {
     const auto& pm = static_cast<const PixMap&>(*bits);
     s.depth = pm.pixelSize;
@@ -99,11 +110,22 @@ Rect drawable_area(const GrafPort& port) {
   return area;
 }
 
+Rect drawable_device_area(const GrafPort& port, const Rect& r, int scale) {
+  Rect area = drawable_area(port);
+  if (!SectRect(&area, &r, &area)) return Rect{};
+  return to_device(area, scale);
+}
+
+// The local pixel offset within the buffer that device pixel offset d lies
+// in; d is never negative, drawing being clipped to the buffer.
+static int local_offset(int d, const Surface& s) { return d / s.scale; }
+
 // The pattern bit for a pixel, from its place in the pixel buffer, so that
-// areas filled one after another join up seamlessly.
+// areas filled one after another join up seamlessly. On a scaled surface
+// each pattern bit covers a whole block, as it would look magnified.
 static bool pattern_bit(const Pattern& pattern, const Surface& s, int h, int v) {
-  int row = (v - s.bounds.top) & 7;
-  int column = (h - s.bounds.left) & 7;
+  int row = local_offset(v - s.bounds.top, s) & 7;
+  int column = local_offset(h - s.bounds.left, s) & 7;
   return (pattern.pat[row] >> (7 - column)) & 1;
 }
 
@@ -111,9 +133,8 @@ template <class Visit>
 static void for_each_pixel(GrafPort& port, const Rect& r, Visit visit) {
   if (port.portPixMap == nullptr) return;
   auto surface = surface_of(*port.portPixMap);
-  Rect area = drawable_area(port);
   if (!surface || (surface->depth != 1 && surface->depth != 32)) return;
-  if (!SectRect(&area, &r, &area)) return;
+  Rect area = drawable_device_area(port, r, surface->scale);
   for (int v = area.top; v < area.bottom; ++v) {
     for (int h = area.left; h < area.right; ++h) visit(*surface, h, v);
   }
@@ -153,8 +174,8 @@ void paint_pixpat(GrafPort& port, const Rect& r, const PixPat& pattern) {
   int width = image->bounds.right - image->bounds.left;
   if (height <= 0 || width <= 0) return;
   for_each_pixel(port, r, [&](const Surface& s, int h, int v) {
-    int row = (v - s.bounds.top) % height + image->bounds.top;
-    int column = (h - s.bounds.left) % width + image->bounds.left;
+    int row = local_offset(v - s.bounds.top, s) % height + image->bounds.top;
+    int column = local_offset(h - s.bounds.left, s) % width + image->bounds.left;
     write_rgb(s, h, v, read_rgb(*image, column, row, palette));
   });
 }

@@ -42,11 +42,14 @@ GrafPort* port() { return qd::current_port(); }
 int text_size(const GrafPort& p) { return p.txSize > 0 ? p.txSize : kDefaultSize; }
 
 // Widths are measured with the glyphs that will be drawn: in 1-bit ports
-// the monochrome hinting may round advances differently.
-const fonts::Glyph* glyph_of(const GrafPort& p, char32_t code) {
+// the monochrome hinting may round advances differently. A port on a dense
+// screen draws its glyphs at scale times the size, so that text there is
+// as sharp as the screen; what callers measure stays the 1x width, the
+// layout being the same at every scale.
+const fonts::Glyph* glyph_of(const GrafPort& p, char32_t code, int scale = 1) {
   const auto surface = p.portPixMap != nullptr ? qd::surface_of(*p.portPixMap) : std::nullopt;
   const bool oneBit = surface && surface->depth == 1;
-  return fonts::glyph(p.txFont, p.txFace, text_size(p), code,
+  return fonts::glyph(p.txFont, p.txFace, text_size(p) * scale, code,
                       oneBit ? fonts::Rendering::mono : fonts::Rendering::smooth);
 }
 
@@ -91,10 +94,11 @@ void plot(const qd::Surface& s, int h, int v, UInt8 coverage, qd::Rgb fore, SInt
   qd::write_rgb(s, h, v, mixed);
 }
 
+// penH and baseline are in device pixels.
 void draw_glyph(GrafPort& p, const fonts::Glyph& g, int penH, int baseline) {
   auto surface = qd::surface_of(*p.portPixMap);
   if (!surface || (surface->depth != 1 && surface->depth != 32)) return;
-  Rect area = qd::drawable_area(p);
+  Rect area = qd::to_device(qd::drawable_area(p), surface->scale);
   qd::Rgb fore = (p.txMode & 3) == srcBic ? qd::rgb_of(p.rgbBkColor) : qd::rgb_of(p.rgbFgColor);
   for (int row = 0; row < g.rows; ++row) {
     int v = baseline - g.top + row;
@@ -127,14 +131,15 @@ void draw_codes(std::u32string_view codes) {
   int width = width_of(*p, codes);
   if ((p->txMode & 7) == srcCopy) erase_cell(*p, width);
   if ((p->txFace & underline) != 0) underline_text(*p, width);
-  int h = p->pnLoc.h;
+  const int scale = qd::scale_of(**p->portPixMap);
+  int h = p->pnLoc.h * scale;
   for (char32_t code : codes) {
-    const fonts::Glyph* g = glyph_of(*p, code);
+    const fonts::Glyph* g = glyph_of(*p, code, scale);
     if (g == nullptr) continue;
-    draw_glyph(*p, *g, h, p->pnLoc.v);
+    draw_glyph(*p, *g, h, p->pnLoc.v * scale);
     h += g->advance;
   }
-  p->pnLoc.h = SInt16(h);
+  p->pnLoc.h = SInt16(p->pnLoc.h + width);
 }
 
 void draw_bytes(const UInt8* bytes, int count) {

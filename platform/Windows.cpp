@@ -48,7 +48,9 @@ bool known(WindowPtr window) {
 OSErr open(WindowRecord& window, const Rect& bounds, SInt16 procID, bool visible,
            ConstStringPtr title, SInt32 refCon, WindowPtr behind) {
   Rect local{0, 0, SInt16(bounds.bottom - bounds.top), SInt16(bounds.right - bounds.left)};
-  if (OSErr err = quickdraw::open_port(window, local, 32); err != noErr) return err;
+  OSErr err = quickdraw::open_port(window, local, 32, quickdraw::PixelMemory::screen,
+                                   backend::current().scale());
+  if (err != noErr) return err;
   window.globalOffset = Point{bounds.top, bounds.left};
   window.procID = procID;
   window.refCon = refCon;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "DeviceScale.h"
 #include "Dialogs.h"
 #include "Events.h"
 #include "MacErrors.h"
@@ -66,7 +67,12 @@ bool starts_new_action(Command command) {
 
 }  // namespace
 
-HeadlessBackend::HeadlessBackend(Script script) : script_(std::move(script)) {}
+// Only TESSEL_SCALE: the desktop's own settings say nothing about pictures
+// taken without it.
+HeadlessBackend::HeadlessBackend(Script script, std::optional<int> deviceScale)
+    : script_(std::move(script)),
+      scale_(deviceScale ? *deviceScale
+                         : scale::choose({.tesselScale = std::getenv(scale::kScaleVariable)})) {}
 
 void HeadlessBackend::pump(backend::Need need) {
   if (need == backend::Need::event) step_for_event();

@@ -42,13 +42,16 @@ OSErr load_script(const std::filesystem::path& path, int* badLine = nullptr);
 
 class HeadlessBackend : public backend::Backend {
  public:
-  explicit HeadlessBackend(Script script = {});
+  // The scale is TESSEL_SCALE's when none is given; saved pictures have
+  // that many pixels per script coordinate.
+  explicit HeadlessBackend(Script script = {}, std::optional<int> deviceScale = std::nullopt);
 
   const char* name() const override { return "headless"; }
   void pump(backend::Need need) override;
   void idle() override;
   UInt32 ticks() override { return clock_; }
   Rect screen() const override { return Rect{0, 0, 768, 1024}; }
+  int scale() const override { return scale_; }
   void show(WindowRecord&) override { ++windowChanges_; }
   void hide(WindowRecord&) override { ++windowChanges_; }
   void moved(WindowRecord&) override {}
@@ -72,6 +75,7 @@ class HeadlessBackend : public backend::Backend {
   void save(const std::filesystem::path& file);
 
   Script script_;
+  int scale_ = 1;
   std::size_t next_ = 0;
   int waiting_ = 0;
   UInt32 clock_ = 1;

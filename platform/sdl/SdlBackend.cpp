@@ -6,9 +6,12 @@
 #include <cstdlib>
 #include <map>
 #include <string_view>
+#include <vector>
 
+#include "DeviceScale.h"
 #include "Events.h"
 #include "Windows.h"
+#include "XResources.h"
 
 namespace tessel::platform::sdl {
 namespace {
@@ -68,9 +71,22 @@ class SdlBackend;
 // backend or serves one that passes calls on to it.
 SdlBackend* gDesktop = nullptr;
 
+// Rounds towards minus infinity: a drag left of a window stays left of it.
+int floor_div(int value, int divisor) {
+  int quotient = value / divisor;
+  return (value % divisor != 0 && value < 0) ? quotient - 1 : quotient;
+}
+
+// The window manager and SDL count device pixels; windows and events count
+// logical ones.
+SDL_Rect to_device(const Rect& r, int scale) {
+  return SDL_Rect{r.left * scale, r.top * scale, (r.right - r.left) * scale,
+                  (r.bottom - r.top) * scale};
+}
+
 class SdlBackend : public backend::Backend {
  public:
-  SdlBackend() { gDesktop = this; }
+  explicit SdlBackend(int scale) : scale_(scale) { gDesktop = this; }
   ~SdlBackend() override {
     gDesktop = nullptr;
     for (auto& [record, shown] : shown_) destroy(shown);
@@ -103,28 +119,31 @@ class SdlBackend : public backend::Backend {
     auto front = shown_.find(FrontWindow());
     if (front != shown_.end())
       display = std::max(0, SDL_GetWindowDisplayIndex(front->second.window));
-    SDL_Rect r{0, 0, 1024, 768};
+    SDL_Rect r{0, 0, 1024 * scale_, 768 * scale_};
     SDL_GetDisplayBounds(display, &r);
-    return Rect{SInt16(r.y), SInt16(r.x), SInt16(r.y + r.h), SInt16(r.x + r.w)};
+    return Rect{SInt16(floor_div(r.y, scale_)), SInt16(floor_div(r.x, scale_)),
+                SInt16(floor_div(r.y + r.h, scale_)), SInt16(floor_div(r.x + r.w, scale_))};
   }
 
+  int scale() const override { return scale_; }
+
   void show(WindowRecord& record) override {
-    Rect bounds = windows::global_bounds(record);
+    SDL_Rect bounds = to_device(windows::global_bounds(record), scale_);
     std::string title(reinterpret_cast<const char*>(record.titleText + 1), record.titleText[0]);
     Shown shown;
     shown.window =
-        SDL_CreateWindow(title.c_str(), bounds.left, bounds.top, bounds.right - bounds.left,
-                         bounds.bottom - bounds.top, SDL_WINDOW_SHOWN);
+        SDL_CreateWindow(title.c_str(), bounds.x, bounds.y, bounds.w, bounds.h, SDL_WINDOW_SHOWN);
     if (shown.window == nullptr) return;
     // Layouts are fixed: equal limits tell the window manager not to offer
     // resizing or maximising.
-    SDL_SetWindowMinimumSize(shown.window, bounds.right - bounds.left, bounds.bottom - bounds.top);
-    SDL_SetWindowMaximumSize(shown.window, bounds.right - bounds.left, bounds.bottom - bounds.top);
+    SDL_SetWindowMinimumSize(shown.window, bounds.w, bounds.h);
+    SDL_SetWindowMaximumSize(shown.window, bounds.w, bounds.h);
     shown.renderer = SDL_CreateRenderer(shown.window, -1, SDL_RENDERER_SOFTWARE);
     if (shown.renderer != nullptr) {
-      shown.texture =
-          SDL_CreateTexture(shown.renderer, SDL_PIXELFORMAT_ARGB32, SDL_TEXTUREACCESS_STREAMING,
-                            bounds.right - bounds.left, bounds.bottom - bounds.top);
+      // The port's buffer is already at device size (the port has this
+      // backend's scale), so the texture takes it one to one.
+      shown.texture = SDL_CreateTexture(shown.renderer, SDL_PIXELFORMAT_ARGB32,
+                                        SDL_TEXTUREACCESS_STREAMING, bounds.w, bounds.h);
     }
     shown_[&record] = shown;
     present(record, shown);
@@ -140,12 +159,13 @@ class SdlBackend : public backend::Backend {
   void moved(WindowRecord& record) override {
     auto found = shown_.find(&record);
     if (found == shown_.end()) return;
-    SDL_SetWindowPosition(found->second.window, record.globalOffset.h, record.globalOffset.v);
+    SDL_SetWindowPosition(found->second.window, record.globalOffset.h * scale_,
+                          record.globalOffset.v * scale_);
   }
 
   void set_cursor(const backend::CursorImage* image) override {
-    SDL_Cursor* made =
-        image == nullptr ? SDL_CreateSystemCursor(SDL_SYSTEM_CURSOR_ARROW) : make_cursor(*image);
+    SDL_Cursor* made = image == nullptr ? SDL_CreateSystemCursor(SDL_SYSTEM_CURSOR_ARROW)
+                                        : make_cursor(*image, scale_);
     if (made == nullptr) return;
     SDL_SetCursor(made);
     if (cursor_ != nullptr) SDL_FreeCursor(cursor_);
@@ -190,13 +210,22 @@ class SdlBackend : public backend::Backend {
     shown = Shown{};
   }
 
-  static SDL_Cursor* make_cursor(const backend::CursorImage& image) {
-    Uint8 data[32], mask[32];
-    for (int row = 0; row < 16; ++row) {
-      data[2 * row] = Uint8(image.image[row] >> 8), data[2 * row + 1] = Uint8(image.image[row]);
-      mask[2 * row] = Uint8(image.mask[row] >> 8), mask[2 * row + 1] = Uint8(image.mask[row]);
+  // A cursor as large as the windows' pixels are: each of its pixels a
+  // scale x scale block.
+  static SDL_Cursor* make_cursor(const backend::CursorImage& image, int scale) {
+    const int side = 16 * scale, rowBytes = side / 8;
+    std::vector<Uint8> data(std::size_t(rowBytes * side)), mask(data.size());
+    for (int v = 0; v < side; ++v) {
+      for (int h = 0; h < side; ++h) {
+        const UInt16 bit = UInt16(0x8000 >> (h / scale));
+        const std::size_t at = std::size_t(v * rowBytes + h / 8);
+        const auto set = Uint8(0x80 >> (h % 8));
+        if ((image.image[v / scale] & bit) != 0) data[at] = Uint8(data[at] | set);
+        if ((image.mask[v / scale] & bit) != 0) mask[at] = Uint8(mask[at] | set);
+      }
     }
-    return SDL_CreateCursor(data, mask, 16, 16, image.hotSpot.h, image.hotSpot.v);
+    return SDL_CreateCursor(data.data(), mask.data(), side, side, image.hotSpot.h * scale,
+                            image.hotSpot.v * scale);
   }
 
   // Pixels go to the screen at most once a tick.
@@ -218,7 +247,7 @@ class SdlBackend : public backend::Backend {
   Point global(Uint32 windowID, int x, int y) const {
     WindowRecord* record = record_of(windowID);
     Point origin = record == nullptr ? Point{0, 0} : record->globalOffset;
-    return Point{SInt16(origin.v + y), SInt16(origin.h + x)};
+    return Point{SInt16(origin.v + floor_div(y, scale_)), SInt16(origin.h + floor_div(x, scale_))};
   }
 
   void translate_mouse(const SDL_Event& e) {
@@ -256,6 +285,7 @@ class SdlBackend : public backend::Backend {
     }
   }
 
+  int scale_;
   std::map<WindowRecord*, Shown> shown_;
   SDL_Cursor* cursor_ = nullptr;
   UInt32 lastPresent_ = 0;
@@ -296,6 +326,13 @@ bool open_video(const char* driver) {
   return false;
 }
 
+// Xft.dpi is asked of X only: under wayland the variables decide alone.
+int desktop_scale() {
+  std::optional<std::string> dpi;
+  if (std::string_view(SDL_GetCurrentVideoDriver()) == "x11") dpi = xft_dpi();
+  return scale::from_environment(dpi ? dpi->c_str() : nullptr);
+}
+
 }  // namespace
 
 std::unique_ptr<backend::Backend> make() {
@@ -303,13 +340,15 @@ std::unique_ptr<backend::Backend> make() {
   // events that no dialog answers, and the process would never stop.
   SDL_SetHintWithPriority(SDL_HINT_NO_SIGNAL_HANDLERS, "1", SDL_HINT_OVERRIDE);
   for (const ShownDriver& shown : kShownDrivers) {
-    if (is_set(shown.display) && open_video(shown.driver)) return std::make_unique<SdlBackend>();
+    if (is_set(shown.display) && open_video(shown.driver)) {
+      return std::make_unique<SdlBackend>(desktop_scale());
+    }
   }
   quit_if_unused();
   return nullptr;
 }
 
-bool push_mouse(const WindowRecord& window, Point local, Mouse action) {
+bool push_device_mouse(const WindowRecord& window, int x, int y, Mouse action) {
   auto id = gDesktop == nullptr ? std::nullopt : gDesktop->id_of(window);
   if (!id) return false;
   SDL_Event event{};
@@ -317,17 +356,22 @@ bool push_mouse(const WindowRecord& window, Point local, Mouse action) {
     event.type = SDL_MOUSEMOTION;
     event.motion.windowID = *id;
     event.motion.state = SDL_BUTTON_LMASK;
-    event.motion.x = local.h;
-    event.motion.y = local.v;
+    event.motion.x = x;
+    event.motion.y = y;
   } else {
     event.type = action == Mouse::press ? SDL_MOUSEBUTTONDOWN : SDL_MOUSEBUTTONUP;
     event.button.windowID = *id;
     event.button.button = SDL_BUTTON_LEFT;
     event.button.state = action == Mouse::press ? SDL_PRESSED : SDL_RELEASED;
-    event.button.x = local.h;
-    event.button.y = local.v;
+    event.button.x = x;
+    event.button.y = y;
   }
   return SDL_PushEvent(&event) >= 0;
+}
+
+bool push_mouse(const WindowRecord& window, Point local, Mouse action) {
+  const int scale = gDesktop == nullptr ? 1 : gDesktop->scale();
+  return push_device_mouse(window, local.h * scale, local.v * scale, action);
 }
 
 bool push_click(const WindowRecord& window, Point local) {

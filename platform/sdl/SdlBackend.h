@@ -1,7 +1,9 @@
 // The desktop backend on SDL2: each shown window is a desktop window of its
 // size at its place on the screen; mouse, keyboard, cursor and sound are
 // SDL's. Events carry global coordinates, the window's place plus the
-// point inside it.
+// point inside it. On a dense screen (scale::from_environment with the X
+// server's Xft.dpi) windows, their places and the screen are that many
+// times larger in device pixels, and mouse positions are divided back.
 #pragma once
 
 #include <memory>
@@ -21,6 +23,9 @@ enum class Mouse { press, move, release };
 // window (local coordinates) into SDL's own event queue, as the desktop
 // would. False when the window is not shown by the desktop backend.
 bool push_mouse(const WindowRecord& window, Point local, Mouse action);
+// The same at a device pixel of the window (its logical point times the
+// backend's scale, plus where inside that block), as SDL reports it.
+bool push_device_mouse(const WindowRecord& window, int x, int y, Mouse action);
 // A press and a release at the same point.
 bool push_click(const WindowRecord& window, Point local);
 

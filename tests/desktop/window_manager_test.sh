@@ -89,6 +89,7 @@ check_window() {
   y=$(($(window_field "$id" "Absolute upper-left Y") - top))
   [ "$x,$y" = "$centre_x,$centre_y" ] ||
     fail "$what: ${width}x${height} framed at $x,$y, not centred at $centre_x,$centre_y"
+  echo "${width}x${height}" >"$what.size"
 }
 
 # Runs tessel with ARGS, checks the window it opens, and closes it.
@@ -127,6 +128,13 @@ expect_window file-dialog "Acquire: open an image" acquire
 # in an alert.
 timeout -k 5 60 "$sample" tiff image.tif --width 32 --height 20 >/dev/null
 expect_window alert "Tessel" export document.tif
+
+# On a screen of twice the density the same window is twice as large, and
+# still centred and of fixed size.
+TESSEL_SCALE=2 expect_window about-2x "About Tessel" about
+IFS=x read -r width height <about.size
+[ "$(cat about-2x.size 2>/dev/null)" = "$((2 * width))x$((2 * height))" ] ||
+  fail "about at 2x: $(cat about-2x.size 2>/dev/null), not twice ${width}x${height}"
 
 [ "$failures" -eq 0 ] || exit 1
 echo "all windows named, centred and of fixed size"

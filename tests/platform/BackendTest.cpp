@@ -11,21 +11,14 @@
 #include <string>
 
 #include "Backend.h"
+#include "platform/InChild.h"
 #include "platform/XvfbServer.h"
 #include "sdl/SdlBackend.h"
 
 namespace tessel::platform {
 namespace {
 
-// What check returns, worked out in a child process.
-template <class Check>
-int in_child(Check check) {
-  const pid_t child = fork();
-  if (child == 0) _exit(check());
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using testing::in_child;
 
 int desktop_made() { return sdl::make() != nullptr ? 1 : 0; }
 

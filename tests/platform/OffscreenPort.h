@@ -15,9 +15,11 @@ namespace tessel::testing {
 
 class OffscreenPort {
  public:
-  explicit OffscreenPort(SInt16 width, SInt16 height, int depth = 32) {
+  explicit OffscreenPort(SInt16 width, SInt16 height, int depth = 32, int scale = 1) {
     Rect bounds{0, 0, height, width};
-    EXPECT_EQ(platform::quickdraw::open_port(port_, bounds, depth), 0);
+    EXPECT_EQ(platform::quickdraw::open_port(port_, bounds, depth,
+                                             platform::quickdraw::PixelMemory::screen, scale),
+              0);
     SetPort(&port_);
   }
   ~OffscreenPort() { platform::quickdraw::close_port(port_); }
@@ -37,6 +39,20 @@ class OffscreenPort {
     return pixels;
   }
   std::vector<UInt32> snapshot() const { return snapshot(port_.portRect); }
+  // Every device pixel, row by row, each repeated into a magnify x magnify
+  // block: what a port of magnify times the scale would hold if it drew by
+  // replicating this one.
+  std::vector<UInt32> device_snapshot(int magnify = 1) const {
+    const int scale = platform::quickdraw::device_scale(port_) * magnify;
+    const Rect& r = port_.portRect;
+    std::vector<UInt32> pixels;
+    for (int v = 0; v < (r.bottom - r.top) * scale; ++v) {
+      for (int h = 0; h < (r.right - r.left) * scale; ++h) {
+        pixels.push_back(platform::quickdraw::device_pixel(port_, h / magnify, v / magnify));
+      }
+    }
+    return pixels;
+  }
 
  private:
   GrafPort port_{};

@@ -27,8 +27,10 @@ class XvfbServer {
     if (server_ < 0) return false;
     if (server_ == 0) {
       std::string name = ":" + std::to_string(display_);
+      // -noreset: what one client sets on the root window (resources such
+      // as Xft.dpi) must outlive it, for the next client to read.
       execl(kProgram, "Xvfb", name.c_str(), "-screen", "0", "1024x768x24", "-nolisten", "tcp",
-            static_cast<char*>(nullptr));
+            "-noreset", static_cast<char*>(nullptr));
       _exit(127);
     }
     return wait_for_socket();

@@ -42,6 +42,7 @@ class Hand : public backend::Backend {
   void idle() override { desktop_->idle(); }
   UInt32 ticks() override { return desktop_->ticks(); }
   Rect screen() const override { return desktop_->screen(); }
+  int scale() const override { return desktop_->scale(); }
   void show(WindowRecord& window) override { desktop_->show(window); }
   void hide(WindowRecord& window) override { desktop_->hide(window); }
   void moved(WindowRecord& window) override { desktop_->moved(window); }

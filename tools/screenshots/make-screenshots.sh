@@ -1,7 +1,9 @@
 #!/bin/sh
 # Makes the README's pictures of Tessel's dialogs without a display: the
 # headless backend runs each dialog under a script whose `save` commands
-# write the front window as PNG.
+# write the front window as PNG. Each picture is taken at 1x (NAME.png) and
+# at 2x (NAME@2x.png), as a screen of twice the density shows it; the
+# scripts' coordinates are the same for both.
 #
 #   tools/screenshots/make-screenshots.sh [BUILD_DIR [OUT_DIR]]
 #
@@ -29,8 +31,7 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/tessel-screenshots-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 
-# A home and preferences of their own, the real module, no display.
-export HOME="$work" XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data"
+# The real module, no display.
 export TESSEL_MODULE="$build/lib/tessel.plugin" TESSEL_BACKEND=headless
 unset TESSEL_SELECT_FILE TESSEL_ALERT_LOG 2>/dev/null || true
 
@@ -38,12 +39,23 @@ unset TESSEL_SELECT_FILE TESSEL_ALERT_LOG 2>/dev/null || true
 # not hang the run. Exit statuses are the dialogs' business, not ours.
 run() {
   cat > script.txt
-  timeout 60 "$tessel" "$@" --script script.txt > /dev/null 2>> tessel.log || true
+  timeout -k 5 60 "$tessel" "$@" --script script.txt > /dev/null 2>> tessel.log || true
 }
+
+# Takes the four pictures at one scale, in a folder of its own with a home
+# of its own: an export that goes ahead changes its document and the
+# selection dialog remembers its grid, so each scale starts afresh.
+# (The body is not indented, for the sake of the scripts' here-documents.)
+take_pictures() {
+scale=$1 suffix=$2
+mkdir "$work/$scale"
+cd "$work/$scale"
+export HOME="$work/$scale" XDG_CONFIG_HOME="$work/$scale/config" XDG_DATA_HOME="$work/$scale/data"
+export TESSEL_SCALE="$scale"
 
 # The about box, as it first shows.
 run about <<SCRIPT
-save $out/about.png
+save $out/about$suffix.png
 click 1
 SCRIPT
 
@@ -54,7 +66,7 @@ SCRIPT
 "$tessel" extract image.tif --rect 40,60,240,360 -o changed.tif > /dev/null
 "$sample" tiff image.tif --width 600 --height 480 --samples 3 --photometric 2
 run export changed.tif <<SCRIPT
-save $out/alert.png
+save $out/alert$suffix.png
 click 1
 press escape
 SCRIPT
@@ -75,7 +87,7 @@ up 60 86
 wait 40
 down 60 86
 up 60 86
-save $out/file-dialog.png
+save $out/file-dialog$suffix.png
 click 1
 SCRIPT
 
@@ -91,15 +103,21 @@ click 7
 down 140 156
 up 140 156
 wait 30
-save $out/selection.png
+save $out/selection$suffix.png
 click 1
 SCRIPT
+}
+
+take_pictures 1 ""
+take_pictures 2 "@2x"
 
 for picture in about alert file-dialog selection; do
-  if [ ! -s "$out/$picture.png" ]; then
-    echo "make-screenshots: $picture.png was not made; see what tessel said:" >&2
-    cat tessel.log >&2
-    exit 1
-  fi
+  for made in "$picture.png" "$picture@2x.png"; do
+    if [ ! -s "$out/$made" ]; then
+      echo "make-screenshots: $made was not made; see what tessel said:" >&2
+      cat "$work"/*/tessel.log >&2
+      exit 1
+    fi
+  done
 done
-echo "wrote $out/about.png, alert.png, file-dialog.png and selection.png"
+echo "wrote $out/about.png, alert.png, file-dialog.png and selection.png, and each @2x"
