@@ -31,6 +31,12 @@ readelf -d "$prefix/bin/tessel" | grep -q 'RUNPATH.*\[\$ORIGIN/../lib/tessel\]' 
   fail "the installed tessel does not take its platform library from $prefix/lib/tessel"
 unset LD_LIBRARY_PATH
 
+# What a desktop looks for under the prefix.
+for file in share/applications/tessel.desktop share/mime/packages/tessel.xml \
+  share/icons/hicolor/{16x16,32x32,48x48,64x64,128x128,256x256}/apps/tessel.png; do
+  [ -s "$prefix/$file" ] || fail "the install has no $file"
+done
+
 run tessel-sample tiff image.tif --width 300 --height 200 --samples 3 --photometric 2 \
   --rows-per-strip 16
 cp image.tif original.tif
