@@ -133,7 +133,8 @@ int report_failure(const AcquireOutcome& outcome, const AcquireRequest& request,
 // The folder the document will be in, where its file is written while the
 // run lasts: a rename then puts it in place.
 std::filesystem::path staging_folder(const AcquireRequest& request) {
-  const std::filesystem::path folder = request.output ? request.output->parent_path() : "";
+  const std::filesystem::path folder =
+      request.output ? request.output->parent_path() : request.folder.value_or("");
   return folder.empty() ? std::filesystem::path(".") : folder;
 }
 
@@ -152,10 +153,23 @@ OSErr commit_document(AcquireOutcome& outcome, const AcquireRequest& request,
   return outcome.file->commit(target, outcome.document);
 }
 
+// The document named after its title, in the request's folder.
+std::filesystem::path titled_target(const AcquireRequest& request, std::string_view title) {
+  const std::filesystem::path folder = request.folder.value_or("");
+  const std::filesystem::path named = folder / document_path_for_title(title);
+  std::filesystem::path target = named;
+  std::error_code error;
+  for (int number = 2; request.freeName && std::filesystem::exists(target, error); ++number) {
+    target = folder / (named.stem().string() + " " + std::to_string(number) +
+                       named.extension().string());
+  }
+  return target;
+}
+
 int write_acquired(AcquireOutcome& outcome, const AcquireRequest& request, std::ostream& out,
-                   std::ostream& err) {
+                   std::ostream& err, std::filesystem::path* written) {
   const std::filesystem::path target =
-      request.output ? *request.output : document_path_for_title(outcome.title);
+      request.output ? *request.output : titled_target(request, outcome.title);
   const std::optional<std::filesystem::path> image =
       request.image ? request.image : tagged_image(outcome.document);
   if (!may_write(target, image, request, err)) return kExitFailed;
@@ -164,6 +178,7 @@ int write_acquired(AcquireOutcome& outcome, const AcquireRequest& request, std::
     return kExitFailed;
   }
   out << message(request.done, {target.string(), outcome.title}) << '\n';
+  if (written != nullptr) *written = target;
   return kExitDone;
 }
 
@@ -186,7 +201,8 @@ std::filesystem::path document_path_for_title(std::string_view title) {
   return std::filesystem::path(name + ".tif");
 }
 
-int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostream& err) {
+int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostream& err,
+                     std::filesystem::path* written) {
   if (request.image) {
     if (auto problem = image_path_problem(*request.image)) {
       err << *problem << '\n';
@@ -206,7 +222,7 @@ int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostr
   AcquireOutcome outcome = run_acquire(module->acquire_entry(), options);
   // A stop that came after the plug-in's last abort test still means no document.
   if (outcome.result != noErr || outcome.interrupted) return report_failure(outcome, request, err);
-  return write_acquired(outcome, request, out, err);
+  return write_acquired(outcome, request, out, err, written);
 }
 
 int run_acquire_command(std::span<const std::string_view> args, std::ostream& out,
