@@ -34,24 +34,13 @@ struct AcquireArguments {
 
 std::optional<AcquireArguments> parse_arguments(std::span<const std::string_view> args,
                                                 std::ostream& err) {
-  AcquireArguments parsed;
-  for (std::size_t at = 0; at < args.size(); ++at) {
-    const Taken taken = take_common_option(args, at, kAcquireOptions, parsed.common, err);
-    if (taken == Taken::failed) return std::nullopt;
-    if (taken == Taken::yes) continue;
-    if (args[at].starts_with("-")) {
-      tell_unknown_option(args[at], kAcquireOptions, err);
-      return std::nullopt;
-    }
-    if (parsed.image) {
-      err << message(Text::kExtraArgument, {args[at]}) << '\n';
-      return std::nullopt;
-    }
-    // Taken from the working folder, as typed, not from the folder the
-    // dialog happens to show.
-    parsed.image = std::filesystem::absolute(std::filesystem::path(args[at]));
-  }
-  return parsed;
+  std::optional<FileArguments> parsed = parse_file_arguments(args, kAcquireOptions, err);
+  if (!parsed) return std::nullopt;
+  AcquireArguments acquire{std::nullopt, parsed->common};
+  // Taken from the working folder, as typed, not from the folder the
+  // dialog happens to show.
+  if (!parsed->file.empty()) acquire.image = std::filesystem::absolute(parsed->file);
+  return acquire;
 }
 
 AcquireOptions run_options(const CommonOptions& common) {
@@ -160,8 +149,8 @@ std::filesystem::path titled_target(const AcquireRequest& request, std::string_v
   std::filesystem::path target = named;
   std::error_code error;
   for (int number = 2; request.freeName && std::filesystem::exists(target, error); ++number) {
-    target = folder / (named.stem().string() + " " + std::to_string(number) +
-                       named.extension().string());
+    target = folder /
+             (named.stem().string() + " " + std::to_string(number) + named.extension().string());
   }
   return target;
 }

@@ -24,30 +24,17 @@ namespace {
 constexpr CommandOptions kOpenOptions{"open", kScriptOption};
 constexpr const char* kOpener = "xdg-open";
 
-struct OpenArguments {
-  std::filesystem::path file{};
-  CommonOptions common{};
-};
-
-std::optional<OpenArguments> parse_arguments(std::span<const std::string_view> args,
+// The file, made absolute: the document's folder and the opener need it so.
+std::optional<FileArguments> parse_arguments(std::span<const std::string_view> args,
                                              std::ostream& err) {
-  OpenArguments parsed;
-  for (std::size_t at = 0; at < args.size(); ++at) {
-    const Taken taken = take_common_option(args, at, kOpenOptions, parsed.common, err);
-    if (taken == Taken::failed) return std::nullopt;
-    if (taken == Taken::yes) continue;
-    if (args[at].starts_with("-")) {
-      tell_unknown_option(args[at], kOpenOptions, err);
-      return std::nullopt;
-    }
-    if (!parsed.file.empty()) {
-      err << message(Text::kExtraArgument, {args[at]}) << '\n';
-      return std::nullopt;
-    }
-    parsed.file = std::filesystem::absolute(std::filesystem::path(args[at]));
+  std::optional<FileArguments> parsed = parse_file_arguments(args, kOpenOptions, err);
+  if (!parsed) return std::nullopt;
+  if (parsed->file.empty()) {
+    err << message(Text::kOpenNeedsFile) << '\n';
+    return std::nullopt;
   }
-  if (parsed.file.empty()) err << message(Text::kOpenNeedsFile) << '\n';
-  return parsed.file.empty() ? std::nullopt : std::optional(parsed);
+  parsed->file = std::filesystem::absolute(parsed->file);
+  return parsed;
 }
 
 // A TIFF whose plug-in resources hold a document tag; any other file, or
@@ -58,7 +45,7 @@ bool is_tagged_document(const std::filesystem::path& file) {
 }
 
 // Export's own command line, so that open writes back exactly as export does.
-int export_back(const OpenArguments& parsed, std::ostream& out, std::ostream& err) {
+int export_back(const FileArguments& parsed, std::ostream& out, std::ostream& err) {
   std::vector<std::string> words{parsed.file.string()};
   if (parsed.common.script) words.insert(words.end(), {"--script", parsed.common.script->string()});
   const std::vector<std::string_view> args(words.begin(), words.end());
@@ -74,7 +61,7 @@ std::filesystem::path document_folder(const std::filesystem::path& image, std::o
   return pictures;
 }
 
-int acquire_and_show(const OpenArguments& parsed, std::ostream& out, std::ostream& err) {
+int acquire_and_show(const FileArguments& parsed, std::ostream& out, std::ostream& err) {
   if (auto problem = image_path_problem(parsed.file)) {
     err << *problem << '\n';
     return kExitFailed;
@@ -95,7 +82,7 @@ int acquire_and_show(const OpenArguments& parsed, std::ostream& out, std::ostrea
 }
 
 int open_file(std::span<const std::string_view> args, std::ostream& out, std::ostream& err) {
-  const std::optional<OpenArguments> parsed = parse_arguments(args, err);
+  const std::optional<FileArguments> parsed = parse_arguments(args, err);
   if (!parsed) return kExitFailed;
   if (auto problem = missing_file_problem(parsed->file)) {
     err << *problem << '\n';
@@ -107,8 +94,7 @@ int open_file(std::span<const std::string_view> args, std::ostream& out, std::os
 
 }  // namespace
 
-int run_open_command(std::span<const std::string_view> args, std::ostream& out,
-                     std::ostream& err) {
+int run_open_command(std::span<const std::string_view> args, std::ostream& out, std::ostream& err) {
   if (has_terminal()) return open_file(args, out, err);
   std::ostringstream said;
   const int status = open_file(args, said, said);

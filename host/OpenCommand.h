@@ -12,7 +12,6 @@ namespace tessel::host {
 
 // Without a terminal, everything the command would print to out or err is
 // shown in one alert at its end instead.
-int run_open_command(std::span<const std::string_view> args, std::ostream& out,
-                     std::ostream& err);
+int run_open_command(std::span<const std::string_view> args, std::ostream& out, std::ostream& err);
 
 }  // namespace tessel::host

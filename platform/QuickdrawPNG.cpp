@@ -57,8 +57,8 @@ bool write_rows(std::FILE* file, const Surface& s, std::vector<std::vector<png_b
   }
   png_init_io(png, file);
   png_set_IHDR(png, info, png_uint_32(s.bounds.right - s.bounds.left),
-               png_uint_32(s.bounds.bottom - s.bounds.top), 8, colorType,
-               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+               png_uint_32(s.bounds.bottom - s.bounds.top), 8, colorType, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_write_info(png, info);
   png_write_image(png, pointers.data());
   png_write_end(png, nullptr);

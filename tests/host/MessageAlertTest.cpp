@@ -1,5 +1,3 @@
-#include "host/MessageAlert.h"
-
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -8,6 +6,7 @@
 
 #include "Backend.h"
 #include "TempFolder.h"
+#include "host/MessageAlert.h"
 
 namespace tessel::host {
 namespace {

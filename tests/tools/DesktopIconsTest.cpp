@@ -95,17 +95,16 @@ TEST_P(DesktopIcon, HoldsTheFamilyMemberScaledPixelForPixel) {
   EXPECT_EQ(wrong, 0) << icon.size << " x " << icon.size;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    HicolorSizes, DesktopIcon,
-    testing::Values(IconCase{16, FourCC("ics8"), FourCC("ics#"), 16},
-                    IconCase{32, FourCC("icl8"), FourCC("ICN#"), 32},
-                    IconCase{48, FourCC("icl8"), FourCC("ICN#"), 32},
-                    IconCase{64, FourCC("icl8"), FourCC("ICN#"), 32},
-                    IconCase{128, FourCC("icl8"), FourCC("ICN#"), 32},
-                    IconCase{256, FourCC("icl8"), FourCC("ICN#"), 32}),
-    [](const testing::TestParamInfo<IconCase>& named) {
-      return "Size" + std::to_string(named.param.size);
-    });
+INSTANTIATE_TEST_SUITE_P(HicolorSizes, DesktopIcon,
+                         testing::Values(IconCase{16, FourCC("ics8"), FourCC("ics#"), 16},
+                                         IconCase{32, FourCC("icl8"), FourCC("ICN#"), 32},
+                                         IconCase{48, FourCC("icl8"), FourCC("ICN#"), 32},
+                                         IconCase{64, FourCC("icl8"), FourCC("ICN#"), 32},
+                                         IconCase{128, FourCC("icl8"), FourCC("ICN#"), 32},
+                                         IconCase{256, FourCC("icl8"), FourCC("ICN#"), 32}),
+                         [](const testing::TestParamInfo<IconCase>& named) {
+                           return "Size" + std::to_string(named.param.size);
+                         });
 
 }  // namespace
 }  // namespace tessel

@@ -47,8 +47,8 @@ class MaskedPorts {
   void scale_from(MaskedPorts& from) {
     CopyBits(GetPortBitMapForCopyBits(&from.image_), GetPortBitMapForCopyBits(&image_),
              &from.bounds_, &bounds_, srcCopy, nullptr);
-    CopyBits(GetPortBitMapForCopyBits(&from.mask_), GetPortBitMapForCopyBits(&mask_),
-             &from.bounds_, &bounds_, srcCopy, nullptr);
+    CopyBits(GetPortBitMapForCopyBits(&from.mask_), GetPortBitMapForCopyBits(&mask_), &from.bounds_,
+             &bounds_, srcCopy, nullptr);
   }
 
  private:
