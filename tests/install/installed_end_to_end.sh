@@ -61,6 +61,14 @@ if len(old) != len(new) or changed != len(before):
     sys.exit(f"{changed} bytes changed; the rectangle has {len(before)}")
 PY
 
+# Without a terminal, open speaks through an alert made from the installed
+# program's own resources.
+if TESSEL_ALERT_LOG=$scratch/alerts.log run tessel open missing.tif 2>/dev/null; then
+  fail "tessel open took a file that is not there"
+fi
+grep -q "missing.tif" "$scratch/alerts.log" 2>/dev/null ||
+  fail "the installed tessel open showed no alert for a missing file"
+
 # The variable still wins over the installed module.
 if out=$(TESSEL_MODULE=$scratch/none.plugin run tessel extract image.tif --rect $rect \
   -o other.tif 2>&1); then
