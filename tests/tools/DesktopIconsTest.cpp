@@ -101,10 +101,7 @@ INSTANTIATE_TEST_SUITE_P(HicolorSizes, DesktopIcon,
                                          IconCase{48, FourCC("icl8"), FourCC("ICN#"), 32},
                                          IconCase{64, FourCC("icl8"), FourCC("ICN#"), 32},
                                          IconCase{128, FourCC("icl8"), FourCC("ICN#"), 32},
-                                         IconCase{256, FourCC("icl8"), FourCC("ICN#"), 32}),
-                         [](const testing::TestParamInfo<IconCase>& named) {
-                           return "Size" + std::to_string(named.param.size);
-                         });
+                                         IconCase{256, FourCC("icl8"), FourCC("ICN#"), 32}));
 
 }  // namespace
 }  // namespace tessel
