@@ -45,7 +45,7 @@ opened() {
   done
 }
 same_pixels() {
-  /usr/bin/python3 - "$@" <<'PY' || fail "$1 does not hold the pixels of $2"
+  timeout -k 5 60 /usr/bin/python3 - "$@" <<'PY' || fail "$1 does not hold the pixels of $2"
 import sys, tifffile, numpy
 document, image = (tifffile.imread(p) for p in sys.argv[1:3])
 sys.exit(0 if numpy.array_equal(document, image) else 1)
@@ -96,10 +96,10 @@ done
 export PICTURES=$scratch/pictures
 
 # A document edited by another program: open writes it back, shows nothing.
-convert "$document" -negate "$document"
+timeout -k 5 60 convert "$document" -negate "$document"
 open_file "$document"
 [ $status -eq 0 ] || fail "open of a document ended with $status: $(cat err.txt)"
-/usr/bin/python3 - images/image.tif original.tif <<'PY' || fail "the image was not written back"
+timeout -k 5 60 /usr/bin/python3 - images/image.tif original.tif <<'PY' || fail "the image was not written back"
 import sys, tifffile, numpy
 image, original = (tifffile.imread(p) for p in sys.argv[1:3])
 sys.exit(0 if numpy.array_equal(image, 255 - original) else 1)
