@@ -34,24 +34,13 @@ struct AcquireArguments {
 
 std::optional<AcquireArguments> parse_arguments(std::span<const std::string_view> args,
                                                 std::ostream& err) {
-  AcquireArguments parsed;
-  for (std::size_t at = 0; at < args.size(); ++at) {
-    const Taken taken = take_common_option(args, at, kAcquireOptions, parsed.common, err);
-    if (taken == Taken::failed) return std::nullopt;
-    if (taken == Taken::yes) continue;
-    if (args[at].starts_with("-")) {
-      tell_unknown_option(args[at], kAcquireOptions, err);
-      return std::nullopt;
-    }
-    if (parsed.image) {
-      err << message(Text::kExtraArgument, {args[at]}) << '\n';
-      return std::nullopt;
-    }
-    // Taken from the working folder, as typed, not from the folder the
-    // dialog happens to show.
-    parsed.image = std::filesystem::absolute(std::filesystem::path(args[at]));
-  }
-  return parsed;
+  std::optional<FileArguments> parsed = parse_file_arguments(args, kAcquireOptions, err);
+  if (!parsed) return std::nullopt;
+  AcquireArguments acquire{std::nullopt, parsed->common};
+  // Taken from the working folder, as typed, not from the folder the
+  // dialog happens to show.
+  if (!parsed->file.empty()) acquire.image = std::filesystem::absolute(parsed->file);
+  return acquire;
 }
 
 AcquireOptions run_options(const CommonOptions& common) {
@@ -133,7 +122,8 @@ int report_failure(const AcquireOutcome& outcome, const AcquireRequest& request,
 // The folder the document will be in, where its file is written while the
 // run lasts: a rename then puts it in place.
 std::filesystem::path staging_folder(const AcquireRequest& request) {
-  const std::filesystem::path folder = request.output ? request.output->parent_path() : "";
+  const std::filesystem::path folder =
+      request.output ? request.output->parent_path() : request.folder.value_or("");
   return folder.empty() ? std::filesystem::path(".") : folder;
 }
 
@@ -152,10 +142,23 @@ OSErr commit_document(AcquireOutcome& outcome, const AcquireRequest& request,
   return outcome.file->commit(target, outcome.document);
 }
 
+// The document named after its title, in the request's folder.
+std::filesystem::path titled_target(const AcquireRequest& request, std::string_view title) {
+  const std::filesystem::path folder = request.folder.value_or("");
+  const std::filesystem::path named = folder / document_path_for_title(title);
+  std::filesystem::path target = named;
+  std::error_code error;
+  for (int number = 2; request.freeName && std::filesystem::exists(target, error); ++number) {
+    target = folder /
+             (named.stem().string() + " " + std::to_string(number) + named.extension().string());
+  }
+  return target;
+}
+
 int write_acquired(AcquireOutcome& outcome, const AcquireRequest& request, std::ostream& out,
-                   std::ostream& err) {
+                   std::ostream& err, std::filesystem::path* written) {
   const std::filesystem::path target =
-      request.output ? *request.output : document_path_for_title(outcome.title);
+      request.output ? *request.output : titled_target(request, outcome.title);
   const std::optional<std::filesystem::path> image =
       request.image ? request.image : tagged_image(outcome.document);
   if (!may_write(target, image, request, err)) return kExitFailed;
@@ -164,6 +167,7 @@ int write_acquired(AcquireOutcome& outcome, const AcquireRequest& request, std::
     return kExitFailed;
   }
   out << message(request.done, {target.string(), outcome.title}) << '\n';
+  if (written != nullptr) *written = target;
   return kExitDone;
 }
 
@@ -186,7 +190,8 @@ std::filesystem::path document_path_for_title(std::string_view title) {
   return std::filesystem::path(name + ".tif");
 }
 
-int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostream& err) {
+int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostream& err,
+                     std::filesystem::path* written) {
   if (request.image) {
     if (auto problem = image_path_problem(*request.image)) {
       err << *problem << '\n';
@@ -206,7 +211,7 @@ int acquire_document(const AcquireRequest& request, std::ostream& out, std::ostr
   AcquireOutcome outcome = run_acquire(module->acquire_entry(), options);
   // A stop that came after the plug-in's last abort test still means no document.
   if (outcome.result != noErr || outcome.interrupted) return report_failure(outcome, request, err);
-  return write_acquired(outcome, request, out, err);
+  return write_acquired(outcome, request, out, err, written);
 }
 
 int run_acquire_command(std::span<const std::string_view> args, std::ostream& out,

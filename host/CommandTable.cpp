@@ -8,6 +8,7 @@
 #include "host/ExtractCommand.h"
 #include "host/HostOptions.h"
 #include "host/InfoCommand.h"
+#include "host/OpenCommand.h"
 #include "host/SelectCommand.h"
 
 namespace tessel::host {
@@ -28,6 +29,7 @@ constexpr std::array kCommands{
     CommandSpec{"info", &run_info_command, Argument::image, 17104, kInfoOptions},
     CommandSpec{"select", &run_select_command, Argument::image, 17105, kScriptOnly},
     CommandSpec{"about", &run_about_command, Argument::none, 17106, kScriptOnly},
+    CommandSpec{"open", &run_open_command, Argument::image, 17107, kScriptOnly},
 };
 
 const OptionSpec* find_option(const CommandSpec& command, std::string_view spelling) {

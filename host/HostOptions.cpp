@@ -71,6 +71,27 @@ Taken take_common_option(std::span<const std::string_view> args, std::size_t& at
   return store_value(known->option, value, options, err) ? Taken::yes : Taken::failed;
 }
 
+std::optional<FileArguments> parse_file_arguments(std::span<const std::string_view> args,
+                                                  const CommandOptions& command,
+                                                  std::ostream& err) {
+  FileArguments parsed;
+  for (std::size_t at = 0; at < args.size(); ++at) {
+    const Taken taken = take_common_option(args, at, command, parsed.common, err);
+    if (taken == Taken::failed) return std::nullopt;
+    if (taken == Taken::yes) continue;
+    if (args[at].starts_with("-")) {
+      tell_unknown_option(args[at], command, err);
+      return std::nullopt;
+    }
+    if (!parsed.file.empty()) {
+      err << message(Text::kExtraArgument, {args[at]}) << '\n';
+      return std::nullopt;
+    }
+    parsed.file = std::filesystem::path(args[at]);
+  }
+  return parsed;
+}
+
 void tell_unknown_option(std::string_view option, const CommandOptions& command,
                          std::ostream& err) {
   err << message(Text::kUnknownOption, {command.command, option}) << '\n';

@@ -59,6 +59,18 @@ enum class Taken { no, yes, failed };
 Taken take_common_option(std::span<const std::string_view> args, std::size_t& at,
                          const CommandOptions& command, CommonOptions& options, std::ostream& err);
 
+// A command line of shared options and at most one file name, as acquire,
+// select and open take it; file is empty when none was named.
+struct FileArguments {
+  std::filesystem::path file{};
+  CommonOptions common{};
+};
+
+// nullopt after telling err of an option the command does not take, one it
+// takes without its value, or a second file name.
+std::optional<FileArguments> parse_file_arguments(std::span<const std::string_view> args,
+                                                  const CommandOptions& command, std::ostream& err);
+
 // Tells err the option at args[at] is unknown to the command.
 void tell_unknown_option(std::string_view option, const CommandOptions& command, std::ostream& err);
 

@@ -108,6 +108,9 @@ enum class Text {
   kExportResume,
   kVersion,
   kHelpUnreadable,
+  kOpenNeedsFile,
+  kOpenElsewhere,
+  kOpenerFailed,
   kCount,  // not a text: how many there are
 };
 

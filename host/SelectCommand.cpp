@@ -23,29 +23,10 @@ namespace {
 
 constexpr CommandOptions kSelectOptions{"select", kScriptOption};
 
-struct SelectArguments {
-  std::filesystem::path image{};
-  CommonOptions common{};
-};
-
-std::optional<SelectArguments> parse_arguments(std::span<const std::string_view> args,
-                                               std::ostream& err) {
-  SelectArguments parsed;
-  for (std::size_t at = 0; at < args.size(); ++at) {
-    const Taken taken = take_common_option(args, at, kSelectOptions, parsed.common, err);
-    if (taken == Taken::failed) return std::nullopt;
-    if (taken == Taken::yes) continue;
-    if (args[at].starts_with("-")) {
-      tell_unknown_option(args[at], kSelectOptions, err);
-      return std::nullopt;
-    }
-    if (!parsed.image.empty()) {
-      err << message(Text::kExtraArgument, {args[at]}) << '\n';
-      return std::nullopt;
-    }
-    parsed.image = std::filesystem::path(args[at]);
-  }
-  if (parsed.image.empty()) {
+std::optional<FileArguments> parse_arguments(std::span<const std::string_view> args,
+                                             std::ostream& err) {
+  std::optional<FileArguments> parsed = parse_file_arguments(args, kSelectOptions, err);
+  if (parsed && parsed->file.empty()) {
     err << message(Text::kMissingImage, {"select from"}) << '\n';
     return std::nullopt;
   }
@@ -74,18 +55,18 @@ class DialogHost {
 
 int run_select_command(std::span<const std::string_view> args, std::ostream& out,
                        std::ostream& err) {
-  const std::optional<SelectArguments> parsed = parse_arguments(args, err);
+  const std::optional<FileArguments> parsed = parse_arguments(args, err);
   if (!parsed || !apply_script(parsed->common, err)) return kExitFailed;
   // The dialog's templates, cursors and texts are the plug-in's resources.
   std::unique_ptr<Module> module = load_module(err);
   if (!module) return kExitFailed;
   OpenImage open;
-  OSErr result = open.open(parsed->image);
+  OSErr result = open.open(parsed->file);
   DialogHost host;
   if (result == noErr) result = host.ask(open.image);
   if (result == kUserCancelled) return kExitCancelled;  // no alert: the user chose so
   if (result != noErr) {
-    err << message(Text::kImageNotOpened, {parsed->image.string(), std::to_string(result)}) << '\n';
+    err << message(Text::kImageNotOpened, {parsed->file.string(), std::to_string(result)}) << '\n';
     return kExitFailed;
   }
   const VRect& r = open.image.selection;

@@ -382,5 +382,9 @@ int utf8_width(std::string_view text);
 // Writes the port's whole pixel buffer, at device resolution, as an 8-bit
 // RGB PNG.
 OSErr save_png(const GrafPort& port, const std::filesystem::path& path);
+// As save_png, with an alpha channel from mask, a port of the same bounds:
+// opaque where the mask is black, clear elsewhere. paramErr when the bounds
+// differ.
+OSErr save_png(const GrafPort& port, const GrafPort& mask, const std::filesystem::path& path);
 
 }  // namespace tessel::platform::quickdraw

@@ -90,3 +90,13 @@ resource 'STR#' 17106 "about" purgeable {
   3: "tessel about"
   4: "--script FILE|answer the about box from FILE instead of a person"
 }
+
+resource 'STR#' 17107 "open" purgeable {
+  1: "open FILE [--script FILE]"
+  2: "What the desktop runs: writes a document back, as export does, or "
+     "acquires from an image into a new document beside it (or in the "
+     "pictures folder) and opens that with xdg-open. Without a terminal, "
+     "messages show in an alert."
+  3: "tessel open big.tif"
+  4: "--script FILE|answer the dialogs from FILE instead of a person"
+}

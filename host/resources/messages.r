@@ -137,6 +137,12 @@ resource 'STR#' 17000 "Host messages" purgeable {
   93: "tessel ^0"
   94: "tessel: the help for ^0 is missing from the program's resources; "
       "install Tessel again"
+  95: "tessel: name the image or the document to open (see tessel open "
+      "--help)"
+  96: "tessel: the folder of ^0 cannot be written, so the document goes "
+      "to ^1"
+  97: "tessel: ^0 is written, but xdg-open could not be started to show it "
+      "(^1); open it in your image editor"
 }
 
 # The head of tessel --help; the commands and the notes after it come from

@@ -35,6 +35,12 @@ MANPATH=$prefix/share/man run man --warnings -w tessel | grep -q 'man1/tessel\.1
   zcat "$prefix/share/man/man1/tessel.1.gz" | grep -q '^\.TH TESSEL 1' ||
   fail "the manual page is not installed compressed"
 
+# What a desktop looks for under the prefix.
+for file in share/applications/tessel.desktop share/mime/packages/tessel.xml \
+  share/icons/hicolor/{16x16,32x32,48x48,64x64,128x128,256x256}/apps/tessel.png; do
+  [ -s "$prefix/$file" ] || fail "the install has no $file"
+done
+
 run tessel-sample tiff image.tif --width 300 --height 200 --samples 3 --photometric 2 \
   --rows-per-strip 16
 cp image.tif original.tif
@@ -58,6 +64,14 @@ changed = sum(a != b for a, b in zip(old, new))
 if len(old) != len(new) or changed != len(before):
     sys.exit(f"{changed} bytes changed; the rectangle has {len(before)}")
 PY
+
+# Without a terminal, open speaks through an alert made from the installed
+# program's own resources.
+if TESSEL_ALERT_LOG=$scratch/alerts.log run tessel open missing.tif 2>/dev/null; then
+  fail "tessel open took a file that is not there"
+fi
+grep -q "missing.tif" "$scratch/alerts.log" 2>/dev/null ||
+  fail "the installed tessel open showed no alert for a missing file"
 
 # The variable still wins over the installed module.
 if out=$(TESSEL_MODULE=$scratch/none.plugin run tessel extract image.tif --rect $rect \
