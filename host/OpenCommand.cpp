@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "StandardFile.h"
 #include "host/AcquireCommand.h"
 #include "host/Commands.h"
 #include "host/DesktopServices.h"
@@ -70,6 +71,8 @@ int acquire_and_show(const FileArguments& parsed, std::ostream& out, std::ostrea
   request.folder = document_folder(parsed.file, out);
   request.freeName = true;
   if (!apply_script(parsed.common, err)) return kExitFailed;
+  // The desktop has chosen the image: the selection dialog comes first.
+  platform::standard_file::answer_unseen(true);
   std::filesystem::path written;
   if (int status = acquire_document(request, out, err, &written); status != kExitDone) {
     return status;

@@ -16,6 +16,7 @@ struct State {
   std::optional<std::filesystem::path> pending;
   bool environmentRead = false;
   bool dialogHeadless = false;
+  bool answerUnseen = false;
   bool unanswered = false;
   ShownFolder shown{0, 0};
 };
@@ -60,7 +61,11 @@ SInt16 call_hook(DlgHookYDProcPtr hook, SInt16 item, DialogRecord& dialog, void*
   return hook == nullptr ? item : hook(item, &dialog, data);
 }
 
-bool wants_window() { return state().dialogHeadless || !backend::is_headless(); }
+bool wants_window() {
+  const State& s = state();
+  if (s.answerUnseen && s.pending) return false;
+  return s.dialogHeadless || !backend::is_headless();
+}
 
 }  // namespace
 
@@ -91,6 +96,8 @@ bool listed(const Request& request, FSSpec& spec, OSType* type) {
 void set_shown(ShownFolder folder) { state().shown = folder; }
 
 void show_dialog_headless(bool shown) { state().dialogHeadless = shown; }
+
+void answer_unseen(bool unseen) { state().answerUnseen = unseen; }
 
 void preselect(const std::filesystem::path& path) {
   state().environmentRead = true;

@@ -72,6 +72,12 @@ void preselect(const std::filesystem::path& path);
 // is shown as a window instead and driven by the script, as with a display.
 void show_dialog_headless(bool shown);
 
+// With this set, a pre-selected file answers the dialog without a window,
+// display or script notwithstanding: the file was chosen already, as when a
+// desktop opens a file with the program. A dialog asked again with nothing
+// pre-selected shows as usual.
+void answer_unseen(bool unseen);
+
 // The folder the last dialog showed when it closed: its volume and folder id,
 // both 0 while no dialog has run or when it showed the current folder.
 struct ShownFolder {

@@ -71,6 +71,7 @@ class FileDialog : public DialogTest {
     }
     standard_file::preselect({});
     standard_file::show_dialog_headless(true);
+    standard_file::answer_unseen(false);
   }
 
   // Runs the dialog over the script; the reply starts as sentinels.
@@ -101,6 +102,21 @@ TEST_F(FileDialog, OpensTheClickedFileOfThePreselectedFolder) {
   EXPECT_EQ(log.items, (std::vector<SInt16>{sfHookFirstCall, sfItemOpenButton}));
   EXPECT_GT(log.darkInSelectedRow, 226 * 16 / 2) << "the selected row is inverted";
   EXPECT_EQ(log.folderMark, 0x000000u) << "the first row is marked as a folder";
+}
+
+// The script's click on a.img would be a person's, had the window shown.
+TEST_F(FileDialog, AFileChosenAlreadyAnswersUnseenAndOnlyOnce) {
+  standard_file::answer_unseen(true);
+  standard_file::preselect(path("pick/b.img"));
+  HookLog log;
+  StandardFileReply reply = run(click_row(1) + "click 1\n", log);
+  EXPECT_EQ(reply.sfGood, 1);
+  EXPECT_EQ(name_of(reply.sfFile), "b.img");
+
+  // Nothing chosen any more: the window shows, and the person cancels it.
+  reply = run("press escape\n", log);
+  EXPECT_EQ(reply.sfGood, 0);
+  EXPECT_FALSE(standard_file::last_dialog_unanswered()) << "cancelled in a window, not unseen";
 }
 
 TEST_F(FileDialog, DoubleClicksEnterFoldersAndTheFolderNameGoesUp) {
