@@ -10,6 +10,7 @@
 
 #include "DeviceScale.h"
 #include "Events.h"
+#include "FixedFrame.h"
 #include "Windows.h"
 #include "XResources.h"
 
@@ -132,12 +133,8 @@ class SdlBackend : public backend::Backend {
     std::string title(reinterpret_cast<const char*>(record.titleText + 1), record.titleText[0]);
     Shown shown;
     shown.window =
-        SDL_CreateWindow(title.c_str(), bounds.x, bounds.y, bounds.w, bounds.h, SDL_WINDOW_SHOWN);
+        SDL_CreateWindow(title.c_str(), bounds.x, bounds.y, bounds.w, bounds.h, SDL_WINDOW_HIDDEN);
     if (shown.window == nullptr) return;
-    // Layouts are fixed: equal limits tell the window manager not to offer
-    // resizing or maximising.
-    SDL_SetWindowMinimumSize(shown.window, bounds.w, bounds.h);
-    SDL_SetWindowMaximumSize(shown.window, bounds.w, bounds.h);
     shown.renderer = SDL_CreateRenderer(shown.window, -1, SDL_RENDERER_SOFTWARE);
     if (shown.renderer != nullptr) {
       // The port's buffer is already at device size (the port has this
@@ -145,6 +142,14 @@ class SdlBackend : public backend::Backend {
       shown.texture = SDL_CreateTexture(shown.renderer, SDL_PIXELFORMAT_ARGB32,
                                         SDL_TEXTUREACCESS_STREAMING, bounds.w, bounds.h);
     }
+    // Layouts are fixed: equal limits tell the window manager not to offer
+    // resizing or maximising, and the frame drops the button for it. Asked
+    // once the renderer is made, which may make the window anew, and before
+    // the window is mapped, when managers read them.
+    SDL_SetWindowMinimumSize(shown.window, bounds.w, bounds.h);
+    SDL_SetWindowMaximumSize(shown.window, bounds.w, bounds.h);
+    ask_for_fixed_frame(shown.window);
+    SDL_ShowWindow(shown.window);
     shown_[&record] = shown;
     present(record, shown);
   }

@@ -79,6 +79,10 @@ check_window() {
   grep -q "maximum size: $width by $height" <<<"$hints" ||
     fail "$what: maximum size is not ${width}x${height}: $hints"
   xprop -id "$id" _NET_WM_ALLOWED_ACTIONS | grep -q MAXIMIZE && fail "$what: can be maximised"
+  # Managers that draw buttons from the Motif hints: functions move,
+  # minimise and close (0x2c); border, title, menu and minimise (0x3a).
+  xprop -id "$id" _MOTIF_WM_HINTS | grep -q '= 0x3, 0x2c, 0x3a,' ||
+    fail "$what: the frame may offer maximising: $(xprop -id "$id" _MOTIF_WM_HINTS)"
 
   # The frame's corner sits where the window asked to be; the window inside
   # it is offset by the frame's left and top edges.
