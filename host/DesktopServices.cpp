@@ -8,6 +8,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <string_view>
+#include <utility>
 
 #include "Files.h"
 #include "MacErrors.h"
@@ -17,6 +20,27 @@ extern char** environ;
 namespace tessel::host::desktop {
 
 namespace {
+
+// Where a Scitex CT header's number fields show their fixed punctuation:
+// the real fields' points and exponents, and the integer fields' signs.
+constexpr std::pair<std::size_t, char> kScitexMarks[] = {{1029, '.'}, {1038, 'E'}, {1043, '.'},
+                                                         {1052, 'E'}, {1056, '+'}, {1068, '+'}};
+constexpr std::size_t kBytesTold = 1069;
+
+bool is_tiff_header(std::string_view head) {
+  return head.starts_with(std::string_view("II*\0", 4)) ||
+         head.starts_with(std::string_view("MM\0*", 4)) ||
+         head.starts_with(std::string_view("II+\0", 4)) ||
+         head.starts_with(std::string_view("MM\0+", 4));
+}
+
+bool is_scitex_header(std::string_view head) {
+  if (head.size() < kBytesTold) return false;
+  for (const auto& [at, mark] : kScitexMarks) {
+    if (head[at] != mark) return false;
+  }
+  return true;
+}
 
 // argv for posix_spawnp: program, the arguments, a null; the strings stay
 // owned by the caller.
@@ -79,6 +103,16 @@ bool catalog_allows_changes(const std::filesystem::path& folder) {
 }
 
 }  // namespace
+
+std::optional<OSType> type_by_contents(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  std::string head(kBytesTold, '\0');
+  in.read(head.data(), std::streamsize(head.size()));
+  head.resize(std::size_t(in.gcount()));
+  if (is_tiff_header(head)) return FourCC("TIFF");
+  if (is_scitex_header(head)) return FourCC("..CT");
+  return std::nullopt;
+}
 
 bool folder_takes_documents(const std::filesystem::path& folder) {
   return catalog_allows_changes(folder) && access(folder.c_str(), W_OK) == 0;

@@ -1,5 +1,6 @@
-// What tessel open asks of the desktop it runs on: whether a folder may take
-// a new document, the user's pictures folder, and the desktop's own opener.
+// What tessel open asks of the desktop it runs on: what type a file's
+// contents give it, whether a folder may take a new document, the user's
+// pictures folder, and the desktop's own opener.
 #pragma once
 
 #include <filesystem>
@@ -7,7 +8,15 @@
 #include <string>
 #include <vector>
 
+#include "MacTypes.h"
+
 namespace tessel::host::desktop {
+
+// The Finder type a desktop would give file from its first bytes, as the
+// shared-mime-info entries Tessel installs match them: "TIFF" for classic
+// and BigTIFF headers in either byte order, "..CT" for a Scitex CT header
+// (its ASCII number fields from offset 1028); nothing for anything else.
+std::optional<OSType> type_by_contents(const std::filesystem::path& file);
 
 // Whether a document may be written into folder: its permission bits as the
 // platform holds every user to them (the superuser too), and then whatever

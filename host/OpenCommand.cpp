@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Files.h"
 #include "StandardFile.h"
 #include "host/AcquireCommand.h"
 #include "host/Commands.h"
@@ -38,11 +39,19 @@ std::optional<FileArguments> parse_arguments(std::span<const std::string_view> a
   return parsed;
 }
 
-// A TIFF whose plug-in resources hold a document tag; any other file, or
-// one that cannot be read as a document, is taken for an image.
-bool is_tagged_document(const std::filesystem::path& file) {
+// The image a TIFF's document tag names; nothing for any other file, or one
+// that cannot be read as a document, which is taken for an image.
+std::optional<std::filesystem::path> tagged_image_of(const std::filesystem::path& file) {
   Expected<Document> document = read_document_description(file);
-  return document && tagged_image(*document).has_value();
+  if (!document) return std::nullopt;
+  return tagged_image(*document);
+}
+
+// The desktop offered Tessel for what the file holds, which its name may
+// not say; Linux keeps no Finder type to settle it, so the contents stand in.
+void take_type_from_contents(const std::filesystem::path& file) {
+  if (std::optional<OSType> type = desktop::type_by_contents(file))
+    platform::files::assume_type(file, *type);
 }
 
 // Export's own command line, so that open writes back exactly as export does.
@@ -63,6 +72,7 @@ std::filesystem::path document_folder(const std::filesystem::path& image, std::o
 }
 
 int acquire_and_show(const FileArguments& parsed, std::ostream& out, std::ostream& err) {
+  take_type_from_contents(parsed.file);
   if (auto problem = image_path_problem(parsed.file)) {
     err << *problem << '\n';
     return kExitFailed;
@@ -91,7 +101,11 @@ int open_file(std::span<const std::string_view> args, std::ostream& out, std::os
     err << *problem << '\n';
     return kExitFailed;
   }
-  if (is_tagged_document(parsed->file)) return export_back(*parsed, out, err);
+  if (std::optional<std::filesystem::path> image = tagged_image_of(parsed->file)) {
+    // The image the document came from, opened by its contents as before.
+    take_type_from_contents(*image);
+    return export_back(*parsed, out, err);
+  }
   return acquire_and_show(*parsed, out, err);
 }
 

@@ -241,7 +241,7 @@ void describe(const fs::path& path, const struct stat& info, CInfoPBRec* pb) {
     pb->hFileInfo.ioFlAttrib = attributes;
     pb->hFileInfo.ioACUser = 0;
     pb->hFileInfo.ioDirID = SInt32(info.st_ino & 0x7FFFFFFF);
-    auto finder = appledouble::read_finder_info(path);
+    auto finder = finder_info_of(path);
     if (finder) pb->hFileInfo.ioFlFndrInfo = *finder;
     pb->hFileInfo.ioFlLgLen = SInt32(std::min<off_t>(info.st_size, INT32_MAX));
     pb->hFileInfo.ioFlParID = parent;
@@ -474,6 +474,29 @@ std::vector<fs::path> take_locked_out_writes() {
   return taken;
 }
 
+namespace {
+
+// Paths made absolute and free of dot segments, so that a name given on a
+// command line meets the path the catalog builds for the same file.
+std::map<fs::path, OSType>& assumed_types() {
+  static auto& types = *new std::map<fs::path, OSType>;  // never destroyed: see MacMemory.cpp
+  return types;
+}
+
+}  // namespace
+
+void assume_type(const fs::path& file, OSType type) {
+  assumed_types()[fs::absolute(file).lexically_normal()] = type;
+}
+
+Expected<FInfo> finder_info_of(const fs::path& file) {
+  auto info = appledouble::read_finder_info(file);
+  if (!info || info->fdType != FourCC("????") || assumed_types().empty()) return info;
+  const auto found = assumed_types().find(fs::absolute(file).lexically_normal());
+  if (found != assumed_types().end()) info->fdType = found->second;
+  return info;
+}
+
 }  // namespace tessel::platform::files
 
 namespace files = tessel::platform::files;
@@ -658,7 +681,7 @@ OSErr FSpGetLongName(const FSSpec* spec, Str255 longName) {
 OSErr FSpGetFInfo(const FSSpec* spec, FInfo* fndrInfo) {
   auto path = files::existing_file(spec);
   if (!path) return path.error();
-  auto info = appledouble::read_finder_info(*path);
+  auto info = files::finder_info_of(*path);
   if (!info) return info.error();
   *fndrInfo = *info;
   return noErr;

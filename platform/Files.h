@@ -167,4 +167,13 @@ bool held_by_another_writer(const std::filesystem::path& path);
 // The refusal's code alone cannot tell the user who holds the file.
 std::vector<std::filesystem::path> take_locked_out_writes();
 
+// The Finder type file is taken for while this process runs when it carries
+// none of its own ('????'): what a desktop learnt of it from its contents,
+// since Linux keeps no type with a file. Nothing is written to the file.
+void assume_type(const std::filesystem::path& file, OSType type);
+
+// The file's Finder info as a sidecar or attribute records it, its type
+// replaced by an assumed one where it records none.
+Expected<FInfo> finder_info_of(const std::filesystem::path& file);
+
 }  // namespace tessel::platform::files

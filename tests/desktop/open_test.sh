@@ -116,6 +116,31 @@ run_path=$scratch/bare open_file images/other.tif
 grep -q "xdg-open could not be started" alerts.log || fail "no alert about xdg-open: $(cat alerts.log)"
 ls images | grep -q '^other.tif (' || fail "the document was not written without xdg-open"
 
+# Files the desktop types by their contents, whatever their names say: a
+# Scitex CT file named .ct and a TIFF named .data are acquired, and the CT
+# document goes back into its image; zeros named .ct are refused.
+mkdir typed
+timeout -k 5 30 "$sample" scitex typed/plate.ct --width 40 --height 30
+timeout -k 5 30 "$sample" tiff typed/scan.data --width 40 --height 30 --samples 3 --photometric 2
+head -c 4096 /dev/zero >typed/blank.ct
+cp typed/plate.ct plate.original
+for image in typed/plate.ct typed/scan.data; do
+  open_file "$image"
+  [ $status -eq 0 ] || fail "open of $image ended with $status: $(cat alerts.log)"
+  [[ "$(opened)" == "$scratch/$image ("*").tif" ]] || fail "xdg-open was given '$(opened)' for $image"
+done
+ct_document=$(ls typed/plate.ct\ \(*.tif)
+timeout -k 5 60 convert "$ct_document" -negate "$ct_document"
+open_file "$ct_document"
+[ $status -eq 0 ] || fail "the CT document was not written back: $(cat alerts.log)"
+timeout -k 5 60 /usr/bin/python3 - typed/plate.ct plate.original <<'PY' || fail "the CT image changed outside its pixels"
+import sys
+new, old = (open(p, "rb").read() for p in sys.argv[1:3])
+sys.exit(0 if len(new) == len(old) and new[:2048] == old[:2048] and new[2048:] != old[2048:] else 1)
+PY
+open_file typed/blank.ct
+[ $status -eq 1 ] && grep -q "code 498" alerts.log || fail "zeros named .ct were not refused: $(cat alerts.log)"
+
 # On a terminal the messages stay there and no alert opens.
 rm -f alerts.log
 PATH=$path timeout -k 5 60 script -qec "'$tessel' open missing.tif" /dev/null >terminal.txt || true

@@ -161,6 +161,33 @@ TEST_F(Files, StandInsKeepLongNamesApartAndLeaveRealNamesAlone) {
   EXPECT_EQ(pb.hFileInfo.ioFlLgLen, 1);
 }
 
+// A type assumed from a file's contents stands in only where the file
+// records none, and reaches the catalog too, however the path was spelled.
+TEST_F(Files, AnAssumedTypeFillsOnlyAMissingOne) {
+  write_file("typed/plain.dat", {1});
+  write_file("typed/marked.dat", {1});
+  const FSSpec plain = spec_of("typed/plain.dat");
+  const FSSpec marked = spec_of("typed/marked.dat");
+  const FInfo text{FourCC("TEXT"), FourCC("ttxt"), 0, Point{0, 0}, 0};
+  ASSERT_EQ(FSpSetFInfo(&marked, &text), noErr);
+  files::assume_type(path("typed/../typed/./plain.dat"), FourCC("..CT"));
+  files::assume_type(path("typed/marked.dat"), FourCC("..CT"));
+
+  FInfo info{};
+  ASSERT_EQ(FSpGetFInfo(&plain, &info), noErr);
+  EXPECT_EQ(info.fdType, FourCC("..CT"));
+  ASSERT_EQ(FSpGetFInfo(&marked, &info), noErr);
+  EXPECT_EQ(info.fdType, FourCC("TEXT"));
+  CInfoPBRec entry{};
+  Str255 name;
+  std::memcpy(name, plain.name, plain.name[0] + 1u);
+  entry.hFileInfo.ioNamePtr = name;
+  entry.hFileInfo.ioVRefNum = plain.vRefNum;
+  entry.hFileInfo.ioDirID = plain.parID;
+  ASSERT_EQ(PBGetCatInfoSync(&entry), noErr);
+  EXPECT_EQ(entry.hFileInfo.ioFlFndrInfo.fdType, FourCC("..CT"));
+}
+
 TEST_F(Files, ReadsStopAtTheEndAndPositionsFollowTheirModes) {
   write_file("data", {10, 11, 12, 13, 14, 15, 16, 17});
   SInt16 ref = open("data", fsRdPerm);
