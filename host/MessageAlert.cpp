@@ -61,6 +61,22 @@ std::array<Str255, kPieces> pieces_of(const std::string& text) {
   return pieces;
 }
 
+// The alert is titled for the program already; the name a terminal needs at
+// the head of each line is dropped.
+std::string without_program_name(std::string_view text) {
+  constexpr std::string_view kName = "tessel: ";
+  std::string kept;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find('\n', start), text.size());
+    std::string_view line = text.substr(start, end - start);
+    if (line.starts_with(kName)) line.remove_prefix(kName.size());
+    kept.append(line);
+    if (end < text.size()) kept.push_back('\n');
+    start = end + 1;
+  }
+  return kept;
+}
+
 }  // namespace
 
 bool has_terminal() { return isatty(STDERR_FILENO) == 1; }
@@ -79,7 +95,7 @@ bool show_message_alert(std::string_view text) {
   if (!platform::backend::open_default()) return false;
   const ProgramResources resources;
   if (!resources.opened()) return false;
-  std::string shown = mac_roman_from_utf8(text);
+  std::string shown = mac_roman_from_utf8(without_program_name(text));
   while (!shown.empty() && shown.back() == '\r') shown.pop_back();
   const std::array<Str255, kPieces> pieces = pieces_of(shown);
   ParamText(pieces[0], pieces[1], pieces[2], pieces[3]);

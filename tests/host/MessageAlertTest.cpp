@@ -50,5 +50,12 @@ TEST_F(MessageAlert, ShowsTextLongerThanOneToolboxString) {
   EXPECT_NE(logged().find(text.substr(0, text.size() - 1)), std::string::npos) << logged();
 }
 
+// The window is the program's own: the name a terminal line starts with goes.
+TEST_F(MessageAlert, LinesLoseTheProgramsNameAndKeepTheirOwnText) {
+  ASSERT_TRUE(show_message_alert("tessel: wrote a.tif\ntessel: the tessel: tag\nplain\n"));
+  EXPECT_NE(logged().find("wrote a.tif the tessel: tag plain"), std::string::npos) << logged();
+  EXPECT_EQ(logged().find("tessel: wrote"), std::string::npos) << logged();
+}
+
 }  // namespace
 }  // namespace tessel::host
