@@ -23,10 +23,7 @@ constexpr std::size_t kPieceLength = 255;
 
 char mac_roman_of(char32_t character) {
   if (character == '\n') return '\r';
-  if (character < 0x80) return char(character);
-  const auto& upper = platform::kMacRomanUpperHalf;
-  const auto found = std::find(upper.begin(), upper.end(), char16_t(character));
-  return character <= 0xFFFF && found != upper.end() ? char(0x80 + (found - upper.begin())) : '?';
+  return char(platform::unicode_to_mac_roman(character).value_or(UInt8('?')));
 }
 
 // The program's own resource fork opened on top of the chain, for as long

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 
 #include "MacTypes.h"
@@ -26,6 +27,16 @@ inline constexpr std::array<char16_t, 128> kMacRomanUpperHalf = {
 
 constexpr char32_t mac_roman_to_unicode(UInt8 byte) {
   return byte < 0x80 ? char32_t(byte) : char32_t(kMacRomanUpperHalf[byte - 0x80]);
+}
+
+// The Mac Roman byte of code, as mac_roman_to_unicode maps it back; nothing
+// for a character the set lacks.
+constexpr std::optional<UInt8> unicode_to_mac_roman(char32_t code) {
+  if (code < 0x80) return UInt8(code);
+  for (std::size_t at = 0; at < kMacRomanUpperHalf.size(); ++at) {
+    if (kMacRomanUpperHalf[at] == code) return UInt8(0x80 + at);
+  }
+  return std::nullopt;
 }
 
 // Appends code as UTF-8.

@@ -1,6 +1,5 @@
 #include "TextEncoding.h"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "MacRoman.h"
@@ -30,23 +29,9 @@ char32_t decode_utf8(std::string_view text, std::size_t& at) {
 }
 
 std::optional<UInt8> encode_one(char32_t code) {
-  if (code == '\t' || code == '\r' || (code >= 0x20 && code < 0x7F)) return UInt8(code);
-  const auto& upper = platform::kMacRomanUpperHalf;
-  auto it = std::find(upper.begin(), upper.end(), code);
-  if (it == upper.end()) return std::nullopt;
-  return UInt8(0x80 + (it - upper.begin()));
-}
-
-void append_utf8(std::string& out, char32_t code) {
-  if (code < 0x80) {
-    out += char(code);
-    return;
-  }
-  int extra = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-  constexpr UInt8 kLeads[] = {0, 0xC0, 0xE0, 0xF0};
-  out += char(kLeads[extra] | (code >> (6 * extra)));
-  for (int shift = 6 * (extra - 1); shift >= 0; shift -= 6)
-    out += char(0x80 | ((code >> shift) & 0x3F));
+  const bool control = code < 0x20 || code == 0x7F;
+  if (control && code != '\t' && code != '\r') return std::nullopt;
+  return platform::unicode_to_mac_roman(code);
 }
 
 }  // namespace
@@ -68,7 +53,7 @@ std::string describe_character(char32_t code) {
   std::snprintf(number, sizeof number, "U+%04X", unsigned(code));
   if (code < 0x20 || code == 0x7F) return number;
   std::string text = std::string(number) + " '";
-  append_utf8(text, code);
+  platform::append_utf8(text, code);
   return text + "'";
 }
 
