@@ -19,6 +19,9 @@ struct PlaneRange {
   bool lies_within(SInt16 planes) const {
     return first >= 0 && count > 0 && first + count <= planes;
   }
+  // The bytes of pixels chunky pixels holding the range's planes.
+  std::size_t bytes_of(std::size_t pixels) const { return pixels * std::size_t(count); }
+  bool operator==(const PlaneRange&) const = default;
 };
 
 // The range's samples of pixels chunky pixels of sourcePlanes samples each,

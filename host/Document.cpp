@@ -121,7 +121,7 @@ OSErr DocumentReader::read_rows(SInt32 top, SInt32 count, PlaneRange planes,
     return read_cut_from_whole(top, count, planes, rows);
   if (OSErr err = tiff_.read_rows(top, count, planes, rows); err != noErr) return err;
   const std::span<UInt8> read =
-      rows.first(std::size_t(count) * std::size_t(image.columns) * std::size_t(planes.count));
+      rows.first(planes.bytes_of(std::size_t(count) * std::size_t(image.columns)));
   if (swap_) swap_sample_convention(photometric_, planes, read);
   if (printing) {
     fingerprint_->add(read);
@@ -136,8 +136,7 @@ OSErr DocumentReader::read_cut_from_whole(SInt32 top, SInt32 count, PlaneRange p
                                           std::span<UInt8> rows) {
   const Document& image = tiff_.contents().image;
   const std::size_t pixels = std::size_t(count) * std::size_t(image.columns);
-  if (!planes.lies_within(image.planes) || rows.size() < pixels * std::size_t(planes.count))
-    return paramErr;
+  if (!planes.lies_within(image.planes) || rows.size() < planes.bytes_of(pixels)) return paramErr;
   whole_.resize(pixels * std::size_t(image.planes));
   if (OSErr err = read_rows(top, count, whole_); err != noErr) return err;
   copy_planes(whole_.data(), std::size_t(image.planes), planes, pixels, rows.data());

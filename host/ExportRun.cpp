@@ -63,7 +63,7 @@ class BandSource {
   }
 
   static std::size_t band_row_bytes(const Band& band) {
-    return std::size_t(band.rect.right - band.rect.left) * std::size_t(planes_of(band).count);
+    return planes_of(band).bytes_of(std::size_t(band.rect.right - band.rect.left));
   }
 
   bool is_whole_width(const Band& band) const {
@@ -78,7 +78,7 @@ class BandSource {
 
   OSErr cut_band(const Band& band) {
     const PlaneRange planes = planes_of(band);
-    const std::size_t sliceRowBytes = std::size_t(document_.columns) * std::size_t(planes.count);
+    const std::size_t sliceRowBytes = planes.bytes_of(std::size_t(document_.columns));
     const SInt32 perSlice = SInt32(std::max<std::size_t>(1, kSliceBytes / sliceRowBytes));
     const std::size_t rowBytes = band_row_bytes(band);
     band_.resize(rowBytes * std::size_t(band.rect.bottom - band.rect.top));
@@ -87,7 +87,7 @@ class BandSource {
       const SInt32 rows = std::min(perSlice, band.rect.bottom - top);
       slice_.resize(std::size_t(rows) * sliceRowBytes);
       if (OSErr err = reader_.read_rows(top, rows, planes, slice_); err != noErr) return err;
-      const UInt8* source = slice_.data() + std::size_t(band.rect.left) * std::size_t(planes.count);
+      const UInt8* source = slice_.data() + planes.bytes_of(std::size_t(band.rect.left));
       for (SInt32 row = 0; row < rows; ++row, source += sliceRowBytes, target += rowBytes)
         std::memcpy(target, source, rowBytes);
     }

@@ -159,7 +159,7 @@ OSErr TiffPixelReader::read_rows(SInt32 top, SInt32 count, PlaneRange planes,
   const Document& image = contents_.image;
   if (top < 0 || count < 0 || SInt64(top) + count > image.rows ||
       !planes.lies_within(image.planes) ||
-      rows.size() < std::size_t(count) * std::size_t(image.columns) * std::size_t(planes.count)) {
+      rows.size() < planes.bytes_of(std::size_t(count) * std::size_t(image.columns))) {
     return paramErr;
   }
   if (tiled_) return read_tiled(top, count, planes, rows);
@@ -194,9 +194,9 @@ OSErr TiffPixelReader::read_scanlines(SInt32 top, SInt32 count, PlaneRange plane
     skipped_.resize(std::size_t(TIFFScanlineSize64(tiff_.get())));
     line_.resize(separate_ ? columns : image.row_bytes());
   }
-  const std::size_t wanted = std::size_t(planes.count);
+  const std::size_t rowBytes = planes.bytes_of(columns);
   for (SInt32 row = 0; row < count; ++row) {
-    UInt8* target = rows.data() + std::size_t(row) * columns * wanted;
+    UInt8* target = rows.data() + std::size_t(row) * rowBytes;
     const UInt32 at = UInt32(top + row);
     if (separate_) {
       if (OSErr err = read_plane_line(at, planes, target); err != noErr) return err;
@@ -229,7 +229,7 @@ OSErr TiffPixelReader::read_plane_line(UInt32 row, PlaneRange planes, UInt8* tar
 OSErr TiffPixelReader::load_tile_row(UInt32 top, PlaneRange planes) {
   const Document& image = contents_.image;
   const std::size_t wanted = std::size_t(planes.count);
-  const std::size_t rowBytes = std::size_t(image.columns) * wanted;
+  const std::size_t rowBytes = planes.bytes_of(std::size_t(image.columns));
   const UInt32 length = std::min(tileLength_, UInt32(image.rows) - top);
   tile_.resize(std::size_t(TIFFTileSize64(tiff_.get())));
   tileRow_.resize(std::size_t(length) * rowBytes);
@@ -259,11 +259,10 @@ OSErr TiffPixelReader::load_tile_row(UInt32 top, PlaneRange planes) {
 
 OSErr TiffPixelReader::read_tiled(SInt32 top, SInt32 count, PlaneRange planes,
                                   std::span<UInt8> rows) {
-  const std::size_t rowBytes = std::size_t(contents_.image.columns) * std::size_t(planes.count);
+  const std::size_t rowBytes = planes.bytes_of(std::size_t(contents_.image.columns));
   for (SInt32 row = top; row < top + count;) {
     const UInt32 tileTop = UInt32(row) / tileLength_ * tileLength_;
-    if (tileRowTop_ != SInt64(tileTop) || tilePlanes_.first != planes.first ||
-        tilePlanes_.count != planes.count) {
+    if (tileRowTop_ != SInt64(tileTop) || tilePlanes_ != planes) {
       if (OSErr err = load_tile_row(tileTop, planes); err != noErr) return err;
     }
     const SInt32 tileRows = SInt32(tileRow_.size() / rowBytes);
